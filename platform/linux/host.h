@@ -1,0 +1,77 @@
+#pragma once
+// What our Linux implementation of the platform offers to daemons beyond the seam: the end of a
+// pipe, the heartbeats that arrive at the host and their periods, the match data, and the
+// configuration checker. The core never includes this.
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/manifest_service.h"
+
+namespace GrpOwnerLinux {
+
+// --- Places --------------------------------------------------------------------------------------
+
+/// The directory of sockets and locks, made when it is missing: $GRPOWNER_RUN_DIR when set, else
+/// /run/grpowner for root, else $XDG_RUNTIME_DIR/grpowner, else a private directory (mode 0700)
+/// under the system's temporary one.
+/// @param error filled in with the reason when the result is empty
+std::string RunDirectory(std::string& error);
+
+/// The socket on which the process of this name accepts pipes: "<run directory>/<name>.pipe".
+std::string PipePath(std::string_view runDirectory, std::string_view processName);
+
+// --- Pipes ---------------------------------------------------------------------------------------
+
+/// Called once, on the service's handling thread, when a pipe ends without having been closed here.
+/// @param reason in words
+using PipeEndHandler = std::function<void(int fd, const std::string& reason)>;
+
+/// To be set before the pipe is opened.
+void SetPipeEndHandler(PipeEndHandler handler);
+
+// --- Heartbeats ----------------------------------------------------------------------------------
+
+/// Sets the period of a checked application; three missed beats count as lost. The period stays
+/// known over registrations. 0 forgets it: the application is then never lost.
+void SetHeartBeatPeriod(const std::string& name, uint32_t periodMs);
+
+/// An application's heartbeat has arrived. Also said at readiness, from where beats are counted.
+void HeartBeatArrived(const std::string& name, uint32_t pid);
+
+// --- Configuration -------------------------------------------------------------------------------
+
+/// The replacement pairs that ParseToReplaceData answers.
+void SetMatchData(const ParseAndDepend::MatchData& matchData);
+
+/// One finding in a configuration file. Lines and columns count from 1, columns in characters.
+struct Diagnostic {
+    enum class Severity { kWarning, kError };
+    Severity severity = Severity::kError;
+    std::string file;
+    uint32_t line = 0;
+    uint32_t column = 0;
+    uint32_t length = 1;  // characters that the caret underlines
+    std::string message;
+    std::string help;  // may be empty
+    std::string text;  // the source line; may be empty
+};
+
+struct Configuration {
+    std::vector<ApplicationManifest> manifests;  // in the order of the file
+    std::vector<Diagnostic> diagnostics;         // sorted by place
+    bool Ok() const;                             // no error among them
+};
+
+/// Reads a start configuration and all that is wrong with it. No manifests when there are errors.
+Configuration LoadConfiguration(const std::string& path,
+                                const ParseAndDepend::MatchData& matchData);
+
+/// The findings as people read them: place, text, caret and help.
+std::string RenderDiagnostics(const std::vector<Diagnostic>& diagnostics);
+
+}  // namespace GrpOwnerLinux
