@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/manifest_service.h"
+#include "platform/pipe_service.h"
 #include "platform/portable/manifest_fields.h"
 
 namespace GrpOwnerMemory {
@@ -96,7 +97,7 @@ bool Deliver(const std::string& bytes);
 void Post(const std::string& bytes);
 
 /// Calls the newest open pipe's handler with a raw request, which may be null or lie.
-bool DeliverRaw(const void* request);
+bool DeliverRaw(const EzcomRequest* request);
 
 /// The handle of the newest open pipe; 0 when there is none.
 int OpenPipe();
