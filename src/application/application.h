@@ -95,7 +95,43 @@ public:
     bool IsOkToRestart();
 
 private:
+    AppStateType StateTypeLocked() const REQUIRES(mutex_);
+
+    template <typename Report>
+    AppChangeState ForwardReport(AppStateType& before, Report report) EXCLUDES(mutex_);
+
+    // Constant after construction, but for what says otherwise. The order is the manifest's own.
     std::string appName_;
+    std::string binPath_;
+    uint32_t uid_;
+    std::vector<std::string> arguments_ GUARDED_BY(parameterMutex_);
+    std::string restart_;
+    bool isSo_;
+    std::string soName_;
+    std::string soPath_;
+    std::string processBindPath_;
+    std::atomic<int32_t> pid_{-1};  // -1: never reported
+    uint32_t termTimeOut_;          // milliseconds
+    bool isForceTerm_;
+    bool isRosNode_;
+    bool isReporting_;
+    std::vector<uint32_t> coreAffinity_;
+    std::string resGroupName_;
+    std::set<std::string> depends_;
+    bool isAutoBoot_;
+    std::map<std::string, std::string> envArgv_;
+    uint32_t gid_;
+    std::unique_ptr<DataMaster::Timer> restartTimer_ GUARDED_BY(mutex_);  // made on first use
+    std::atomic<uint32_t> restartCount_{0};                               // in the current window
+    bool isSetRtPrio_;
+    bool heartBeatSwitch_;
+    int32_t nodeType_;
+    mutable Mutex mutex_;
+    std::shared_ptr<ApplicationState> state_ GUARDED_BY(mutex_);
+    bool isDynamicPara_;
+    DynamicParas dynamicParas_ GUARDED_BY(parameterMutex_);  // of the last accepted request
+    std::atomic<uint32_t> detailStatus_;
+    mutable Mutex parameterMutex_;  // a leaf
 };
 
 }  // namespace ProcMgr
