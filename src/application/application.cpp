@@ -1,0 +1,344 @@
+#include "src/application/application.h"
+
+#include <utility>
+
+#include "src/application/application_state.h"
+#include "src/application/init_application_state.h"
+#include "src/application/restarting_application_state.h"
+#include "src/application/running_application_state.h"
+#include "src/application/starting_application_state.h"
+#include "src/application/terminated_application_state.h"
+#include "src/application/terminating_application_state.h"
+#include "src/common/logging.h"
+
+namespace ProcMgr {
+
+namespace {
+
+constexpr int64_t kRestartWindow = 60000;  // milliseconds
+constexpr uint32_t kRestartLimit = 5;      // restarts in a window
+
+constexpr char kOnForever[] = "on-forever";
+constexpr char kOnFailure[] = "on-failure";
+
+constexpr uint32_t kDetailStatusUnknown = 3;
+
+const std::string& ToText(const std::string& value) {
+    return value;
+}
+
+std::string ToText(uint32_t value) {
+    return std::to_string(value);
+}
+
+/// Every entry with a blank in front.
+template <typename Container>
+std::string Listed(const Container& entries) {
+    std::string list;
+    for (const auto& entry : entries) {
+        list += " " + ToText(entry);
+    }
+    return list;
+}
+
+}  // namespace
+
+Application::Application(const ApplicationManifest& manifest, const std::string& name)
+    : appName_(name.empty() ? manifest.GetAppName() : name),
+      binPath_(manifest.GetBinPath()),
+      uid_(manifest.GetUid()),
+      arguments_(manifest.GetArguments()),
+      restart_(manifest.GetRestart()),
+      isSo_(manifest.GetIsSo()),
+      soName_(manifest.GetSoName()),
+      soPath_(manifest.GetSoPath()),
+      processBindPath_(manifest.GetProcessBindPath()),
+      termTimeOut_(manifest.GetTermTimeOut()),
+      isForceTerm_(manifest.GetIsForceTerm()),
+      isRosNode_(manifest.GetIsRosNode()),
+      isReporting_(manifest.GetIsReporting()),
+      coreAffinity_(manifest.GetCoreAffinity()),
+      resGroupName_(manifest.GetResGroupName()),
+      depends_(manifest.GetDependList()),
+      isAutoBoot_(manifest.GetIsAutoBoot()),
+      envArgv_(manifest.GetEnvArgv()),
+      gid_(manifest.GetGid()),
+      isSetRtPrio_(manifest.GetIsSetRtPrio()),
+      heartBeatSwitch_(manifest.GetHeartBeatSwitch()),
+      nodeType_(manifest.GetNodeType()),
+      state_(std::make_shared<InitApplicationState>(this)),
+      isDynamicPara_(manifest.GetIsDynamicPara()),
+      detailStatus_(kDetailStatusUnknown) {}
+
+// A state object knows its application by address, so the new record gets one of its own.
+Application::Application(Application&& other)
+    : appName_(std::move(other.appName_)),
+      binPath_(std::move(other.binPath_)),
+      uid_(other.uid_),
+      arguments_(std::move(other.arguments_)),
+      restart_(std::move(other.restart_)),
+      isSo_(other.isSo_),
+      soName_(std::move(other.soName_)),
+      soPath_(std::move(other.soPath_)),
+      processBindPath_(std::move(other.processBindPath_)),
+      pid_(other.pid_.load()),
+      termTimeOut_(other.termTimeOut_),
+      isForceTerm_(other.isForceTerm_),
+      isRosNode_(other.isRosNode_),
+      isReporting_(other.isReporting_),
+      coreAffinity_(std::move(other.coreAffinity_)),
+      resGroupName_(std::move(other.resGroupName_)),
+      depends_(std::move(other.depends_)),
+      isAutoBoot_(other.isAutoBoot_),
+      envArgv_(std::move(other.envArgv_)),
+      gid_(other.gid_),
+      restartTimer_(std::move(other.restartTimer_)),
+      restartCount_(other.restartCount_.load()),
+      isSetRtPrio_(other.isSetRtPrio_),
+      heartBeatSwitch_(other.heartBeatSwitch_),
+      nodeType_(other.nodeType_),
+      state_(MapStateTypeToStatePointer(other.state_->GetStateType())),
+      isDynamicPara_(other.isDynamicPara_),
+      dynamicParas_(std::move(other.dynamicParas_)),
+      detailStatus_(other.detailStatus_.load()) {}
+
+Application::~Application() = default;
+
+std::vector<std::string> Application::GetArguments() const {
+    MutexLock lock(parameterMutex_);
+    return arguments_;
+}
+
+void Application::SetArguments(const std::vector<std::string>& arguments) {
+    MutexLock lock(parameterMutex_);
+    arguments_ = arguments;
+}
+
+DynamicParas Application::GetDynamicParas() const {
+    MutexLock lock(parameterMutex_);
+    return dynamicParas_;
+}
+
+void Application::SetDynamicParas(const DynamicParas& dynamicParas) {
+    MutexLock lock(parameterMutex_);
+    dynamicParas_ = dynamicParas;
+}
+
+AppStateType Application::StateTypeLocked() const {
+    return state_->GetStateType();
+}
+
+AppStateType Application::GetAppStateType() const {
+    MutexLock lock(mutex_);
+    return StateTypeLocked();
+}
+
+bool Application::IsAppInitializing() const {
+    return GetAppStateType() == AppStateType::INITSTATE;
+}
+
+bool Application::IsAppRunning() const {
+    return GetAppStateType() == AppStateType::RUNNING;
+}
+
+bool Application::IsAppTerminated() const {
+    return GetAppStateType() == AppStateType::TERMINATED;
+}
+
+// A transition drops the record's reference to the state object that is just running, so each
+// forwarding operation holds one of its own.
+
+bool Application::Start() {
+    MutexLock lock(mutex_);
+    const std::shared_ptr<ApplicationState> state = state_;
+    return state->Start();
+}
+
+bool Application::Term() {
+    MutexLock lock(mutex_);
+    const std::shared_ptr<ApplicationState> state = state_;
+    return state->Term();
+}
+
+bool Application::Restart() {
+    MutexLock lock(mutex_);
+    const std::shared_ptr<ApplicationState> state = state_;
+    return state->Restart();
+}
+
+template <typename Report>
+AppChangeState Application::ForwardReport(AppStateType& before, Report report) {
+    MutexLock lock(mutex_);
+    const std::shared_ptr<ApplicationState> state = state_;
+    before = state->GetStateType();
+    return report(*state);
+}
+
+AppChangeState Application::ReportRunningNormalStartFromProcMgr(AppStateType& before) {
+    return ForwardReport(before, [](ApplicationState& state) {
+        return state.ReportRunningNormalStartFromProcMgr();
+    });
+}
+
+AppChangeState Application::ReportRunningAbnormalTermTimeoutFromProcMgr(AppStateType& before) {
+    return ForwardReport(before, [](ApplicationState& state) {
+        return state.ReportRunningAbnormalTermTimeoutFromProcMgr();
+    });
+}
+
+AppChangeState Application::ReportRunningNormalReStartFromProcMgr(AppStateType& before) {
+    return ForwardReport(before, [](ApplicationState& state) {
+        return state.ReportRunningNormalReStartFromProcMgr();
+    });
+}
+
+AppChangeState Application::ReportTerminatedNormalFromProcMgr(AppStateType& before) {
+    return ForwardReport(
+        before, [](ApplicationState& state) { return state.ReportTerminatedNormalFromProcMgr(); });
+}
+
+AppChangeState Application::ReportTerminatedAbnormalFromProcMgr(uint32_t reason,
+                                                                AppStateType& before) {
+    return ForwardReport(before, [reason](ApplicationState& state) {
+        return state.ReportTerminatedAbnormalFromProcMgr(reason);
+    });
+}
+
+AppChangeState Application::ReportRunningNormalStartFromApp(AppStateType& before) {
+    return ForwardReport(
+        before, [](ApplicationState& state) { return state.ReportRunningNormalStartFromApp(); });
+}
+
+bool Application::CanRestart() {
+    return (restart_ == kOnForever || restart_ == kOnFailure) && Restart();
+}
+
+// Its callers are state objects inside an operation that holds the mutex, out of the analysis'
+// sight.
+void Application::SetAppState(std::shared_ptr<ApplicationState> next) NO_THREAD_SAFETY_ANALYSIS {
+    if (next == nullptr) {
+        GRP_ERROR("Application::SetAppState: setting application %s 'state to NULL is invalid",
+                  appName_.c_str());
+        return;
+    }
+    state_ = std::move(next);
+}
+
+std::shared_ptr<ApplicationState> Application::MapStateTypeToStatePointer(AppStateType type) {
+    switch (type) {
+        case AppStateType::INITSTATE:
+            return std::make_shared<InitApplicationState>(this);
+        case AppStateType::RUNNING:
+            return std::make_shared<RunningApplicationState>(this);
+        case AppStateType::STARTING:
+            return std::make_shared<StartingApplicationState>(this);
+        case AppStateType::RESTARTING:
+            return std::make_shared<RestartingApplicationState>(this);
+        case AppStateType::TERMINATING:
+            return std::make_shared<TerminatingApplicationState>(this);
+        case AppStateType::TERMINATED:
+            return std::make_shared<TerminatedApplicationState>(this);
+    }
+    GRP_ERROR("Application::MapStateTypeToStatePointer: failed to determine the state type: %d",
+              static_cast<int>(type));
+    return nullptr;
+}
+
+bool Application::CompareAndSetAppState(AppStateType expected, AppStateType next) {
+    MutexLock lock(mutex_);
+    if (StateTypeLocked() != expected) {
+        return false;
+    }
+    std::shared_ptr<ApplicationState> state = MapStateTypeToStatePointer(next);
+    if (state == nullptr) {
+        GRP_ERROR(
+            "Application::CompareAndSetAppState: the next state should not be null, old state type "
+            "is %d; next state type is %d",
+            static_cast<int>(expected), static_cast<int>(next));
+        return false;
+    }
+    SetAppState(std::move(state));
+    return true;
+}
+
+bool Application::CopyDynamicAttributeFromApp(const Application& other) {
+    const AppStateType type = other.GetAppStateType();  // never two applications' locks at once
+    std::shared_ptr<ApplicationState> state = MapStateTypeToStatePointer(type);
+    if (state == nullptr) {
+        GRP_ERROR(
+            "Application::CopyDynamicAttributeFromApp: the next state should not be null.The "
+            "original application is in state %d",
+            static_cast<int>(type));
+        return false;
+    }
+    {
+        MutexLock lock(mutex_);
+        SetAppState(std::move(state));
+    }
+    SetPid(other.GetPid());
+    SetRestartCount(other.GetRestartCount());
+    SetDetailStatus(other.GetDetailStatus());
+    return true;
+}
+
+std::string Application::AppInfoToString() const {
+    std::string text;
+    const auto line = [&text](const char* key, const std::string& value) {
+        text.append(" ").append(key).append(":").append(value).append("\n");
+    };
+    const auto flag = [](bool value) { return std::string(value ? "1" : "0"); };
+    line("appName", appName_);
+    line("binPath", binPath_);
+    line("uid", std::to_string(uid_));
+    line("gid", std::to_string(gid_));
+    line("restart", restart_);
+    line("isSo", flag(isSo_));
+    line("pid", std::to_string(GetPid()));
+    line("termTimeOut", std::to_string(termTimeOut_));
+    line("isForceTerm", flag(isForceTerm_));
+    line("isRosNode", flag(isRosNode_));
+    line("isReporting", flag(isReporting_));
+    line("resGroupName", resGroupName_);
+    line("isAutoBoot", flag(isAutoBoot_));
+    line("argument", Listed(GetArguments()));
+    line("depends", Listed(depends_));
+    line("coreAffinity", Listed(coreAffinity_));
+    return text;
+}
+
+// The window is not sliding: it lasts from its first restart to the attempt after the fifth. That
+// attempt closes it and is refused when it came too soon; the one after it opens a new window, so a
+// refusal never blocks an application for good.
+bool Application::IsOkToRestart() NO_THREAD_SAFETY_ANALYSIS {
+    if (restart_ == kOnForever) {
+        return true;
+    }
+    if (restartTimer_ == nullptr) {
+        restartTimer_ = std::make_unique<DataMaster::Timer>();
+    }
+    if (!restartTimer_->IsRunning()) {
+        SetRestartCount(1);
+        restartTimer_->Start();
+        return true;
+    }
+    const uint32_t count = GetRestartCount();
+    if (count < kRestartLimit) {
+        SetRestartCount(count + 1);
+        return true;
+    }
+    restartTimer_->Stop();
+    SetRestartCount(0);
+    const int64_t elapsed = restartTimer_->ElapsedMilliseconds();
+    if (elapsed <= kRestartWindow) {
+        GRP_ERROR(
+            "Cannot Restart appName:%s , because restart count(%u) is more than %u within "
+            "%ld(window time:%ld)ms",
+            appName_.c_str(), count, kRestartLimit, elapsed, kRestartWindow);
+        return false;
+    }
+    GRP_WARNING("IsOkToRestart appName:%s elapseMillisecond:%ld restartCount_:%u", appName_.c_str(),
+                elapsed, count);
+    return true;
+}
+
+}  // namespace ProcMgr
