@@ -1,0 +1,214 @@
+// How a group comes up.
+
+#include <random>
+#include <thread>
+
+#include "tests/support/group.h"
+#include "tests/support/isolated.h"
+#include "tests/support/log_assertions.h"
+#include "tests/support/manifest_builder.h"
+
+namespace GrpOwnerTest {
+namespace {
+
+using namespace GrpOwnerMemory;
+using ProcMgr::AppStateType;
+
+using Apps = std::vector<ManifestFields>;
+
+// Every application was asked for once, after what it depends on, and runs.
+void ExpectUpInOrder(const Apps& apps, const Group& group) {
+    EXPECT_EQ(OrderFault(apps, group.pm.Events()), "");
+    for (const ManifestFields& app : apps) {
+        EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, app.appName), 1u) << app.appName;
+        EXPECT_TRUE(Group::Runs(app.appName)) << app.appName;
+    }
+}
+
+const std::vector<std::pair<const char*, Apps>> kShapes = {
+    {"nothing", {}},
+    {"one", {App("a")}},
+    {"chain", {App("a").DependsOn({"b"}), App("b").DependsOn({"c"}), App("c")}},
+    {"diamond",
+     {App("top").DependsOn({"left", "right"}), App("left").DependsOn({"base"}),
+      App("right").DependsOn({"base"}), App("base")}},
+    {"ready by their own word",
+     {App("a").DependsOn({"node", "reporter"}), App("node").RosNode().DependsOn({"reporter"}),
+      App("reporter").Reporting()}},
+};
+
+const std::vector<std::pair<const char*, Habits>> kHabits = {
+    {"plain", {}},
+    {"inside the send call", {100, 0, 0, 1, false}},
+    {"twice", {0, 100, 0, 1, false}},
+    {"with strangers", {0, 0, 100, 1, false}},
+    {"many in one record", {0, 100, 50, 4, true}},
+};
+
+// Whatever the shape of a group and the habits of the process manager: nothing is asked for before
+// what it depends on runs, everything is asked for once, and the boot succeeds.
+TEST(Boot, ShapesAndHabits) {
+    for (const auto& [shape, apps] : kShapes) {
+        for (const auto& [habit, habits] : kHabits) {
+            SCOPED_TRACE(std::string(shape) + ", answered " + habit);
+            RunIsolated([apps = apps, habits = habits] {
+                Group group(apps);
+                group.pm.SetHabits(habits);
+                EXPECT_TRUE(group.EnableAndStart());
+                ASSERT_TRUE(group.pm.WaitIdle());
+                ExpectUpInOrder(apps, group);
+            });
+        }
+    }
+}
+
+// A group of random layers under random habits.
+Apps RandomLayers(std::mt19937_64& random) {
+    Apps apps;
+    std::vector<std::string> lower;
+    for (size_t layers = 1 + random() % 6; layers > 0; --layers) {
+        std::vector<std::string> layer;
+        for (size_t width = 1 + random() % 8; width > 0; --width) {
+            App app("app" + std::to_string(apps.size() + layer.size()));
+            std::set<std::string> depends;
+            for (const std::string& name : lower) {
+                if (random() % 4 == 0) {
+                    depends.insert(name);
+                }
+            }
+            app.DependsOn(depends);
+            if (random() % 5 == 0) {
+                app.Reporting();
+            }
+            if (random() % 3 == 0) {
+                app.HeartBeat(5);
+            }
+            apps.push_back(app);
+            layer.push_back(apps.back().appName);
+        }
+        lower.insert(lower.end(), layer.begin(), layer.end());
+    }
+    return apps;
+}
+
+TEST(Boot, RandomLayersInRandomOrder) {
+    ForSeeds(60, [](uint64_t seed) {
+        std::mt19937_64 random(seed);
+        const Apps apps = RandomLayers(random);
+        Group group(apps, seed);
+        const auto percent = [&random] { return static_cast<unsigned>(random() % 101); };
+        group.pm.SetHabits({percent() / 2, percent(), percent(), 1 + percent() / 10, true});
+        EXPECT_TRUE(group.EnableAndStart());
+        ASSERT_TRUE(group.pm.WaitIdle());
+        ExpectUpInOrder(apps, group);
+    });
+}
+
+// The lines that a boot leaves in the log, each thread's in its order, and what goes to the process
+// manager: the manifest's arguments included.
+SCENARIO(Boot, LogAndRecords) {
+    Group group({App("a").DependsOn({"b"}).Arguments({"-x", "1"}), App("b")});
+    ASSERT_TRUE(group.EnableAndStart());
+    ASSERT_TRUE(group.pm.WaitIdle());
+    EXPECT_TRUE(LoggedInOrder({
+        {kInfo, "GroupOwner: ProcMgrAgent RegAppStateChangeCallBack."},
+        {kWarning, "ApplicationManager: StartBaseApplication begin."},
+        {kWarning, "StartApps begin."},
+        {kInfo, "noDependsList in startAppMap appName=b"},
+        {kWarning, "StartNoDependsApps start begin."},
+        {kInfo, "InitApplicationState appName:b  Start()"},
+        {kWarning, "StartNoDependsApps add b to startAppList."},
+        {kWarning, "StartNoDependsApps emAgent StartApp begin."},
+        {kWarning, "StartNoDependsApps emAgent StartApp end."},
+        {kWarning, "StartNoDependsApps start end."},
+        {kInfo, "noDependsList in startAppMap appName=a"},
+        {kWarning, "StartNoDependsApps add a to startAppList."},
+        {kWarning, "StartApp end."},
+        {kWarning, "ApplicationManager: StartBaseApplication end."},
+    }));
+    EXPECT_TRUE(LoggedInOrder({
+        {kWarning, "GrpOwnerServer: ReportAppStateFromProcMgr begin."},
+        {kEvent, "Receive app state from pm. (appName=b,state=RUNNING_NORMAL_START,pid=1000)"},
+        {kEvent, "StartingApplicationState appName:b ReportRunningNormalStartFromProcMgr"},
+        {kEvent, "StartingApplicationState appName:b is running after receiving pm report."},
+        {kWarning, "ApplicationManager: ReportStartAppResult: appName=b,status=SUCCESS."},
+        {kWarning,
+         "ApplicationManager ReportStartAppResult appName=b is not in "
+         "appStartInfo.startAppResultMap."},
+        {kEvent, "Notify app state begin. (name=b,pid=1000,state=SWITCH_ON)"},
+        {kWarning, "GrpOwnerServer: ReportAppStateFromProcMgr end."},
+        {kEvent, "Receive app state from pm. (appName=a,state=RUNNING_NORMAL_START,pid=1001)"},
+    }));
+    EXPECT_EQ(group.pm.LastRequest("a").arguments, (std::vector<std::string>{"-x", "1"}));
+    EXPECT_EQ(group.Notices(),
+              (std::vector<std::string>{"b 1000 SWITCH_ON RUNNING", "a 1001 SWITCH_ON RUNNING"}));
+}
+
+// An application that reports itself counts as running by its own word alone, whichever of its word
+// and the started report comes first.
+SCENARIO(Boot, OwnWordAndReportInEitherOrder) {
+    Group group({App("early").Reporting(), App("late").Reporting()});
+    group.pm.SetReadiness({"early", "late"}, nullptr);
+    group.pm.Hold();
+    ASSERT_TRUE(group.Enable());
+    std::thread boot([&group] { EXPECT_TRUE(group.Start()); });
+    EXPECT_TRUE(WaitUntil([&] { return group.pm.Count(PmEvent::kAskedStart, "late") == 1; }));
+    group.SayReady("early", 7);
+    group.pm.Release();
+    EXPECT_TRUE(group.pm.WaitIdle());
+    EXPECT_TRUE(Group::Runs("early"));
+    EXPECT_EQ(Group::State("late"), AppStateType::STARTING);
+    group.SayReady("late", 8);
+    boot.join();
+    // The owner tells of a start only where the process manager's report finds it running.
+    EXPECT_EQ(group.Notices(), (std::vector<std::string>{"early 1000 SWITCH_ON RUNNING"}));
+    EXPECT_TRUE(
+        Logged(kEvent, "GrpOwnerServer: ReportAppStateFromApp. (appName=late,state=on,pid=8)"));
+}
+
+// A dependency outside the boot that runs already, or comes up meanwhile, lets its dependants
+// start.
+SCENARIO(Boot, DependencyThatIsNotRequested) {
+    Group group({App("a").DependsOn({"running", "restarting"}), App("running").Driving(),
+                 App("restarting").Driving().Restart("on-failure")});
+    ASSERT_TRUE(group.Enable());
+    group.SayReady("running", 1);
+    group.SayReady("restarting", 2);
+    group.pm.Hold();
+    (void)group.owner.GrpOwnerRestartApp("restarting");  // always 0
+    ASSERT_EQ(Group::State("restarting"), AppStateType::RESTARTING);
+    std::thread boot([&group] { EXPECT_TRUE(group.Start()); });
+    EXPECT_TRUE(WaitUntil([] { return CountLog(kWarning, "StartApps begin.") == 1; }));
+    EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, "a"), 0u);
+    group.pm.Release();
+    boot.join();
+    EXPECT_TRUE(Group::Runs("a"));
+    EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, "running"), 0u);
+}
+
+// A second boot leaves alone what runs and reports it as up.
+SCENARIO(Boot, AgainWhenAllRuns) {
+    Group group({App("a").DependsOn({"b"}), App("b")});
+    ASSERT_TRUE(group.EnableAndStart());
+    ASSERT_TRUE(group.Start());
+    EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, "a"), 1u);
+    EXPECT_TRUE(Logged(kWarning,
+                       "RunningApplicationState appName:b Start, it's duplicate operation, but we "
+                       "return true, should mark the operation success directly"));
+}
+
+// Many applications in one boot: more than one record of the wire holds.
+SCENARIO(Boot, MoreThanOneRecordHolds) {
+    Apps apps;
+    for (int i = 0; i < 300; ++i) {
+        apps.push_back(App("application-with-a-long-name-" + std::to_string(i)));
+    }
+    Group group(apps);
+    group.pm.SetHabits({0, 0, 0, 20, true});
+    EXPECT_TRUE(group.EnableAndStart());
+    ASSERT_TRUE(group.pm.WaitIdle());
+    ExpectUpInOrder(apps, group);
+}
+
+}  // namespace
+}  // namespace GrpOwnerTest

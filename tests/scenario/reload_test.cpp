@@ -1,0 +1,204 @@
+// Reading the configuration anew while the group runs.
+
+#include <thread>
+
+#include "src/manager/application_manager.h"
+#include "tests/support/group.h"
+#include "tests/support/isolated.h"
+#include "tests/support/log_assertions.h"
+#include "tests/support/manifest_builder.h"
+
+namespace GrpOwnerTest {
+namespace {
+
+using namespace GrpOwnerMemory;
+using ProcMgr::ApplicationManager;
+using ProcMgr::AppStateType;
+
+constexpr uint32_t kPid = 1000;
+
+bool Reload(const std::vector<ManifestFields>& manifests) {
+    SetConfiguration(manifests);
+    return ApplicationManager::GetInstance().ReloadCfg();
+}
+
+ParseAndDepend::DependsMap Depends() {
+    return ParseAndDepend::GetInstance().GetApplicationDependsMap();
+}
+
+// A reload brings new names, drops vanished ones that are down and takes over what a known name
+// has become; the process manager is asked first, with the match data read anew.
+SCENARIO(Reload, Success) {
+    Group group({App("kept").NodeType(1), App("moved"), App("gone").Driving()});
+    ASSERT_TRUE(group.EnableAndStart());
+    ASSERT_TRUE(group.pm.WaitIdle());
+    const uint32_t pid = group.pm.PidOf("kept");
+    ASSERT_TRUE(Deliver(EncodeQueryAnswer({{"kept", 2}})));
+    SetMatchData({{"PLACE", "right"}});
+    EXPECT_TRUE(Reload({App("kept").NodeType(2).DependsOn({"new"}), App("moved").Driving(),
+                        App("new"), App("tool").Template()}));
+
+    const PmRequest record = DecodeRequest(SentRecords().back().bytes);
+    EXPECT_EQ(record.type, static_cast<uint32_t>(kReload));
+    EXPECT_EQ(record.path, "/dev/null");
+    EXPECT_EQ(record.match.at("PLACE"), "right");
+    EXPECT_TRUE(Group::Runs("kept"));
+    EXPECT_EQ(Group::Find("kept")->GetPid(), static_cast<int32_t>(pid));
+    EXPECT_EQ(Group::Find("kept")->GetNodeType(), 2);
+    EXPECT_EQ(Group::Find("kept")->GetDetailStatus(), 2u);
+    EXPECT_TRUE(Group::Runs("moved"));
+    EXPECT_EQ(Group::State("new"), AppStateType::INITSTATE);
+    EXPECT_EQ(Group::Find("gone"), nullptr);
+    EXPECT_NE(ApplicationManager::GetInstance().FindApplication("tool", true), nullptr);
+    EXPECT_TRUE(LoggedInOrder({{kEvent, "ReloadCfg begin."},
+                               {kInfo, "first:PLACE second:right"},
+                               {kEvent, "ReloadCfg end."}}));
+    EXPECT_TRUE(group.Start());  // what is new comes up
+    EXPECT_TRUE(Group::Runs("new"));
+}
+
+// A reload that fails says why, leaves records and dependencies as they were and keeps no later one
+// out.
+TEST(Reload, Failures) {
+    const struct {
+        std::function<void()> fault;
+        const char* error;
+    } kCases[] = {
+        {[] { SetAnswer([](const SentRecord&) { return "-22"; }); },
+         "ApplicationManager ReloadCfg failed: ProcMgrAgent UpdateCfg failed"},
+        {[] { ScriptPipe(PipeCall::kTimedCall, -32); },
+         "ApplicationManager ReloadCfg failed: ProcMgrAgent UpdateCfg failed"},
+        {[] {
+             // A service that has touched the dependencies before it failed.
+             SetParseHook([] { ParseAndDepend::GetInstance().SetApplicationDependsMap({}); });
+             ScriptManifest(ManifestCall::kParseYaml, -1);
+         },
+         "ApplicationManager: reload config error !!! "},
+    };
+    for (const auto& item : kCases) {
+        SCOPED_TRACE(item.error);
+        RunIsolated([&item] {
+            Group group({App("a").DependsOn({"b"}), App("b")});
+            ASSERT_TRUE(group.EnableAndStart());
+            const ParseAndDepend::DependsMap before = Depends();
+            const auto record = Group::Find("a");
+            item.fault();
+            EXPECT_FALSE(Reload({App("b")}));
+            EXPECT_TRUE(Logged(kError, item.error));
+            EXPECT_EQ(Depends(), before);
+            EXPECT_EQ(Group::Find("a"), record);
+            SetAnswer(nullptr);
+            SetParseHook(nullptr);
+            EXPECT_TRUE(Reload({App("b"), App("c")}));
+            EXPECT_NE(Group::Find("c"), nullptr);
+        });
+    }
+}
+
+// While one reload runs, another is refused.
+SCENARIO(Reload, OneAtATime) {
+    Group group({App("a")});
+    ASSERT_TRUE(group.Enable());
+    SetParseHook([] { EXPECT_FALSE(ApplicationManager::GetInstance().ReloadCfg()); });
+    EXPECT_TRUE(Reload({App("a")}));
+    EXPECT_TRUE(
+        Logged(kError, "ApplicationManager: cannot reload now. (isTransitionFinish=false)"));
+}
+
+// While the base applications come up, a reload is kept out; afterwards it goes.
+SCENARIO(Reload, NotDuringTheBaseStart) {
+    Group group({App("a")});
+    group.pm.Hold();
+    ASSERT_TRUE(group.Enable());
+    std::thread boot([&group] { EXPECT_TRUE(group.Start()); });
+    EXPECT_TRUE(WaitUntil([&] { return group.pm.Count(PmEvent::kAskedStart, "a") == 1; }));
+    EXPECT_FALSE(ApplicationManager::GetInstance().ReloadCfg());
+    EXPECT_TRUE(Logged(kError, "ApplicationManager: cannot reload now. (isTransitionFinish=true)"));
+    group.pm.Release();
+    boot.join();
+    EXPECT_TRUE(ApplicationManager::GetInstance().ReloadCfg());
+}
+
+// Without a start entry a reload fails, and that one failure shuts every later reload out: kept so.
+SCENARIO(Reload, EmptyPathShutsLaterReloadsOut) {
+    Group group({App("a")});
+    unsetenv("STARTUP_ENTRY_PATH");
+    ApplicationManager manager;
+    EXPECT_TRUE(Logged(kError, "Get startup entry path env failed, key=STARTUP_ENTRY_PATH"));
+    EXPECT_FALSE(manager.ApplicationMgrInit(""));
+    EXPECT_TRUE(Logged(kError, "ApplicationManager init failed: startup entry path is empty"));
+    EXPECT_FALSE(manager.ReloadCfg());
+    EXPECT_TRUE(Logged(kError, "ApplicationManager ReloadCfg failed: startup entry path is empty"));
+    EXPECT_FALSE(manager.ReloadCfg());
+    EXPECT_TRUE(Logged(kError, "ApplicationManager: cannot reload now. (isTransitionFinish=true)"));
+}
+
+// A name that vanishes while its application is up keeps record and dependencies until it has
+// ended; a template's live instance is carried over too.
+SCENARIO(Reload, VanishedButRunning) {
+    Group group({App("top").DependsOn({"bus"}), App("bus"), App("tool").Template()});
+    ASSERT_TRUE(group.EnableAndStart());
+    ASSERT_TRUE(group.pm.WaitIdle());
+    ASSERT_NE(ApplicationManager::GetInstance().FindApplication("tool", true), nullptr);
+    group.SayReady("tool", 9);
+    for (int round = 0; round < 2; ++round) {  // a second reload keeps it just the same
+        EXPECT_TRUE(Reload({App("bus"), App("tool").Template()}));
+        EXPECT_TRUE(Group::Runs("top"));
+        EXPECT_TRUE(Group::Runs("tool"));
+        EXPECT_EQ(Depends(),
+                  (ParseAndDepend::DependsMap{{"bus", {}}, {"tool", {}}, {"top", {"bus"}}}));
+    }
+    group.ForgetNotices();
+    group.pm.Report({{"top", group.pm.PidOf("top"), kCrashed, 9}, {"tool", 9, kExited}});
+    EXPECT_EQ(Group::Find("top"), nullptr);
+    EXPECT_EQ(Group::Find("tool"), nullptr);
+    EXPECT_EQ(Depends().count("top"), 0u);
+    EXPECT_EQ(group.Notices().size(), 2u);
+}
+
+// A report in the middle of a reload, before or after the process manager's answer, is in the
+// record that the reload leaves behind.
+SCENARIO(Reload, ReportMeanwhile) {
+    Group group({App("a"), App("b"), App("c")});
+    ASSERT_TRUE(group.EnableAndStart());
+    ASSERT_TRUE(group.pm.WaitIdle());
+    SetAnswer([&group](const SentRecord&) {
+        group.pm.Report({{"a", kPid, kExited}});
+        return "0";
+    });
+    SetParseHook([&group] { group.pm.Report({{"b", 77, kRestarted}, {"c", 1, kCrashed, 9}}); });
+    EXPECT_TRUE(Reload({App("a"), App("b")}));
+    EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
+    EXPECT_TRUE(Group::Runs("b"));
+    EXPECT_EQ(Group::Find("b")->GetPid(), 77);
+    EXPECT_EQ(Group::Find("c"), nullptr);
+}
+
+// Reloads one after the other while applications crash and come back: no report is lost between a
+// look-up and a swap of the tables, so owner and process manager agree in the end.
+TEST(Reload, NoReportIsLost) {
+    ForSeeds(5, [](uint64_t seed) {
+        const std::vector<ManifestFields> apps = {App("a").Restart("on-forever"),
+                                                  App("b").Restart("on-forever").HeartBeat(2),
+                                                  App("c").Restart("on-forever").Reporting()};
+        Group group(apps, seed);
+        group.pm.SetHabits({20, 0, 0, 3, true});
+        ASSERT_TRUE(group.EnableAndStart());
+        std::thread reloads([&] {
+            for (int round = 0; round < 60; ++round) {
+                EXPECT_TRUE(Reload(apps));
+            }
+        });
+        for (int round = 0; round < 60; ++round) {
+            const std::string& name = apps[(round + seed) % apps.size()].appName;
+            group.pm.Report({{name, group.pm.PidOf(name), kCrashed, 512 + 11}});
+            EXPECT_TRUE(group.pm.WaitIdle());
+            EXPECT_TRUE(Group::Runs(name));
+            EXPECT_EQ(Group::Find(name)->GetPid(), static_cast<int32_t>(group.pm.PidOf(name)));
+        }
+        reloads.join();
+    });
+}
+
+}  // namespace
+}  // namespace GrpOwnerTest

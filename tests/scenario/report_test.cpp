@@ -1,0 +1,216 @@
+// What reports, own words, heartbeats and query answers do to records and subscribers.
+
+#include "src/manager/application_manager.h"
+#include "tests/support/group.h"
+#include "tests/support/isolated.h"
+#include "tests/support/log_assertions.h"
+#include "tests/support/manifest_builder.h"
+
+namespace GrpOwnerTest {
+namespace {
+
+using namespace GrpOwnerMemory;
+using ProcMgr::ApplicationManager;
+using ProcMgr::AppReportState;
+using ProcMgr::AppStateType;
+using Texts = std::vector<std::string>;
+
+constexpr uint32_t kPid = 1000;  // of the first application that is started
+
+// Each kind of report for a running application: the subscriber hears of an end before the record
+// moves and of a start after it, with the record's pid; where the record stands then.
+TEST(Report, NoticesAndStates) {
+    const struct {
+        PmReport report;
+        Texts notices;
+        AppStateType state;
+    } kCases[] = {
+        {{"a", kPid, kStarted}, {"a 1000 SWITCH_ON RUNNING"}, AppStateType::RUNNING},
+        {{"a", 77, kStarted}, {"a 77 SWITCH_ON RUNNING"}, AppStateType::RUNNING},
+        {{"a", 77, kRestarted},
+         {"a 1000 SWITCH_OFF RUNNING", "a 77 SWITCH_ON RUNNING"},
+         AppStateType::RUNNING},
+        {{"a", kPid, kTermTimeOut}, {}, AppStateType::RUNNING},
+        {{"a", kPid, kExited}, {"a 1000 SWITCH_OFF RUNNING"}, AppStateType::TERMINATED},
+        {{"a", kPid, kCrashed, 512 + 11},
+         {"a 1000 ABNORMAL_EXIT RUNNING"},
+         AppStateType::TERMINATED},
+        {{"a", kPid, 5}, {}, AppStateType::RUNNING},
+        {{"stranger", kPid, kExited}, {}, AppStateType::RUNNING},
+    };
+    for (const auto& item : kCases) {
+        SCOPED_TRACE(item.report.name + " type " + std::to_string(item.report.type));
+        RunIsolated([&item] {
+            Group group({App("a")});
+            ASSERT_TRUE(group.EnableAndStart());
+            ASSERT_TRUE(group.pm.WaitIdle());
+            group.ForgetNotices();
+            group.pm.Report({item.report});
+            EXPECT_EQ(group.Notices(), item.notices);
+            EXPECT_EQ(Group::State("a"), item.state);
+        });
+    }
+}
+
+// One record with everything in it: what cannot be used is said and the rest still applied.
+SCENARIO(Report, MixedRecord) {
+    Group group({App("a"), App("b")});
+    ASSERT_TRUE(group.EnableAndStart());
+    ASSERT_TRUE(group.pm.WaitIdle());
+    group.pm.Report({{"stranger", 5, kStarted},
+                     {"a", kPid, 5},
+                     {"b", kPid + 1, kCrashed, 256 + 3},
+                     {"a", kPid, kExited}});
+    EXPECT_TRUE(LoggedInOrder({
+        {kWarning, "GrpOwnerServer: ReportAppStateFromProcMgr begin."},
+        {kEvent, "Receive app state from pm. (appName=stranger,state=RUNNING_NORMAL_START,pid=5)"},
+        {kWarning, "ApplicationManager: FindApplication stranger (no application found)."},
+        {kError, "App:stranger is not in this group."},
+        {kEvent, "Receive app state from pm. (appName=a,state=Unknown,pid=1000)"},
+        {kError, "GrpOwnerServer: ReportAppStateFromProcMgr app:a state is unknown !"},
+        {kEvent, "Receive app state from pm. (appName=b,state=TERMINATED_ABNORMAL_EXIT,pid=1001)"},
+        {kError, "Receive app abnormal exit. (appName=b,pid=1001, reason=259)"},
+        {kEvent, "Notify app state begin. (name=b,pid=1001,state=ABNORMAL_EXIT)"},
+        {kInfo,
+         "RunningApplicationState appName:b ReportTerminatedAbnormalFromProcMgr, reason=259"},
+        {kInfo, "ApplicationManager: don't need restart b. (restart=no)"},
+        {kEvent, "Notify app state begin. (name=a,pid=1000,state=SWITCH_OFF)"},
+        {kWarning, "RunningApplicationState appName:a ReportTerminatedNormalFromProcMgr"},
+        {kWarning, "GrpOwnerServer: ReportAppStateFromProcMgr end."},
+    }));
+}
+
+// An application's own words: "on" starts the heartbeat check and moves a record that nobody had
+// asked to start; "off" moves nothing; a stranger's word only leaves a line.
+SCENARIO(Report, OwnWords) {
+    Group group({App("a").Driving().HeartBeat(7)});
+    ASSERT_TRUE(group.Enable());
+    group.SayReady("a", 42);
+    EXPECT_TRUE(Group::Runs("a"));
+    EXPECT_TRUE(IsChecked("a"));
+    (void)group.owner.ReportAppStateFromApp("a", 42, AppReportState::SWITCH_OFF);  // no meaning
+    EXPECT_TRUE(Group::Runs("a"));
+    EXPECT_TRUE(
+        Logged(kEvent, "GrpOwnerServer: ReportAppStateFromApp. (appName=a,state=off,pid=42)"));
+    group.SayReady("a", 42);
+    EXPECT_TRUE(
+        Logged(kError,
+               "RunningApplicationState appName:a ReportRunningNormalStartFromApp. there is "
+               "something wrong in app cfg, please check is_ros_node(it should be true)"));
+    group.SayReady("stranger", 9);
+    EXPECT_TRUE(Logged(kEvent,
+                       "ReportAppStateFromApp nodeName:stranger pid:9  cannot found in "
+                       "GrpOwner(with cfg). so add the appMonitor"));
+    EXPECT_EQ(group.Notices(), Texts{});
+}
+
+// Heartbeats: told on, restarted by the host, and a loss that no recovery followed is taken back
+// when the application comes up again, after the notice of its start.
+SCENARIO(Report, HeartBeatLostAndRestarted) {
+    Group group({App("a").HeartBeat(7).Restart("on-failure"), App("silent")});
+    ASSERT_TRUE(group.EnableAndStart());
+    ASSERT_TRUE(group.pm.WaitIdle());
+    EXPECT_TRUE(Logged(kEvent, "GroupOwner: register heart beat check success. (app=a,gid=7)"));
+    EXPECT_FALSE(IsChecked("silent"));
+    group.ForgetNotices();
+
+    EXPECT_EQ(NotifyHeartBeat("a", kPid, 1), 1);
+    EXPECT_EQ(NotifyHeartBeat("a", kPid, 0), 1);
+    EXPECT_EQ(NotifyHeartBeat("a", kPid, 2), 0);
+    EXPECT_EQ(NotifyHeartBeat("a", kPid, 1), 1);
+    (void)group.owner.GrpOwnerRestartApp("a");  // always 0
+    ASSERT_TRUE(group.pm.WaitIdle());
+    const uint32_t pid = group.pm.PidOf("a");
+    EXPECT_NE(pid, kPid);
+    const std::string now = "a " + std::to_string(pid);
+    EXPECT_EQ(group.Notices(), (Texts{
+                                   "a 1000 HEART_BEAT_LOST RUNNING",
+                                   "a 1000 HEART_BEAT_RECOVERY RUNNING",
+                                   "a 1000 HEART_BEAT_LOST RUNNING",
+                                   "a 1000 SWITCH_OFF RESTARTING",
+                                   now + " SWITCH_ON RUNNING",
+                                   now + " HEART_BEAT_RECOVERY RUNNING",
+                               }));
+    EXPECT_TRUE(
+        Logged(kEvent, "GroupOwner: process heart beat notify. (app=a,pid=1000,status=recovery)"));
+
+    // The set has forgotten the name: one more restart brings no second recovery. And a service
+    // that refuses the check stops nothing.
+    group.ForgetNotices();
+    ScriptHeartBeat(HeartBeatCall::kCheck, -12);
+    (void)group.owner.GrpOwnerRestartApp("a");  // always 0
+    ASSERT_TRUE(group.pm.WaitIdle());
+    EXPECT_EQ(group.Notices().size(), 2u);
+    EXPECT_TRUE(Group::Runs("a"));
+    EXPECT_TRUE(Logged(kError, "GroupOwner: register heart beat check failed. (app=a,ret=-12)"));
+    group.pm.Report({{"a", pid + 1, kExited}});
+    EXPECT_FALSE(IsChecked("a"));
+}
+
+// The answer to a state query: 0 to 2 are kept, anything else becomes 3, strangers are passed over.
+SCENARIO(Report, QueryAnswer) {
+    Group group({App("a"), App("b")});
+    ASSERT_TRUE(group.Enable());
+    EXPECT_EQ(Group::Find("a")->GetDetailStatus(), 3u);
+    ASSERT_TRUE(Deliver(EncodeQueryAnswer({{"a", 2}, {"b", 7}, {"stranger", 1}})));
+    EXPECT_EQ(Group::Find("a")->GetDetailStatus(), 2u);
+    EXPECT_EQ(Group::Find("b")->GetDetailStatus(), 3u);
+    EXPECT_TRUE(Logged(kError, "GrpOwnerServer: b detailstatus 7 invalid"));
+    EXPECT_TRUE(Logged(kEvent, "GrpOwnerServer: stranger is not in this group."));
+}
+
+// A template has no record until somebody asks for one; the record lives until its application has
+// ended and is never restarted by itself. An ordinary driving application keeps its record.
+SCENARIO(Report, TemplateRecords) {
+    Group group({App("tool").Template().Restart("on-forever"), App("plain").Driving()});
+    ASSERT_TRUE(group.Enable());
+    EXPECT_TRUE(Logged(kInfo, "ApplicationManager init: dynamicManifests_ AppName=tool"));
+    ApplicationManager& manager = ApplicationManager::GetInstance();
+    EXPECT_EQ(Group::Find("tool"), nullptr);
+    EXPECT_EQ(manager.FindApplication("stranger", true), nullptr);
+    for (const PmReport& end : {PmReport{"tool", 5, kExited}, PmReport{"tool", 5, kCrashed, 9}}) {
+        const auto tool = manager.FindApplication("tool", true);
+        ASSERT_NE(tool, nullptr);
+        EXPECT_EQ(manager.FindApplication("tool", true), tool);
+        group.SayReady("tool", 5);
+        EXPECT_TRUE(Group::Runs("tool"));
+        group.pm.Report({end});
+        EXPECT_EQ(Group::Find("tool"), nullptr);
+        EXPECT_TRUE(tool->IsAppTerminated());
+    }
+    EXPECT_TRUE(LoggedTimes(kInfo, "ApplicationManager: CreateDynamicApplication tool", 2));
+    EXPECT_TRUE(
+        Logged(kError, "ApplicationManager: SetTermedState tool (no application found, skip it)."));
+    EXPECT_EQ(group.pm.Count(PmEvent::kAskedRestart, "tool"), 0u);
+    group.SayReady("plain", 6);
+    group.pm.Report({{"plain", 6, kExited}});
+    EXPECT_EQ(Group::State("plain"), AppStateType::TERMINATED);
+}
+
+// What the owner says of itself; and after disabling nothing is sent or checked any more.
+SCENARIO(Report, SelfStateAndDisable) {
+    Group group({App("a").HeartBeat(7)});
+    ASSERT_TRUE(group.EnableAndStart());
+    EXPECT_EQ(group.owner.ReportSelfStateToPm(true), 0);
+    EXPECT_EQ(DecodeRequest(SentRecords().back().bytes).baseState, 2u);
+    EXPECT_EQ(group.owner.ReportSelfStateToPm(false), 0);
+    EXPECT_EQ(DecodeRequest(SentRecords().back().bytes).baseState, 3u);
+    EXPECT_TRUE(LoggedInOrder({
+        {kEvent, "Group owner running ok."},
+        {kError, "Group owner running failed, so report <TERMINATING> to pm."},
+    }));
+    ASSERT_TRUE(group.pm.WaitIdle());
+    EXPECT_EQ(group.owner.GrpOwnerDisable(), 0);
+    EXPECT_FALSE(IsChecked("a"));
+    EXPECT_EQ(HeartBeatRecords().back().call, HeartBeatCall::kStopAllChecks);
+    EXPECT_NE(group.owner.ReportSelfStateToPm(true), 0);
+    group.pm.Report({{"a", kPid, kExited}});  // the pipe is still open and reports still arrive
+    EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
+    EXPECT_FALSE(group.Start());
+    EXPECT_TRUE(Logged(kError,
+                       "ProcMgrAgent : StartApp failed: agent is not ok, please exec "
+                       "ProcMgrAgent::isOk"));
+}
+
+}  // namespace
+}  // namespace GrpOwnerTest

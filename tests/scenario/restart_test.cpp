@@ -1,0 +1,137 @@
+// How applications that ended by themselves come back.
+
+#include <thread>
+
+#include "tests/support/group.h"
+#include "tests/support/isolated.h"
+#include "tests/support/log_assertions.h"
+#include "tests/support/manifest_builder.h"
+
+namespace GrpOwnerTest {
+namespace {
+
+using namespace GrpOwnerMemory;
+using ProcMgr::AppStateType;
+
+// Crashes the application as it runs now; the process manager knows nothing of it.
+void Crash(Group& group, const std::string& name) {
+    group.pm.Report({{name, group.pm.PidOf(name), kCrashed, 512 + 11}});
+    ASSERT_TRUE(group.pm.WaitIdle());
+}
+
+// After a crash the policy decides, after an orderly exit nothing comes back.
+TEST(Restart, Policy) {
+    const struct {
+        const char* policy;
+        bool comesBack;
+    } kCases[] = {{"no", false}, {"on-failure", true}, {"on-forever", true}, {"On-Failure", false}};
+    for (const auto& item : kCases) {
+        SCOPED_TRACE(item.policy);
+        RunIsolated([item] {
+            Group group({App("a").Restart(item.policy).Arguments({"-v"})});
+            ASSERT_TRUE(group.EnableAndStart());
+            ASSERT_TRUE(group.pm.WaitIdle());
+            const uint32_t pid = group.pm.PidOf("a");
+            Crash(group, "a");
+            EXPECT_EQ(group.pm.Count(PmEvent::kAskedRestart, "a"), item.comesBack ? 1u : 0u);
+            EXPECT_EQ(Group::Runs("a"), item.comesBack);
+            if (item.comesBack) {
+                EXPECT_NE(static_cast<uint32_t>(Group::Find("a")->GetPid()), pid);
+                EXPECT_EQ(group.pm.LastRequest("a").arguments, std::vector<std::string>{"-v"});
+                EXPECT_TRUE(LoggedInOrder({
+                    {kInfo, "TerminatedApplicationState appName:a Restart"},
+                    {kInfo, "ApplicationManager: restart a"},
+                    {kWarning, "RestartApps add a to restartAppList"},
+                    {kWarning, "ApplicationManager: RestartApps emAgent RestartApp begin."},
+                    {kWarning,
+                     "ApplicationManager: RestartApps emAgent RestartApp end. (return=0)"},
+                }));
+            } else {
+                EXPECT_TRUE(Logged(
+                    kInfo, std::string("ApplicationManager: don't need restart a. (restart=") +
+                               item.policy + ")"));
+            }
+            group.pm.Report({{"a", group.pm.PidOf("a"), kExited}});
+            EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
+        });
+    }
+}
+
+// Five restarts a minute are allowed, the sixth is refused, and the attempt after it opens a new
+// window. An application that is to run for ever is never refused.
+SCENARIO(Restart, Limiter) {
+    Group group({App("a").Restart("on-failure"), App("b").Restart("on-forever")});
+    ASSERT_TRUE(group.EnableAndStart());
+    ASSERT_TRUE(group.pm.WaitIdle());
+    for (size_t crash = 1; crash <= 6; ++crash) {
+        Crash(group, "a");
+        Crash(group, "b");
+        EXPECT_EQ(Group::Runs("a"), crash <= 5) << crash;
+        EXPECT_TRUE(Group::Runs("b")) << crash;
+    }
+    EXPECT_TRUE(LoggedTimes(kError, "TerminatedApplicationState Application:a cannot restart.", 1));
+    EXPECT_EQ(Group::Find("b")->GetRestartCount(), 0u);
+    EXPECT_EQ(group.owner.GrpOwnerRestartApp("a"), 0);
+    ASSERT_TRUE(group.pm.WaitIdle());
+    EXPECT_TRUE(Group::Runs("a"));
+    EXPECT_EQ(Group::Find("a")->GetRestartCount(), 1u);
+}
+
+// A restart that fails is not tried again without end: the crash that ends it is one more attempt
+// of the limiter, so a program that cannot run any more is left alone in the end.
+SCENARIO(Restart, ProgramThatCannotRunAnyMore) {
+    Group group({App("a").Restart("on-failure")});
+    ASSERT_TRUE(group.EnableAndStart());
+    ASSERT_TRUE(group.pm.WaitIdle());
+    group.pm.SetFate("a", Fate::kCrashes);
+    Crash(group, "a");
+    EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
+    EXPECT_EQ(group.pm.Count(PmEvent::kAskedRestart, "a"), 5u);
+}
+
+// A restart that cannot be sent is said with its code; the record waits in RESTARTING for a report
+// that never comes, until the process manager says what became of the application.
+SCENARIO(Restart, SendFails) {
+    Group group({App("a").Restart("on-failure")});
+    ASSERT_TRUE(group.EnableAndStart());
+    ASSERT_TRUE(group.pm.WaitIdle());
+    ScriptPipe(PipeCall::kSend, -32);
+    Crash(group, "a");
+    EXPECT_TRUE(Logged(
+        kWarning, "ApplicationManager: RestartApps emAgent RestartApp end. (return=15795459)"));
+    EXPECT_EQ(Group::State("a"), AppStateType::RESTARTING);
+    group.pm.Report({{"a", 0, kExited}});
+    EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
+    EXPECT_TRUE(group.Start());
+}
+
+// Reports of a restart race with reports of crashes and with the host's own wish to restart: where
+// everything has settled, owner and process manager agree on every application.
+TEST(Restart, CrashesFromAllSides) {
+    ForSeeds(10, [](uint64_t seed) {
+        const std::vector<std::string> names = {"a", "b", "c"};
+        Group group({App("a").Restart("on-forever"), App("b").Restart("on-forever").Reporting(),
+                     App("c").Restart("on-forever").HeartBeat(3)},
+                    seed);
+        group.pm.SetHabits({30, 30, 30, 3, false});
+        ASSERT_TRUE(group.EnableAndStart());
+        std::thread host([&] {
+            for (int round = 0; round < 30; ++round) {
+                (void)group.owner.GrpOwnerRestartApp(names[round % names.size()]);  // always 0
+            }
+        });
+        for (int round = 0; round < 30; ++round) {
+            const std::string& name = names[(round + seed) % names.size()];
+            (void)NotifyHeartBeat("c", 1, round % 2);  // not checked while it restarts
+            group.pm.Report({{name, group.pm.PidOf(name), kCrashed, 512 + 6}});
+        }
+        host.join();
+        ASSERT_TRUE(group.pm.WaitIdle());
+        for (const std::string& name : names) {
+            EXPECT_TRUE(Group::Runs(name)) << name;
+        }
+    });
+}
+
+}  // namespace
+}  // namespace GrpOwnerTest
