@@ -1,0 +1,234 @@
+#include "daemons/procmgrd/application.h"
+
+#include <sys/epoll.h>
+
+#include <cerrno>
+#include <csignal>
+
+#include "daemons/procmgrd/exit_reason.h"
+#include "daemons/procmgrd/log.h"
+#include "daemons/procmgrd/spawner.h"
+
+namespace ProcMgrDaemon {
+
+namespace {
+
+constexpr size_t kLastWords = 5;  // lines of output in the log of an abnormal exit
+
+}  // namespace
+
+Application::Application(Workplace& workplace, ApplicationListener& listener, std::string owner,
+                         ApplicationManifest manifest)
+    : workplace_(workplace),
+      listener_(listener),
+      owner_(std::move(owner)),
+      name_(manifest.GetAppName()),
+      manifest_(std::move(manifest)) {}
+
+Application::~Application() {
+    CloseStatus();
+    if (clock_) {
+        workplace_.loop.Cancel(*clock_);
+    }
+    workplace_.children.Forget(pid_);
+}
+
+void Application::Start(const LaunchRequest& request) {
+    switch (state_) {
+        case State::kDown:
+            Launch(request, ReportKind::kStarted);
+            break;
+        case State::kRunning:
+            // It outlived a termination and is wanted again: its exit counts again.
+            termRequested_ = false;
+            Tell(ReportKind::kStarted);
+            break;
+        case State::kTerminating:
+            next_ = request;
+            break;
+        case State::kStarting:
+        case State::kRestarting:
+            break;
+    }
+}
+
+void Application::Restart(const LaunchRequest& request) {
+    if (state_ == State::kDown) {
+        Launch(request, ReportKind::kRestarted);
+        return;
+    }
+    const bool stopsAlready = state_ == State::kTerminating || state_ == State::kRestarting;
+    state_ = State::kRestarting;
+    next_ = request;
+    if (!stopsAlready) {
+        Stop();
+    }
+}
+
+void Application::Terminate() {
+    if (state_ == State::kDown) {
+        Tell(ReportKind::kNormalExit);
+        return;
+    }
+    const bool stopsAlready = state_ == State::kTerminating || state_ == State::kRestarting;
+    state_ = State::kTerminating;
+    next_.reset();
+    termRequested_ = true;
+    if (!stopsAlready) {
+        Stop();
+    }
+}
+
+void Application::EndForGood() {
+    if (state_ == State::kDown) {
+        return;
+    }
+    forGood_ = true;
+    Terminate();
+}
+
+void Application::Stop() {
+    // A stopped process has to go on to be able to end.
+    Signal(manifest_.GetIsForceTerm() ? SIGKILL : SIGTERM);
+    Signal(SIGCONT);
+    clock_ = workplace_.loop.After(std::chrono::milliseconds(manifest_.GetTermTimeOut()),
+                                   [this] { OnClock(); });
+}
+
+void Application::OnClock() {
+    clock_.reset();
+    if (state_ == State::kRestarting || forGood_) {
+        LogWarning(Label() + ": still runs after " + std::to_string(manifest_.GetTermTimeOut()) +
+                   " ms and is killed");
+        Signal(SIGKILL);
+        return;
+    }
+    LogWarning(Label() + ": still runs after " + std::to_string(manifest_.GetTermTimeOut()) +
+               " ms and is left alone");
+    state_ = State::kRunning;
+    Tell(ReportKind::kTermTimeOut);
+    if (next_) {
+        const LaunchRequest request = std::move(*next_);
+        next_.reset();
+        Start(request);
+    }
+}
+
+void Application::Signal(int number) {
+    // The whole group, so that a shell and what it runs end together. A group that is gone already
+    // is what was wanted.
+    if (pid_ > 0) {  // 0 would be our own group
+        (void)kill(-pid_, number);
+    }
+}
+
+void Application::Launch(const LaunchRequest& request, ReportKind answer) {
+    answer_ = answer;
+    failure_.reset();
+    termRequested_ = false;
+    forGood_ = false;
+    if (!output_) {
+        output_.emplace(workplace_.loop, workplace_.capture, name_);
+    }
+    LaunchPlan plan;
+    Spawned spawned;
+    int error = MakeLaunchPlan(workplace_.surroundings, owner_, manifest_, request, plan);
+    if (error == 0) {
+        error = Spawn(plan, output_->WriteEnd(), spawned);
+    }
+    if (error != 0) {
+        TellFailedStart(error, "start");
+        return;
+    }
+    pid_ = spawned.pid;
+    state_ = State::kStarting;
+    status_ = std::move(spawned.status);
+    workplace_.loop.Watch(status_.Get(), EPOLLIN, [this](uint32_t) { ReadStatus(); });
+    workplace_.children.Expect(pid_, [this](int waitStatus) { OnEnded(waitStatus); });
+}
+
+void Application::ReadStatus() {
+    LaunchStatus status{};
+    ssize_t count = 0;
+    while (status_ && (count = read(status_.Get(), &status, sizeof(status))) == sizeof(status)) {
+        if (status.fatal != 0) {
+            failure_ = status;
+        } else {
+            LogWarning(Label() + ": could not " + StepText(status.step) + ": " +
+                       ErrorText(status.error));
+        }
+    }
+    if (!status_ || count != 0) {
+        return;
+    }
+    CloseStatus();
+    if (state_ == State::kStarting && !failure_) {
+        state_ = State::kRunning;
+        Tell(answer_);
+    }
+}
+
+void Application::CloseStatus() {
+    if (status_) {
+        workplace_.loop.Forget(status_.Get());
+        status_.Reset();
+    }
+}
+
+void Application::OnEnded(int waitStatus) {
+    // The end of a short life may be known before its beginning was looked at.
+    ReadStatus();
+    CloseStatus();
+    if (clock_) {
+        workplace_.loop.Cancel(*clock_);
+        clock_.reset();
+    }
+    output_->Drain();
+    const State before = state_;
+    const std::optional<LaunchRequest> next = std::move(next_);
+    next_.reset();
+    state_ = State::kDown;
+    if (before == State::kStarting && failure_) {
+        TellFailedStart(failure_->error, StepText(failure_->step));
+    } else if (before == State::kTerminating && !(forGood_ && next)) {
+        LogInfo(Label() + ": ended, " + ExitText(waitStatus) + ", as asked");
+        Tell(ReportKind::kNormalExit);
+    } else if (before == State::kRunning) {
+        TellUnaskedEnd(waitStatus);
+    }
+    pid_ = 0;
+    if (next) {
+        Launch(*next, before == State::kRestarting ? ReportKind::kRestarted : ReportKind::kStarted);
+    }
+    if (state_ == State::kDown) {
+        listener_.OnDown(*this);  // the last thing done: this object may be gone now
+    }
+}
+
+void Application::TellUnaskedEnd(int waitStatus) {
+    if (termRequested_ || waitStatus == 0) {
+        LogInfo(Label() + ": ended, " + ExitText(waitStatus));
+        Tell(ReportKind::kNormalExit);
+        return;
+    }
+    const std::string lines = output_->LastLines(kLastWords);
+    LogWarning(Label() + ": pid " + std::to_string(pid_) + " ended, " + ExitText(waitStatus) +
+               (lines.empty() ? "" : "; its last lines:\n" + lines));
+    Tell(ReportKind::kAbnormalExit, ExitReason(waitStatus));
+}
+
+void Application::TellFailedStart(int error, const std::string& what) {
+    const std::string& path =
+        manifest_.GetIsSo() ? manifest_.GetProcessBindPath() : manifest_.GetBinPath();
+    LogError(Label() + ": could not " + what + " (" + path + "): " + ErrorText(error));
+    Tell(ReportKind::kAbnormalExit, StartFailureReason(error));
+}
+
+void Application::Tell(ReportKind kind, uint32_t reason) {
+    if (kind == ReportKind::kStarted || kind == ReportKind::kRestarted) {
+        LogInfo(Label() + ": runs, pid " + std::to_string(pid_));
+    }
+    listener_.OnReport({name_, static_cast<uint32_t>(pid_), kind, reason});
+}
+
+}  // namespace ProcMgrDaemon

@@ -1,0 +1,118 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "daemons/procmgrd/children.h"
+#include "daemons/procmgrd/event_loop.h"
+#include "daemons/procmgrd/launch_plan.h"
+#include "daemons/procmgrd/launch_status.h"
+#include "daemons/procmgrd/output_capture.h"
+#include "daemons/procmgrd/pm_wire.h"
+#include "platform/manifest_service.h"
+
+namespace ProcMgrDaemon {
+
+/// What all applications of all groups share.
+struct Workplace {
+    EventLoop& loop;
+    Children& children;
+    Surroundings surroundings;
+    CaptureOptions capture;
+};
+
+class Application;
+
+class ApplicationListener {
+public:
+    virtual ~ApplicationListener() = default;
+    virtual void OnReport(const Report& report) = 0;
+
+    /// The process has ended and no other follows. The application may be destroyed in here.
+    virtual void OnDown(Application& application) = 0;
+};
+
+/// One application of a group and, while it has one, its process.
+///
+///   kDown         no process
+///   kStarting     forked; what it reports is decided by whether the exec succeeds
+///   kRunning      is the program (or outlived a termination, and nobody asked again)
+///   kTerminating  asked to end, clock running; next_ holds a start that came meanwhile
+///   kRestarting   asked to end, clock running; next_ is started as soon as it has
+///
+/// Commands, by state; "stop" is SIGTERM to the process group (SIGKILL where the manifest forces
+/// it) and the clock:
+///             kDown        kStarting    kRunning     kTerminating       kRestarting
+///   Start     launch       -            started!     next_ = it         -
+///   Restart   launch       stop, next_  stop, next_  next_ = it; goes to kRestarting
+///   Terminate normal exit! stop         stop         forget next_       to kTerminating
+///
+/// "!" is a report at once; "-" is answered by the report that comes anyway. Commands that come
+/// again neither send a second signal nor set the clock back: a waiting owner offers the same name
+/// again and again. Exactly one report ends each command:
+///   the exec succeeds in kStarting      started or restarted, as the launch was asked for
+///   the launch fails                    abnormal exit; 1 when the program's file is to blame
+///   the process ends in kRunning        normal or abnormal exit; normal after any Terminate
+///   the process ends in kTerminating    normal exit, then next_ is launched
+///   the process ends in kRestarting     none, next_ is launched
+///   the clock runs out in kTerminating  time-out, back to kRunning: the process lives on
+///   the clock runs out in kRestarting   none, SIGKILL
+///
+/// EndForGood is a termination that no owner asked for: SIGKILL when the clock runs out, and no
+/// report of the exit when a new owner's start waits in next_.
+class Application {
+public:
+    enum class State { kDown, kStarting, kRunning, kTerminating, kRestarting };
+
+    Application(Workplace& workplace, ApplicationListener& listener, std::string owner,
+                ApplicationManifest manifest);
+    ~Application();
+    Application(const Application&) = delete;
+    Application& operator=(const Application&) = delete;
+
+    void Start(const LaunchRequest& request);
+    void Restart(const LaunchRequest& request);
+    void Terminate();
+    void EndForGood();
+
+    /// For the next start and the next termination.
+    void SetManifest(ApplicationManifest manifest) { manifest_ = std::move(manifest); }
+
+    const ApplicationManifest& Manifest() const { return manifest_; }
+    const std::string& Name() const { return name_; }
+    State GetState() const { return state_; }
+    pid_t Pid() const { return pid_; }
+    OutputCapture* Output() { return output_ ? &*output_ : nullptr; }
+
+private:
+    void Launch(const LaunchRequest& request, ReportKind answer);
+    void Stop();
+    void OnClock();
+    void Signal(int number);
+    void ReadStatus();
+    void CloseStatus();
+    void OnEnded(int waitStatus);
+    void TellUnaskedEnd(int waitStatus);
+    void TellFailedStart(int error, const std::string& what);
+    void Tell(ReportKind kind, uint32_t reason = 0);
+    std::string Label() const { return owner_ + "/" + name_; }
+
+    Workplace& workplace_;
+    ApplicationListener& listener_;
+    const std::string owner_;
+    const std::string name_;
+    ApplicationManifest manifest_;
+    std::optional<OutputCapture> output_;
+
+    State state_ = State::kDown;
+    pid_t pid_ = 0;
+    UniqueFd status_;                      // until the exec has succeeded or failed
+    std::optional<LaunchStatus> failure_;  // why it has failed
+    ReportKind answer_ = ReportKind::kStarted;
+    std::optional<LaunchRequest> next_;
+    std::optional<EventLoop::TimerId> clock_;
+    bool termRequested_ = false;
+    bool forGood_ = false;
+};
+
+}  // namespace ProcMgrDaemon

@@ -1,0 +1,129 @@
+#include "daemons/procmgrd/child_setup.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <linux/close_range.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+
+#include "daemons/procmgrd/launch_status.h"
+
+namespace ProcMgrDaemon {
+
+namespace {
+
+// Low among the real-time priorities: above all ordinary work, below the kernel's own threads.
+constexpr int kRealTimePriority = 10;
+
+void Tell(const ChildSetup& setup, LaunchStep step, int error, bool fatal) {
+    const LaunchStatus status{step, error, fatal ? 1U : 0U};
+    const ssize_t ignored = write(setup.status, &status, sizeof(status));
+    (void)ignored;  // without a parent there is nobody to tell
+    if (fatal) {
+        _exit(127);
+    }
+}
+
+void Must(const ChildSetup& setup, LaunchStep step, bool done) {
+    if (!done) {
+        Tell(setup, step, errno, true);
+    }
+}
+
+void Should(const ChildSetup& setup, LaunchStep step, bool done) {
+    if (!done) {
+        Tell(setup, step, errno, setup.strict);
+    }
+}
+
+void ResetSignals() {
+    struct sigaction action {};
+    action.sa_handler = SIG_DFL;
+    for (int number = 1; number < NSIG; ++number) {
+        (void)sigaction(number, &action, nullptr);  // two of them can not be set
+    }
+    sigset_t none;
+    sigemptyset(&none);
+    (void)sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+void WaitForControlGroup(const ChildSetup& setup) {
+    int error = 0;
+    (void)close(setup.gateIn);
+    if (setup.gate >= 0 && read(setup.gate, &error, sizeof(error)) != sizeof(error)) {
+        error = EIO;
+    }
+    errno = error;
+    Should(setup, LaunchStep::kControlGroup, error == 0);
+}
+
+void SetStreams(const ChildSetup& setup) {
+    const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+    Must(setup, LaunchStep::kStreams, null >= 0 && dup2(null, STDIN_FILENO) >= 0);
+    if (setup.output >= 0) {
+        Must(setup, LaunchStep::kStreams,
+             dup2(setup.output, STDOUT_FILENO) >= 0 && dup2(setup.output, STDERR_FILENO) >= 0);
+    }
+    // What we inherited ourselves without knowing goes no further. The status pipe stays until
+    // exec.
+    (void)syscall(SYS_close_range, 3U, ~0U, CLOSE_RANGE_CLOEXEC);
+}
+
+void ChangeIdentity(const ChildSetup& setup) {
+    const Identity& identity = setup.plan->identity;
+    if (identity.groups) {
+        Must(setup, LaunchStep::kIdentity,
+             setgroups(identity.groups->size(), identity.groups->data()) == 0);
+    }
+    if (identity.gid) {
+        const gid_t gid = *identity.gid;
+        Must(setup, LaunchStep::kIdentity, setresgid(gid, gid, gid) == 0);
+    }
+    if (identity.uid) {
+        const uid_t uid = *identity.uid;
+        Must(setup, LaunchStep::kIdentity, setresuid(uid, uid, uid) == 0);
+    }
+}
+
+// A change of user forgets the death signal, so it is asked for afterwards. A parent that ended
+// before it was asked for would go unnoticed: hence the look at who the parent is.
+void DieWithParent(const ChildSetup& setup) {
+    Must(setup, LaunchStep::kParent, prctl(PR_SET_PDEATHSIG, SIGKILL) == 0);
+    if (getppid() != setup.parent) {
+        _exit(127);
+    }
+}
+
+}  // namespace
+
+void BecomeProgram(const ChildSetup& setup) {
+    (void)setpgid(0, 0);  // the parent does so too: whoever is first, the group is there
+    ResetSignals();
+    WaitForControlGroup(setup);
+    SetStreams(setup);
+    (void)umask(022);
+    Must(setup, LaunchStep::kStreams, chdir("/") == 0);
+    if (setup.openFiles.rlim_max > 0) {
+        (void)setrlimit(RLIMIT_NOFILE, &setup.openFiles);
+    }
+    if (setup.processors != nullptr) {
+        Should(setup, LaunchStep::kAffinity,
+               sched_setaffinity(0, setup.processorsSize, setup.processors) == 0);
+    }
+    if (setup.plan->realTime) {
+        const sched_param priority{kRealTimePriority};
+        Should(setup, LaunchStep::kPriority, sched_setscheduler(0, SCHED_FIFO, &priority) == 0);
+    }
+    ChangeIdentity(setup);
+    DieWithParent(setup);
+    execve(setup.plan->path.c_str(), setup.arguments, setup.environment);
+    Tell(setup, LaunchStep::kExec, errno, true);
+    _exit(127);
+}
+
+}  // namespace ProcMgrDaemon

@@ -1,0 +1,32 @@
+#pragma once
+// The child's side of a start, between fork and exec.
+
+#include <sched.h>
+#include <sys/resource.h>
+#include <sys/types.h>
+
+#include <cstddef>
+
+#include "daemons/procmgrd/launch_plan.h"
+
+namespace ProcMgrDaemon {
+
+/// All that the child needs, made ready before the fork: afterwards it only makes system calls.
+struct ChildSetup {
+    const LaunchPlan* plan = nullptr;
+    char* const* arguments = nullptr;
+    char* const* environment = nullptr;
+    pid_t parent = 0;
+    int status = -1;  // where its LaunchStatus goes, closed on exec
+    int gate = -1;    // an errno arrives here once it is bound to its control group; -1: none
+    int gateIn = -1;  // the parent's end of it, to be closed: its end must be seen when it dies
+    int output = -1;
+    bool strict = false;  // for root whatever fails makes the start fail, else most is a warning
+    const cpu_set_t* processors = nullptr;
+    size_t processorsSize = 0;
+    rlimit openFiles{};
+};
+
+[[noreturn]] void BecomeProgram(const ChildSetup& setup);
+
+}  // namespace ProcMgrDaemon

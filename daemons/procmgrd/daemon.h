@@ -1,0 +1,71 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "daemons/procmgrd/connection.h"
+#include "daemons/procmgrd/event_loop.h"
+#include "daemons/procmgrd/group.h"
+#include "daemons/procmgrd/options.h"
+#include "daemons/procmgrd/server_socket.h"
+#include "daemons/procmgrd/supervisor.h"
+
+namespace ProcMgrDaemon {
+
+/// The process manager: connections come and go, groups belong to names of owners. The newest
+/// connection of a name owns its group; older ones are heard no more. When the newest is lost, a
+/// new one may take over within the grace; then the group is ended, dependants first.
+/// Everything happens on the one thread that runs the loop.
+class Daemon : public ConnectionHandler {
+public:
+    /// @param runDirectory exists
+    Daemon(const Options& options, const std::string& runDirectory);
+    ~Daemon() override;
+
+    /// Returns when all has ended after SIGTERM or SIGINT.
+    /// @return the status to exit with
+    int Run();
+
+private:
+    struct Owned {
+        std::unique_ptr<Group> group;
+        Connection* connection = nullptr;  // the newest one, while it is open
+        std::optional<EventLoop::TimerId> grace;
+    };
+
+    void OnAccepted(UniqueFd socket);
+    int32_t OnHello(Connection& connection) override;
+    void OnRecord(Connection& connection, const Record& record) override;
+    int32_t OnCall(Connection& connection, const Record& record) override;
+    void OnClosed(Connection& connection) override;
+
+    Owned* OwnedBy(const Connection& connection);
+    bool Dispatch(Group& group, Connection& connection, const Record& record);
+    void AnswerQuery(Group& group, Connection& connection, const std::vector<std::string>& names);
+    int32_t LoadConfigurationOf(Group& group, const Record& record);
+    void LoseOwner(Owned& owned);
+    void OnSignals();
+    void OnSignal(int number);
+    void BeginShutdown();
+    void OnRoundEnd();
+    void ForgetEnded();
+    void TellStatus();
+    void BeatWatchdog();
+
+    const Options options_;
+    Faults faults_;
+    Supervisor supervisor_;
+    EventLoop loop_;
+    Children children_;
+    Workplace workplace_;
+    UniqueFd signals_;
+    std::map<std::string, Owned> owned_;  // by the owner's name
+    std::vector<std::unique_ptr<Connection>> connections_;
+    std::unique_ptr<ServerSocket> server_;
+    std::string status_;
+    bool shuttingDown_ = false;
+};
+
+}  // namespace ProcMgrDaemon

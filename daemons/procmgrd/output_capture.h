@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "daemons/procmgrd/event_loop.h"
+#include "daemons/procmgrd/unique_fd.h"
+
+namespace ProcMgrDaemon {
+
+struct CaptureOptions {
+    size_t ringBytes = 64 * 1024;  // 0: applications write to the process manager's own streams
+    std::string logDirectory;      // empty: no files
+};
+
+/// What one application writes to stdout and stderr: the newest bytes in a ring and, where a
+/// directory is given, all of it in the file "<directory>/<name>.log".
+/// The pipe stays from one process of the application to the next, and both its ends are held here,
+/// so that what a forgotten grandchild still writes neither ends the pipe nor kills the writer.
+class OutputCapture {
+public:
+    OutputCapture(EventLoop& loop, const CaptureOptions& options, const std::string& name);
+    ~OutputCapture();
+    OutputCapture(const OutputCapture&) = delete;
+    OutputCapture& operator=(const OutputCapture&) = delete;
+
+    /// What becomes stdout and stderr of the process; -1: those of the process manager.
+    int WriteEnd() const { return writeEnd_.Get(); }
+
+    /// Takes what is in the pipe now.
+    void Drain();
+
+    /// The newest lines of the ring, each indented, the last one without its line end.
+    std::string LastLines(size_t lines) const;
+
+    /// Opens the file anew, after it was moved away.
+    void ReopenFile();
+
+private:
+    void Append(const char* data, size_t size);
+
+    EventLoop& loop_;
+    const size_t limit_;
+    const std::string filePath_;
+    UniqueFd readEnd_;
+    UniqueFd writeEnd_;
+    UniqueFd file_;
+    std::string ring_;   // grows up to limit_, then wraps
+    size_t oldest_ = 0;  // where the ring begins once it is full
+};
+
+}  // namespace ProcMgrDaemon

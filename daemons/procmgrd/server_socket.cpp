@@ -1,0 +1,112 @@
+#include "daemons/procmgrd/server_socket.h"
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+#include "daemons/procmgrd/log.h"
+
+namespace ProcMgrDaemon {
+
+namespace {
+
+[[noreturn]] void Fail(const std::string& what, int error) {
+    throw std::runtime_error(what + ": " + ErrorText(error));
+}
+
+bool IsStillThere(int fd, const std::string& path) {
+    struct stat opened {};
+    struct stat named {};
+    return fstat(fd, &opened) == 0 && stat(path.c_str(), &named) == 0 &&
+           opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+}
+
+}  // namespace
+
+ServerSocket::ServerSocket(EventLoop& loop, std::string path, std::optional<gid_t> group,
+                           AcceptHandler handler)
+    : loop_(loop), path_(std::move(path)), handler_(std::move(handler)) {
+    Lock();
+    Listen(group);
+    loop_.Watch(socket_.Get(), EPOLLIN, [this](uint32_t) { Accept(); });
+}
+
+ServerSocket::~ServerSocket() {
+    StopAccepting();
+    // While the lock is held; who waits for it looks whether its file is still the one with the
+    // name.
+    (void)unlink(path_.c_str());
+    (void)unlink((path_ + ".lock").c_str());
+}
+
+void ServerSocket::StopAccepting() {
+    if (socket_) {
+        loop_.Forget(socket_.Get());
+        socket_.Reset();
+    }
+    if (pause_) {
+        loop_.Cancel(*pause_);
+    }
+}
+
+void ServerSocket::Lock() {
+    const std::string path = path_ + ".lock";
+    do {
+        lock_.Reset(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+        if (!lock_) {
+            Fail("cannot open " + path, errno);
+        }
+        if (flock(lock_.Get(), LOCK_EX | LOCK_NB) != 0) {
+            if (errno == EWOULDBLOCK) {
+                throw std::runtime_error("another process manager serves " + path_ +
+                                         "; stop it, or choose another directory with --run-dir");
+            }
+            Fail("cannot lock " + path, errno);
+        }
+    } while (!IsStillThere(lock_.Get(), path));
+}
+
+void ServerSocket::Listen(std::optional<gid_t> group) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path_.size() >= sizeof(address.sun_path)) {
+        throw std::runtime_error("the path " + path_ +
+                                 " is too long for a socket; choose a shorter " +
+                                 "directory with --run-dir");
+    }
+    std::memcpy(address.sun_path, path_.c_str(), path_.size() + 1);
+    (void)unlink(path_.c_str());
+    socket_.Reset(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!socket_ ||
+        bind(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+        Fail("cannot bind " + path_, errno);
+    }
+    if ((group && chown(path_.c_str(), static_cast<uid_t>(-1), *group) != 0) ||
+        chmod(path_.c_str(), 0660) != 0 || listen(socket_.Get(), 64) != 0) {
+        Fail("cannot open " + path_ + " to others", errno);
+    }
+}
+
+void ServerSocket::Accept() {
+    UniqueFd connection(accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    if (connection) {
+        handler_(std::move(connection));
+        return;
+    }
+    if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+        // Whoever knocks goes on knocking: look away for a moment instead of spinning.
+        LogError("cannot accept an owner: " + ErrorText(errno));
+        loop_.Change(socket_.Get(), 0);
+        pause_ = loop_.After(std::chrono::milliseconds(200),
+                             [this] { loop_.Change(socket_.Get(), EPOLLIN); });
+    }
+}
+
+}  // namespace ProcMgrDaemon

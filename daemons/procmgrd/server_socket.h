@@ -1,0 +1,41 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "daemons/procmgrd/event_loop.h"
+#include "daemons/procmgrd/unique_fd.h"
+
+namespace ProcMgrDaemon {
+
+/// The socket at which owners open their pipes, mode 0660, and the lock beside it ("<path>.lock"):
+/// only who holds the lock may remove a socket that a dead process left behind.
+class ServerSocket {
+public:
+    using AcceptHandler = std::function<void(UniqueFd)>;
+
+    /// @throw std::runtime_error saying what is wrong, when another process serves the path too
+    ServerSocket(EventLoop& loop, std::string path, std::optional<gid_t> group,
+                 AcceptHandler handler);
+    ~ServerSocket();
+    ServerSocket(const ServerSocket&) = delete;
+    ServerSocket& operator=(const ServerSocket&) = delete;
+
+    /// Accepts nobody any more.
+    void StopAccepting();
+
+private:
+    void Lock();
+    void Listen(std::optional<gid_t> group);
+    void Accept();
+
+    EventLoop& loop_;
+    const std::string path_;
+    const AcceptHandler handler_;
+    UniqueFd lock_;
+    UniqueFd socket_;
+    std::optional<EventLoop::TimerId> pause_;
+};
+
+}  // namespace ProcMgrDaemon

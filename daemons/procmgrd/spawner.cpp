@@ -1,0 +1,116 @@
+#include "daemons/procmgrd/spawner.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+
+#include "daemons/procmgrd/child_setup.h"
+#include "daemons/procmgrd/control_group.h"
+
+namespace ProcMgrDaemon {
+
+namespace {
+
+rlimit childLimit{};
+
+struct FreeProcessors {
+    void operator()(cpu_set_t* set) const { CPU_FREE(set); }
+};
+using Processors = std::unique_ptr<cpu_set_t, FreeProcessors>;
+
+Processors MakeProcessors(const std::vector<uint32_t>& numbers, size_t& size) {
+    if (numbers.empty()) {
+        return nullptr;
+    }
+    const size_t count = size_t{*std::max_element(numbers.begin(), numbers.end())} + 1;
+    Processors set(CPU_ALLOC(count));
+    size = CPU_ALLOC_SIZE(count);
+    CPU_ZERO_S(size, set.get());
+    for (const uint32_t number : numbers) {
+        CPU_SET_S(number, size, set.get());
+    }
+    return set;
+}
+
+std::vector<char*> Pointers(const std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (const std::string& text : texts) {
+        // execve wants it so, and does not write.
+        pointers.push_back(const_cast<char*>(text.c_str()));
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+int MakePipe(int flags, UniqueFd& readEnd, UniqueFd& writeEnd) {
+    int ends[2] = {-1, -1};
+    if (pipe2(ends, flags) != 0) {
+        return errno;
+    }
+    readEnd.Reset(ends[0]);
+    writeEnd.Reset(ends[1]);
+    return 0;
+}
+
+}  // namespace
+
+void RaiseOpenFileLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) {
+        return;
+    }
+    childLimit = limit;
+    limit.rlim_cur = limit.rlim_max;
+    (void)setrlimit(RLIMIT_NOFILE, &limit);  // then fewer applications have to do
+}
+
+int Spawn(const LaunchPlan& plan, int output, Spawned& spawned) {
+    UniqueFd statusIn;
+    UniqueFd gateOut;
+    UniqueFd gateIn;
+    int error = MakePipe(O_CLOEXEC, spawned.status, statusIn);
+    if (error == 0 && !plan.controlGroup.empty()) {
+        error = MakePipe(O_CLOEXEC, gateOut, gateIn);
+    }
+    if (error != 0) {
+        return error;
+    }
+    (void)fcntl(spawned.status.Get(), F_SETFL, O_NONBLOCK);
+
+    const std::vector<char*> arguments = Pointers(plan.arguments);
+    const std::vector<char*> environment = Pointers(plan.environment);
+    ChildSetup setup;
+    const Processors processors = MakeProcessors(plan.processors, setup.processorsSize);
+    setup.plan = &plan;
+    setup.arguments = arguments.data();
+    setup.environment = environment.data();
+    setup.parent = getpid();
+    setup.status = statusIn.Get();
+    setup.gate = gateOut.Get();
+    setup.gateIn = gateIn.Get();
+    setup.output = output;
+    setup.strict = geteuid() == 0;
+    setup.processors = processors.get();
+    setup.openFiles = childLimit;
+
+    const pid_t pid = fork();
+    if (pid < 0) {
+        return errno;
+    }
+    if (pid == 0) {
+        BecomeProgram(setup);
+    }
+    (void)setpgid(pid, pid);  // fails when the child has done so and is a program already
+    if (gateIn) {
+        const int bound = EnterControlGroup(pid, plan.controlGroup);
+        const ssize_t ignored = write(gateIn.Get(), &bound, sizeof(bound));
+        (void)ignored;  // the child has ended; its status tells
+    }
+    spawned.pid = pid;
+    return 0;
+}
+
+}  // namespace ProcMgrDaemon

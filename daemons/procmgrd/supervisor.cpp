@@ -1,0 +1,55 @@
+#include "daemons/procmgrd/supervisor.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+
+#include "daemons/procmgrd/unique_fd.h"
+
+namespace ProcMgrDaemon {
+
+namespace {
+
+std::string Take(const char* name) {
+    const char* const value = getenv(name);
+    const std::string text = value != nullptr ? value : "";
+    unsetenv(name);
+    return text;
+}
+
+}  // namespace
+
+Supervisor::Supervisor() : address_(Take("NOTIFY_SOCKET")) {
+    const std::string period = Take("WATCHDOG_USEC");
+    const std::string pid = Take("WATCHDOG_PID");
+    uint64_t microseconds = 0;
+    std::from_chars(period.data(), period.data() + period.size(), microseconds);
+    if (pid.empty() || pid == std::to_string(getpid())) {
+        // Half of it, so that one late beat does no harm.
+        interval_ = std::chrono::milliseconds(microseconds / 2000);
+    }
+}
+
+void Supervisor::Tell(const std::string& lines) const {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (!IsThere() || address_.size() >= sizeof(address.sun_path)) {
+        return;
+    }
+    std::memcpy(address.sun_path, address_.data(), address_.size());
+    if (address.sun_path[0] == '@') {
+        address.sun_path[0] = '\0';
+    }
+    const UniqueFd socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    // A supervisor that does not listen is its own problem.
+    (void)sendto(socket.Get(), lines.data(), lines.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
+                 reinterpret_cast<const sockaddr*>(&address),
+                 static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + address_.size()));
+}
+
+}  // namespace ProcMgrDaemon

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace ProcMgrDaemon {
+
+/// The supervisor above the process manager: what it wants to hear at NOTIFY_SOCKET. Its variables
+/// are taken out of the environment, so that no application speaks in our name.
+class Supervisor {
+public:
+    Supervisor();
+
+    /// Whether somebody listens.
+    bool IsThere() const { return !address_.empty(); }
+
+    /// Lines as in "READY=1\nSTATUS=...".
+    void Tell(const std::string& lines) const;
+
+    /// How often to say WATCHDOG=1; 0: never.
+    std::chrono::milliseconds WatchdogInterval() const { return interval_; }
+
+private:
+    std::string address_;
+    std::chrono::milliseconds interval_{0};
+};
+
+}  // namespace ProcMgrDaemon
