@@ -1,0 +1,384 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <future>
+#include <memory>
+
+#include "platform/memory/memory_platform.h"
+#include "src/agent/ezcom_retry.h"
+#include "src/agent/procmgr_agent_impl.h"
+#include "tests/support/log_assertions.h"
+#include "tests/support/manual_time.h"
+#include "tests/support/pm_records.h"
+
+namespace ProcMgr {
+namespace {
+
+using namespace GrpOwnerMemory;
+using namespace GrpOwnerTest;
+using Message::RequestType;
+
+class AgentTest : public testing::Test {
+protected:
+    AgentTest() : agent_(std::make_unique<ProcMgrAgentImpl>()) {
+        Reset();
+        setenv("PROC_NAME", "owner", 1);
+        unsetenv("DATAMASTER_RUN_MODE");
+    }
+
+    void Connect() { ASSERT_EQ(agent_->IsOk(), AgentResult::kSuccess); }
+
+    static size_t Beats() {
+        size_t beats = 0;
+        for (const HeartBeatRecord& record : HeartBeatRecords()) {
+            beats += record.call == HeartBeatCall::kSend ? 1 : 0;
+        }
+        return beats;
+    }
+
+    std::unique_ptr<ProcMgrAgentImpl> agent_;
+};
+
+TEST_F(AgentTest, OpensThePipeAndThenBeats) {
+    Connect();
+    ASSERT_EQ(OpenCalls().size(), 1U);
+    const OpenCall open = OpenCalls().front();
+    EXPECT_EQ(open.ownName + ">" + open.targetName, "owner>PROCMGR");
+    EXPECT_EQ(open.gid, getgid());
+    EXPECT_EQ(
+        (std::vector<int>{open.timeoutMs, open.flags, open.version, open.priority, open.affinity}),
+        (std::vector<int>{180000, 0, 1, -1, -1}));
+    ASSERT_EQ(HeartBeatRecords().size(), 1U);
+    const HeartBeatRecord beat = HeartBeatRecords().front();
+    EXPECT_EQ(beat.name + ">" + beat.target, "owner>PROCMGR");
+    EXPECT_EQ(beat.missedBeats * 10 + beat.periodSeconds, 31U);
+    EXPECT_TRUE(
+        LoggedInOrder({{kInfo, "ProcMgrAgent : cur proName=owner"},
+                       {kEvent, "ProcMgrAgent: register heart beat from owner to PROCMGR."}}));
+}
+
+TEST_F(AgentTest, OneRetryOfABusyOpenAndNoMore) {
+    const struct {
+        std::vector<int> results;
+        uint32_t expected;
+        unsigned calls;
+        int last;
+    } rows[] = {
+        {{-11}, AgentResult::kSuccess, 2, 0},
+        {{-11, -11}, AgentResult::kOpenFailed, 2, -11},
+        {{-2}, AgentResult::kOpenFailed, 1, -2},
+        {{0}, AgentResult::kOpenFailed, 1, 0},
+    };
+    for (const auto& row : rows) {
+        Reset();
+        for (const int result : row.results) {
+            ScriptPipe(PipeCall::kOpen, result);
+        }
+        ProcMgrAgentImpl agent;
+        EXPECT_EQ(agent.IsOk(), row.expected);
+        EXPECT_EQ(PipeCalls(PipeCall::kOpen), row.calls);
+        EXPECT_EQ(Beats(), row.expected == 0 ? 1U : 0U);
+        EXPECT_EQ(CountLog(kError, "ProcMgrAgent : EzcomOpen failed, try again"),
+                  row.results.front() == -11 ? 1U : 0U);
+    }
+}
+
+// A second success replaces the pipe and closes the older one; the heartbeat begins once, and its
+// failure is not the pipe's.
+TEST_F(AgentTest, OpeningAgain) {
+    ScriptHeartBeat(HeartBeatCall::kSend, -5);
+    Connect();
+    EXPECT_TRUE(
+        Logged(kError, "ProcMgrAgent: register heart beat from owner to PROCMGR failed. (ret=-5)"));
+    const int older = OpenPipe();
+    EXPECT_EQ(agent_->StopOwnerHeart(), 0U);
+    EXPECT_EQ(agent_->TermApp({{"a"}}), AgentResult::kNotConnected);
+    ScriptPipe(PipeCall::kClose, -16, 2);
+    Connect();
+    EXPECT_EQ(PipeCalls(PipeCall::kClose), 3U);
+    EXPECT_NE(OpenPipe(), older);
+    EXPECT_EQ(agent_->TermApp({{"a"}}), AgentResult::kSuccess);
+    EXPECT_EQ(SentRecords().at(0).fd, OpenPipe());
+    EXPECT_EQ(Beats(), 1U);
+}
+
+TEST_F(AgentTest, OwnNameUnsetOrLong) {
+    unsetenv("PROC_NAME");
+    Connect();
+    EXPECT_EQ(OpenCalls().at(0).ownName, "");
+    EXPECT_EQ(Beats(), 0U);
+    EXPECT_TRUE(Logged(kEvent, "ProcMgrAgent : cur proName is null."));
+    setenv("PROC_NAME", std::string(129, 'n').c_str(), 1);
+    ProcMgrAgentImpl().StartOwnerHeart();
+    EXPECT_EQ(HeartBeatRecords().at(0).name, std::string(128, 'n'));
+}
+
+// Waiting for a busy pipe is counted, not timed: 401 calls 5 ms apart, 10 calls 100 ms apart.
+TEST_F(AgentTest, BusyPipe) {
+    Connect();
+    const int fd = OpenPipe();
+    EzcomRequest request{"x", 1};
+    EzcomResponse response{};
+    const struct {
+        PipeCall call;
+        std::function<int()> run;
+        int busy;
+        unsigned calls;
+        int slept;
+    } rows[] = {
+        {PipeCall::kSend, [&] { return ProcMgrEzcomSendRequest(fd, &request); }, -11, 401, 2000},
+        {PipeCall::kRespond, [&] { return ProcMgrEzcomSendResponse(fd, &response); }, -11, 401,
+         2000},
+        {PipeCall::kCall, [&] { return ProcMgrEzcomRPCSync(fd, &request, &response); }, -11, 401,
+         2000},
+        {PipeCall::kTimedCall, [&] { return ProcMgrEzcomTimedRPCSync(fd, &request, &response, 9); },
+         -11, 401, 2000},
+        {PipeCall::kClose, [&] { return ProcMgrEzcomClosePipe(fd); }, -16, 10, 900},
+    };
+    for (const auto& row : rows) {
+        const int other = row.busy == -11 ? -16 : -11;
+        const TimePoint begin = Now();
+        const unsigned before = PipeCalls(row.call);
+        ScriptPipe(row.call, row.busy, row.calls);
+        EXPECT_EQ(row.run(), row.busy);
+        EXPECT_EQ(PipeCalls(row.call), before + row.calls);
+        EXPECT_EQ(Now() - begin, Milliseconds(row.slept));
+        ScriptPipe(row.call, other);
+        EXPECT_EQ(row.run(), other);
+        ScriptPipe(row.call, row.busy, row.calls - 1);
+        EXPECT_EQ(row.run(), 0);
+    }
+}
+
+TEST_F(AgentTest, RequestsOnTheWire) {
+    Connect();
+    EXPECT_EQ(agent_->StartApp({{"cam", {"-v"}, {{1, {"p"}}}}}), 0U);
+    EXPECT_EQ(agent_->RestartApp({{"bus", {}, {}}}), 0U);
+    EXPECT_EQ(agent_->TermApp({{"b"}, {"a"}}), 0U);
+    EXPECT_EQ(agent_->ReportBaseServiceState({static_cast<BaseServiceState>(2)}), 0U);
+    EXPECT_EQ(agent_->ReportAppExecState({"cam", 7, 1, 2}), 0U);
+    EXPECT_EQ(agent_->LoadStartupCfgInfo({{{"k", "v"}}, "/cfg"}), 0U);
+    EXPECT_EQ(agent_->ReLoadStartupCfgInfo({{}, "/cfg"}), 0U);
+    EXPECT_EQ(agent_->QueryAppState({"a"}), 0U);
+    std::string text;
+    for (const SentRecord& sent : SentRecords()) {
+        ASSERT_EQ(sent.bytes.size(), 3984U);
+        const size_t length = static_cast<unsigned char>(sent.bytes[8]);
+        text += std::to_string(static_cast<int>(sent.bytes[0])) + "@" +
+                std::to_string(sent.timeoutMs) + " " + sent.bytes.substr(16, length) + "\n";
+    }
+    EXPECT_EQ(text, std::string("0@0 1#cam#1#-v#1#1#1#p#\n1@0 1#bus#0#0#\n2@0 2#a#b#\n3@0 1#2#\n"
+                                "5@0 1#cam#7#1#2#\n6@5000 1#/cfg#1#k#v#\n7@5000 1#/cfg#0#\n9@0 ") +
+                        std::string("\1\0\0\0\1\0\0\0a\n", 10));
+    size_t begins = 0;
+    for (const LogLine& line : LogLines()) {
+        begins += line.level == kEvent &&
+                          line.text.find("s][BOOT_TRACE][PM_AGENT], ProcMgrAgent Send ") !=
+                              std::string::npos
+                      ? 1
+                      : 0;
+    }
+    EXPECT_EQ(begins, 8U);
+}
+
+// Each request says in its own words why it failed, and checks in the same order.
+TEST_F(AgentTest, RequestsThatFail) {
+    const std::string big(3960, 'n');
+    const std::string gap(3952, 'n');  // packed, but too long to be sent
+    const auto start = [&](const std::string& name) { return agent_->StartApp({{name, {}, {}}}); };
+    const auto restart = [&](const std::string& name) {
+        return agent_->RestartApp({{name, {}, {}}});
+    };
+    const auto term = [&](const std::string& name) { return agent_->TermApp({{name}}); };
+    const auto exec = [&](const std::string& name) {
+        return agent_->ReportAppExecState({name, 0, 0, 0});
+    };
+    const auto load = [&](const std::string& name) {
+        return agent_->LoadStartupCfgInfo({{}, name});
+    };
+    const auto base = [&](const std::string&) { return agent_->ReportBaseServiceState({}); };
+    const auto query = [&](const std::string& name) { return agent_->QueryAppState({name}); };
+    const std::string isOk = "agent is not ok, please exec ProcMgrAgent::isOk";
+
+    using Request = std::function<uint32_t(const std::string&)>;
+    const std::pair<Request, std::string> unconnected[] = {
+        {start, "ProcMgrAgent : StartApp failed: " + isOk},
+        {restart, "ProcMgrAgent : restartApp failed: " + isOk},
+        {term, "ProcMgrAgent : TermApp failed: " + isOk},
+        {base, "ProcMgrAgent: ReportBaseServiceState failed: " + isOk},
+        {exec, "ProcMgrAgent : ReportAppExecState failed: agent is not ok"},
+        {load, "ProcMgrAgent : LoadStartupCfgInfo failed: agent is not ok"},
+        {query, "ProcMgrAgent : QueryAppState failed: agent is not ok"}};
+    for (const auto& [request, line] : unconnected) {
+        EXPECT_EQ(request("a"), 0xF10501U);
+        EXPECT_TRUE(Logged(kError, line));
+    }
+    EXPECT_EQ(agent_->StartApp({}), 0xF10001U);
+    EXPECT_EQ(agent_->RestartApp({}), 0xF10001U);
+    EXPECT_EQ(agent_->TermApp({}), 0xF10001U);
+    EXPECT_EQ(agent_->QueryAppState({}), 0xF10001U);
+    EXPECT_TRUE(LoggedInOrder({{kError, "ProcMgrAgent : StartApp failed: startAppList is zero"},
+                               {kError, "ProcMgrAgent : restartApp failed: restartAppList is zero"},
+                               {kError, "ProcMgrAgent : TermApp failed: TermAppList is zero"},
+                               {kError, "ProcMgrAgent : QueryAppState failed: appList is empty"}}));
+    Connect();
+    const std::pair<Request, std::string> unpacked[] = {
+        {start, "StartApp failed: ProcMgrPackStartRequest failed"},
+        {restart, "restartApp failed: PackrestartRequest failed"},
+        {term, "TermApp failed: ProcMgrPackTermRequest failed"},
+        {exec, "ReportAppExecState failed: PackrestartRequest failed"},
+        {load, "LoadStartupCfgInfo failed: ProcMgrPackMatchDataAndPathRequest failed"}};
+    for (const auto& [request, line] : unpacked) {
+        EXPECT_EQ(request(big), 0xF10502U);
+        EXPECT_TRUE(Logged(kError, "ProcMgrAgent : " + line));
+    }
+    EXPECT_EQ(query(big), 0U);  // kept: unsent, yet a success
+    EXPECT_TRUE(Logged(kError, "ProcMgrAgent : QueryAppState SerializeMessage failed"));
+    EXPECT_EQ(start(gap), 0xF10503U);
+    EXPECT_TRUE(
+        Logged(kError, "ProcMgrAgent : SendRequestMsg failed: requestPieceMsg is empty, fd=" +
+                           std::to_string(OpenPipe())));
+    EXPECT_TRUE(SentRecords().empty());
+    const std::pair<Request, std::string> unsent[] = {
+        {start, "StartApp"},      {restart, "restartApp"},          {term, "TermApp"},
+        {query, "QueryAppState"}, {base, "ReportBaseServiceState"}, {exec, "ReportAppExecState"}};
+    for (const auto& [request, name] : unsent) {
+        ClearLog();
+        ScriptPipe(PipeCall::kSend, -32);
+        EXPECT_EQ(request("a"), 0xF10503U);
+        EXPECT_TRUE(LoggedInOrder(
+            {{kError, "ProcMgrAgent : SendRequestMsg failed: fd=" + std::to_string(OpenPipe()) +
+                          ", err_code=-32"},
+             {kError, "ProcMgrAgent : " + name + " failed: SendRequestMsg failed"}}));
+    }
+}
+
+TEST_F(AgentTest, AnswersToALoad) {
+    Connect();
+    const std::string prefix = "ProcMgrAgent : LoadStartupCfgInfo failed";
+    const struct {
+        std::optional<std::string> answer;
+        uint32_t expected;
+        std::string line;
+    } rows[] = {
+        {"0", 0, ""},
+        {std::string(" 0\0", 3), 0, ""},
+        {"-7", 0xF10505, prefix + ", result=-7"},
+        {"yes", 0xF10505, prefix + ", result=-1"},
+        {"", 0xF10505, prefix + ", result=-1"},
+        {"99999999999", 0xF10505, prefix + ", result=-1"},
+        {std::nullopt, 0xF10504, prefix + ", resp.data is nullptr"},
+    };
+    for (const auto& row : rows) {
+        ClearLog();
+        SetAnswer([&](const SentRecord&) { return row.answer; });
+        EXPECT_EQ(agent_->LoadStartupCfgInfo({}), row.expected) << row.answer.value_or("none");
+        EXPECT_TRUE(row.line.empty() || Logged(kError, row.line));
+    }
+    ScriptPipe(PipeCall::kTimedCall, -110);
+    EXPECT_EQ(agent_->ReLoadStartupCfgInfo({}), 0xF1000AU);
+    EXPECT_TRUE(Logged(kError, prefix + ": EzcomTimedRPCSync failed: err code=-110"));
+    EXPECT_EQ(agent_->RpcSyncAndGetResult({}), 0xF10000U);
+    setenv("DATAMASTER_RUN_MODE", "1", 1);
+    SetAnswer(nullptr);
+    EXPECT_EQ(agent_->LoadStartupCfgInfo({}), 0U);
+    EXPECT_EQ(SentRecords().back().timeoutMs, 1800000);
+    Connect();
+    EXPECT_EQ(OpenCalls().back().timeoutMs, 1800000);
+}
+
+TEST_F(AgentTest, RefusesWhatIsNoRecord) {
+    Connect();
+    std::vector<std::string> heard;
+    EXPECT_EQ(agent_->RegAppStateChangeCallBackImpl(
+                  [&](const auto& apps) { heard.push_back(apps.at(0).name); }),
+              0U);
+    ClearLog();
+    const std::string fd = std::to_string(OpenPipe());
+    const std::string handler = "ProcMgrAgent : ProcMgrAgentRequstMsgHandler failed: ";
+    EXPECT_TRUE(DeliverRaw(nullptr));
+    EXPECT_TRUE(Deliver(std::string(3983, '\0')));
+    EXPECT_TRUE(Deliver(std::string(3985, '\0')));
+    const EzcomRequest empty{nullptr, 3984};
+    EXPECT_TRUE(DeliverRaw(&empty));
+    EXPECT_TRUE(Deliver(EncodeRecord(4, "0#")));
+    EXPECT_TRUE(Deliver(EncodeRecord(4, "2000#a#1#1#1#1#")));
+    EXPECT_TRUE(
+        LoggedInOrder({{kEvent, handler + "req is null point. (fd=" + fd + ")"},
+                       {kError, handler + "size=3983 bytes is illegal"},
+                       {kError, handler + "size=3985 bytes is illegal"},
+                       {kError, handler + "request is null point"},
+                       {kError, handler + "ProcMgrUnpackedAppStateRequest appStateList is null"},
+                       {kError, handler + "ProcMgrUnpackedAppStateRequest appStateList is null"}}));
+    ClearLog();
+    for (const uint32_t type : {0U, 8U, 11U, UINT32_MAX}) {
+        EXPECT_TRUE(Deliver(EncodeRecord(type, "1#a#1#1#1#1#")));
+    }
+    EXPECT_TRUE(LogLines().empty());
+    EXPECT_TRUE(heard.empty());
+    EXPECT_TRUE(Deliver(EncodeRecord(4, "1#a#1#1#1#1#")));
+    EXPECT_EQ(heard, std::vector<std::string>{"a"});
+}
+
+// A callback is kept although its registration says "not connected".
+TEST_F(AgentTest, CallbacksMayComeFirst) {
+    std::vector<std::string> heard;
+    Connect();
+    EXPECT_TRUE(Deliver(EncodeRecord(4, "1#a#1#0#0#0#")));
+    const std::string answer("\1\0\0\0\1\0\0\0a\2\0\0\0", 13);
+    EXPECT_TRUE(Deliver(EncodeRecord(10, answer)));
+    EXPECT_TRUE(LoggedInOrder({{kError, "Process pm request message, but callback is null. (fd=" +
+                                            std::to_string(OpenPipe()) + ")"},
+                               {kError, "ProcMgrAgent: dealQueryAppStateRespCb_ is null"}}));
+    EXPECT_EQ(agent_->StopOwnerHeart(), 0U);
+    EXPECT_EQ(agent_->RegAppStateChangeCallBackImpl(nullptr), 0xF10001U);
+    EXPECT_EQ(agent_->RegQueryAppStateCallBackImpl(nullptr), 0xF10001U);
+    EXPECT_EQ(agent_->RegAppStateChangeCallBackImpl([&](const auto& apps) {
+        heard.push_back(apps.at(0).name + std::to_string(apps.at(0).pid));
+        throw std::runtime_error("a host's mistake");
+    }),
+              0xF10501U);
+    EXPECT_EQ(agent_->RegQueryAppStateCallBackImpl([&](const auto& states) {
+        heard.push_back("state " + std::to_string(states.at("a")));
+    }),
+              0xF10501U);
+    EXPECT_TRUE(LoggedInOrder(
+        {{kEvent, "********* ProcMgrAgent : RegAppStateChangeCallBack begin :cur_proName=owner"},
+         {kError, "ProcMgrAgent :RegAppStateChangeCallBack failed: cb is null"},
+         {kError, "ProcMgrAgent :RegisterService failed: CheckPipeIsOk failed"}}));
+    EXPECT_TRUE(Deliver(EncodeRecord(4, "1#a#7#0#0#0#")));
+    EXPECT_TRUE(Deliver(EncodeRecord(10, answer)));
+    EXPECT_EQ(heard, (std::vector<std::string>{"a7", "state 2"}));
+    ClearLog();
+    const std::string zeroLength("\1\0\0\0\0\0\0\0\2\0\0\0", 12);
+    for (const std::string& nothing : {std::string(), std::string(4, '\0'), zeroLength}) {
+        EXPECT_TRUE(Deliver(EncodeRecord(10, nothing)));
+    }
+    EXPECT_TRUE(LoggedTimes(
+        kError, "ProcMgrAgent: QueryAppStateRespHandler failed: appStatusList is null", 3));
+    EXPECT_EQ(heard.size(), 2U);
+}
+
+// The end of the agent waits for a running callback; what arrives later finds nobody.
+TEST_F(AgentTest, EndsAfterItsHandlers) {
+    Connect();
+    std::promise<void> entered;
+    bool left = false;
+    EXPECT_EQ(agent_->RegAppStateChangeCallBackImpl([&](const auto&) {
+        entered.set_value();
+        left = WaitUntil([] { return ProcMgrAgentImpl::GetThis() == nullptr; });
+    }),
+              0U);
+    Post(EncodeRecord(4, "1#a#1#0#0#0#"));
+    entered.get_future().wait();
+    agent_.reset();
+    EXPECT_TRUE(left);
+    EXPECT_EQ(HeartBeatRecords().back().call, HeartBeatCall::kStopSend);
+    ClearLog();
+    EXPECT_TRUE(Deliver(EncodeRecord(4, "1#a#1#0#0#0#")));
+    EXPECT_TRUE(LogLines().empty());
+}
+
+}  // namespace
+}  // namespace ProcMgr

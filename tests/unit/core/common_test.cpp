@@ -1,0 +1,178 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdarg>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+
+#include "grpowner/enumerations.h"
+#include "platform/memory/memory_platform.h"
+#include "src/common/cgroup_tasks.h"
+#include "src/common/logging.h"
+#include "src/common/process_utils.h"
+#include "src/common/wait_ladder.h"
+
+namespace {
+
+std::vector<std::pair<int, std::string>> g_syslog;
+
+void Keep(int priority, const char* format, va_list arguments) {
+    char text[256];
+    std::vsnprintf(text, sizeof(text), format, arguments);
+    g_syslog.emplace_back(priority, text);
+}
+
+}  // namespace
+
+// The system's log, as a plain and as a fortified build calls it.
+extern "C" void syslog(int priority, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    Keep(priority, format, arguments);
+    va_end(arguments);
+}
+extern "C" void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    Keep(priority, format, arguments);
+    va_end(arguments);
+}
+
+namespace ProcMgr {
+namespace {
+
+using Names = std::vector<std::string>;
+
+TEST(Names, DenseTablesAndTheirEnds) {
+    const std::pair<std::string (*)(uint64_t), Names> tables[] = {
+        {GetProcessStateStr,
+         {"INITSTATE", "STARTING", "RUNNING", "TERMINATING", "TERMINATED", "RESTARTING"}},
+        {GetReportAppStateTypeStr,
+         {"RUNNING_NORMAL_START", "RUNNING_NORMAL_RESTART", "RUNNING_ABNORMAL_TERM_TIMEOUT",
+          "TERMINATED_NORMAL_EXIT", "TERMINATED_ABNORMAL_EXIT", "INVALID_INTERMEDIATE_STATE"}},
+        {GetBaseServiceStateTypeStr, {"INIT", "RUNNING", "TERMINATING"}},
+        {GetAppExecStateStr, {"RUNNING", "TERMINATED"}},
+        {GetOptionType, {"START", "TERM", "RESTART"}},
+        {GetGroupOwner, {"DATAMASTER", "IAM", "APPMGR"}},
+        {GetAppState,
+         {"SUCCESS", "TERM_FAILED", "START_FAILED", "RESTART_FAILED", "INIT", "PROCESSING",
+          "START_FAILED_BY_EIO"}},
+        {GetSysState, {"OFF", "WORKING", "SUSPEND", "UPGRADE", "CALIBRATION"}},
+    };
+    for (const auto& [nameOf, names] : tables) {
+        for (size_t value = 0; value < names.size(); ++value) {
+            EXPECT_EQ(nameOf(value), names[value]);
+        }
+        EXPECT_EQ(nameOf(names.size()), "");
+        EXPECT_EQ(nameOf(static_cast<uint64_t>(-1)), "");
+    }
+    EXPECT_EQ(GetSysState(127), "");
+    EXPECT_EQ(GetSysState(128), "DELAY_BIND_CORE");
+    EXPECT_EQ(GetSysState(129), "");
+}
+
+TEST(Logging, LevelsOfBothSinks) {
+    const std::pair<int, int> levels[] = {{0, 7}, {1, 6}, {2, 4}, {3, 3}, {16, 5}, {1, 6}};
+    for (uint32_t level = 0; level < 6; ++level) {
+        EXPECT_EQ(GetDLogLevel(static_cast<GrpOwnerLogLevel>(level)), levels[level].first);
+        EXPECT_EQ(GetSyslogLevel(static_cast<GrpOwnerLogLevel>(level)), levels[level].second);
+    }
+}
+
+// Syslog gets the bare line and the platform nothing any more; the platform gets place and module,
+// and only what it wants.
+TEST(Logging, OneSinkAtATime) {
+    GrpOwnerMemory::Reset();
+    GRP_EVENT("a %d", 1);
+    GrpOwnerMemory::SetLogThreshold(GrpOwnerMemory::kError);
+    GRP_WARNING("hidden");
+    g_enableSyslog = true;
+    GRP_ERROR("b %s", "2");
+    g_enableSyslog = false;
+    const auto lines = GrpOwnerMemory::LogLines();
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0].module, 27);
+    EXPECT_EQ(lines[0].level, 16);
+    EXPECT_EQ(lines[0].file, "common_test.cpp");
+    EXPECT_EQ(lines[0].text, "a 1");
+    EXPECT_EQ(g_syslog, (decltype(g_syslog){{3, "b 2"}}));
+}
+
+TEST(ProcessUtils, BootTrace) {
+    EXPECT_EQ(FormatBootStrace(5, 1, "x"), "[5.000000s][BOOT_TRACE][x]");
+    EXPECT_EQ(FormatBootStrace(1500000, 1000000000, ""), "[0.001500s][BOOT_TRACE][]");
+    EXPECT_EQ(FormatBootStrace(5, 0, "x"), "");
+    EXPECT_TRUE(std::regex_match(BootStrace("PM_AGENT"),
+                                 std::regex(R"(\[[1-9]\d*\.\d{6}s\]\[BOOT_TRACE\]\[PM_AGENT\])")));
+}
+
+TEST(ProcessUtils, Digits) {
+    EXPECT_TRUE(IsStrDigits(""));
+    EXPECT_TRUE(IsStrDigits("0123456789"));
+    for (const char* text : {"-1", "1 ", "1a", "\xb2"}) {
+        EXPECT_FALSE(IsStrDigits(text)) << text;
+    }
+}
+
+TEST(WaitLadder, BothSidesOfEachStep) {
+    const std::pair<int32_t, int> steps[] = {
+        {-1, 4500},  {0, 4500},    {99, 4500},   {100, 100},   {999, 999},
+        {1000, 900}, {4999, 4899}, {5000, 4500}, {5001, 4501}, {INT32_MIN, 4500}};
+    for (const auto& [timeout, wait] : steps) {
+        EXPECT_EQ(EffectiveWait(timeout), Milliseconds(wait)) << timeout;
+    }
+}
+
+class CgroupTest : public testing::Test {
+protected:
+    CgroupTest() {
+        char name[] = "/tmp/grpowner-cgroup-XXXXXX";
+        root_ = mkdtemp(name);
+        roots_ = {root_ + "/cpu/", root_ + "/memory/", root_ + "/cpuset/"};
+    }
+    ~CgroupTest() override { std::filesystem::remove_all(root_); }
+
+    void Make(const std::string& group) {
+        std::filesystem::create_directories(root_ + "/" + group);
+        std::ofstream(root_ + "/" + group + "/tasks") << "1\n";
+    }
+
+    // Of all tasks files that were made; a group's result and message in front.
+    std::string Bind(const CgroupInfo& info) {
+        std::string error;
+        std::string state = AddPidToCgroupTasks(roots_, info, error) ? "true " : "false ";
+        const size_t place = error.find(root_);
+        state += place == std::string::npos ? error : error.erase(place, root_.size());
+        for (const char* group : {"cpu", "memory", "cpuset"}) {
+            std::stringstream text;
+            text << std::ifstream(root_ + "/" + group + "/g/tasks").rdbuf();
+            state += "|" + text.str();
+        }
+        return state;
+    }
+
+    std::string root_;
+    CgroupRoots roots_;
+};
+
+TEST_F(CgroupTest, BindsWhereItIsAskedTo) {
+    Make("cpu/g");
+    EXPECT_EQ(Bind({"", 7, "g", ""}),
+              "false add cgroup failed, mem cgroup path=/memory/g/tasks is not existed;|1\n||");
+    Make("memory/g");
+    EXPECT_EQ(Bind({"", 7, "", ""}), "true |1\n|1\n|");
+    EXPECT_EQ(Bind({"", 7, "g", ""}), "true |1\n7\n|1\n7\n|");
+    EXPECT_EQ(
+        Bind({"", 8, "x", "g"}),
+        "false add cgroup failed, cpu cgroup path=/cpu/x/tasks is not existed;|1\n7\n|1\n7\n|");
+    EXPECT_EQ(Bind({"", 8, "a..b", "g"}),
+              "false add cgroup failed, cpuset cgroup path=/cpuset/g/tasks is not existed;"
+              "|1\n7\n|1\n7\n|");
+    Make("cpuset/g");
+    EXPECT_EQ(Bind({"", 8, "../g", "g"}), "true |1\n7\n|1\n7\n|1\n8\n");
+}
+
+}  // namespace
+}  // namespace ProcMgr

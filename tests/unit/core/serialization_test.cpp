@@ -1,0 +1,258 @@
+#include "src/agent/procmgr_agent_serialization.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <locale>
+
+#include "platform/memory/memory_platform.h"
+#include "src/agent/query_serialization.h"
+#include "tests/support/log_assertions.h"
+
+namespace ProcMgr::Serialization {
+namespace {
+
+using namespace GrpOwnerMemory;
+using GrpOwnerTest::Logged;
+using Message::RequestMsg;
+using Message::RequestType;
+
+std::string Payload(const RequestMsg& record) {
+    return std::string(record.data, record.length);
+}
+
+RequestMsg RecordOf(const std::string& payload, uint64_t length) {
+    RequestMsg record{};
+    std::memcpy(record.data, payload.data(), payload.size());
+    record.length = length;
+    return record;
+}
+
+RequestMsg RecordOf(const std::string& payload) {
+    return RecordOf(payload, payload.size());
+}
+
+std::vector<Piece> PiecesOf(const std::vector<uint32_t>& sizes) {
+    std::vector<Piece> pieces;
+    for (const uint32_t size : sizes) {
+        pieces.emplace_back(size, std::string(size, 'x'));
+    }
+    return pieces;
+}
+
+std::string N(uint32_t number) {
+    return std::string(reinterpret_cast<const char*>(&number), sizeof(number));
+}
+
+class SerializationTest : public testing::Test {
+protected:
+    SerializationTest() { Reset(); }
+};
+
+// A host's locale must not reach the wire: every case runs under one that groups digits.
+class GroupedDigits : public std::numpunct<char> {
+protected:
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+TEST_F(SerializationTest, GoldenPiecesInAForeignLocale) {
+    const std::locale before = std::locale::global(std::locale(std::locale(), new GroupedDigits));
+    std::vector<Piece> pieces;
+    EXPECT_TRUE(ProcMgrPackStartRequest(
+        {{"a", {"x", "y"}, {}}, {"b", {}, {{2, {"q", "r"}}, {0, {"p"}}, {-1000, {}}}}}, pieces));
+    EXPECT_TRUE(ProcMgrPackRestartRequest({{"c", {""}, {}}}, pieces));
+    EXPECT_TRUE(ProcMgrPackTermRequest({{"d"}}, pieces));
+    EXPECT_TRUE(ProcMgrPackBaseServiceStateRequest({static_cast<BaseServiceState>(3)}, pieces));
+    EXPECT_TRUE(ProcMgrPackAppExecInfoRequest({"e", 1234567, 1, UINT32_MAX}, pieces));
+    EXPECT_TRUE(ProcMgrPackMatchDataAndPathRequest({{{"k2", "v2"}, {"k1", ""}}, "/p"}, pieces));
+    std::vector<Message::AppStateInfo> apps;
+    const RequestMsg report = RecordOf("1#cam#1234567#4#1#9#");
+    EXPECT_TRUE(ProcMgrUnpackedAppStateRequest(&report, apps));
+    std::locale::global(before);
+    const std::vector<std::string> expected{
+        "a#2#x#y#0#", "b#0#3#-1000#0#0#1#p#2#2#q#r#", "c#1##0#",        "d#",
+        "3#",         "e#1234567#1#4294967295#",      "/p#2#k1##k2#v2#"};
+    ASSERT_EQ(pieces.size(), expected.size());
+    for (size_t i = 0; i < pieces.size(); ++i) {
+        EXPECT_EQ(pieces[i].second, expected[i]);
+        EXPECT_EQ(pieces[i].first, expected[i].size());
+    }
+    ASSERT_EQ(apps.size(), 1U);
+    EXPECT_EQ(apps[0].name, "cam");
+    EXPECT_EQ((std::vector<uint32_t>{apps[0].pid, apps[0].type, apps[0].reason, apps[0].spare}),
+              (std::vector<uint32_t>{1234567, 4, 1, 9}));
+}
+
+TEST_F(SerializationTest, GoldenRecord) {
+    std::vector<Piece> pieces;
+    ASSERT_TRUE(ProcMgrPackTermRequest({{"b"}, {"a"}}, pieces));
+    std::vector<RequestMsg> records;
+    ASSERT_TRUE(ProcMgrCombinePiecesMsg(RequestType::TERM_APP, pieces, records));
+    ASSERT_EQ(records.size(), 1U);
+    std::string expected(3984, '\0');
+    expected[0] = 2;
+    expected[8] = 6;
+    expected.replace(16, 6, "2#a#b#");
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&records[0]), sizeof(RequestMsg)),
+              expected);
+}
+
+// A packer takes 3959 bytes and says which application has more; what it had packed stays.
+TEST_F(SerializationTest, LargestPiece) {
+    const std::string fits(3954, 'n');  // with "#0#0#" 3959 bytes
+    const std::string tooLong = fits + "n";
+    std::vector<Piece> pieces;
+    EXPECT_TRUE(ProcMgrPackStartRequest({{fits, {}, {}}}, pieces));
+    EXPECT_FALSE(ProcMgrPackStartRequest({{"a", {}, {}}, {tooLong, {}, {}}}, pieces));
+    EXPECT_FALSE(ProcMgrPackRestartRequest({{tooLong, {}, {}}}, pieces));
+    EXPECT_FALSE(ProcMgrPackTermRequest({{std::string(3959, 't')}}, pieces));
+    EXPECT_FALSE(ProcMgrPackAppExecInfoRequest({tooLong, 0, 0, 0}, pieces));
+    EXPECT_FALSE(ProcMgrPackMatchDataAndPathRequest({{}, std::string(3957, 'p')}, pieces));
+    EXPECT_EQ(pieces.size(), 2U);
+    EXPECT_TRUE(GrpOwnerTest::LoggedInOrder(
+        {{kError, "ProcMgrAgent: PackStartRequest failed app=" + tooLong +
+                      ", size=3960 bytes beyone the PM_PIPE_BUF_MAX!!"},
+         {kError, "ProcMgrAgent PackRestartRequest failed app=" + tooLong +
+                      ", size=3960 bytes beyone PM_PIPE_BUF_MAX!!"},
+         {kError, "ProcMgrAgent : PackTermRequest failed app=" + std::string(3959, 't') +
+                      ", size=3960 bytes beyone the PM_PIPE_BUF_MAX!!"},
+         {kError, "ProcMgrAgent : PackExecStateRequest failed: beyone the PM_PIPE_BUF_MAX!!"},
+         {kError,
+          "ProcMgrAgent : PackMatchDataAndPathRequest failed: beyone the PM_PIPE_BUF_MAX!!"}}));
+}
+
+TEST_F(SerializationTest, Windows) {
+    const struct {
+        std::vector<uint32_t> sizes;
+        std::vector<uint32_t> windows;
+        uint32_t dropped;  // the size that ends the grouping
+    } rows[] = {
+        {{600, 1500, 2000}, {2, 1}, 0},
+        {{1955, 2000}, {2}, 0},
+        {{1956, 2000}, {1, 1}, 0},
+        {{3955}, {1}, 0},
+        {{3956}, {}, 3956},
+        {{10, 20, 3957, 3959}, {2}, 3957},
+        {std::vector<uint32_t>(3955, 1), {3955}, 0},
+        {std::vector<uint32_t>(3956, 1), {3955, 1}, 0},
+    };
+    for (const auto& row : rows) {
+        ClearLog();
+        std::vector<uint32_t> windows;
+        CalculateWindows(PiecesOf(row.sizes), windows);
+        EXPECT_EQ(windows, row.windows);
+        const std::string warning =
+            "packedRequest=" + std::to_string(row.dropped) + " bytes beyond the PM_PIPE_BUF_MAX!";
+        EXPECT_EQ(LogLines().size(), row.dropped == 0 ? 0U : 1U);
+        EXPECT_EQ(CountLog(kWarning, warning), row.dropped == 0 ? 0U : 1U);
+    }
+}
+
+// Pieces go by size, then text, each group under its own count; what is too long is dropped without
+// a failure.
+TEST_F(SerializationTest, CombineSortsAndDrops) {
+    std::vector<Piece> pieces{{3957, std::string(3957, 'z')},
+                              {3950, std::string(3950, 'y')},
+                              {4, "bbb#"},
+                              {4, "aaa#"},
+                              {2, "c#"}};
+    std::vector<RequestMsg> records;
+    EXPECT_TRUE(ProcMgrCombinePiecesMsg(RequestType::START_APP, pieces, records));
+    ASSERT_EQ(records.size(), 2U);
+    EXPECT_EQ(Payload(records[0]), "3#c#aaa#bbb#");
+    EXPECT_EQ(Payload(records[1]), "1#" + std::string(3950, 'y'));
+    std::vector<Piece> none;
+    EXPECT_FALSE(ProcMgrCombinePiecesMsg(RequestType::START_APP, none, records));
+    EXPECT_TRUE(Logged(kError, "CombinePiecesMsg failed: packedRequest is empty!!"));
+}
+
+TEST_F(SerializationTest, RecordHoldsUpTo3964Bytes) {
+    std::vector<RequestMsg> records;
+    ProcMgrCombineMsg(RequestType::START_APP, 1, std::string(3962, 'x'), records);
+    EXPECT_EQ(records.size(), 1U);
+    ProcMgrCombineMsg(RequestType::START_APP, 1, std::string(3963, 'x'), records);
+    EXPECT_EQ(records.size(), 1U);
+    EXPECT_EQ(LogLines().size(), 1U);
+    EXPECT_EQ(LogLines().at(0).text.rfind(
+                  "ProcMgrCombineMsg failed memcpy_s failed: strSize=3965 bytes, ret=", 0),
+              0U);
+}
+
+TEST_F(SerializationTest, HostileReports) {
+    const struct {
+        std::string payload;
+        uint64_t length;
+        bool accepted;
+        size_t count;
+    } rows[] = {
+        {"", 0, true, 0},
+        {"x#", 2, true, 0},
+        {"0#", 2, true, 0},
+        {"1999#", 5, true, 1999},
+        {"2000#", 5, false, 0},
+        {"-1#", 3, false, 0},
+        {"99999999999#", 12, false, 0},
+        {"3#", UINT64_MAX, true, 3},  // longer than the record: only its data area is read
+        {"12#", 1, true, 1},          // the length counts, not what lies behind it
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.payload);
+        const RequestMsg record = RecordOf(row.payload, row.length);
+        std::vector<Message::AppStateInfo> apps;
+        EXPECT_EQ(ProcMgrUnpackedAppStateRequest(&record, apps), row.accepted);
+        EXPECT_EQ(apps.size(), row.count);
+    }
+    EXPECT_TRUE(Logged(
+        kError, "ProcMgr : ProcMgrMaster UnpackedAppStateRequest err: big AppListSize=2000"));
+}
+
+// What is missing keeps its default; an empty and an odd name are names; blanks before a separator
+// are skipped and any character is one.
+TEST_F(SerializationTest, ReportThatRunsDry) {
+    const RequestMsg record = RecordOf("4##1#2#3#4#b b#5 ;6#7#8#c#9#");
+    std::vector<Message::AppStateInfo> apps;
+    EXPECT_TRUE(ProcMgrUnpackedAppStateRequest(&record, apps));
+    ASSERT_EQ(apps.size(), 4U);
+    std::string text;
+    for (const auto& app : apps) {
+        text += "[" + app.name;
+        for (const uint32_t number : {app.pid, app.type, app.reason, app.spare}) {
+            text += " " + std::to_string(number);
+        }
+        text += "]";
+    }
+    EXPECT_EQ(text, "[ 1 2 3 4][b b 5 6 7 8][c 9 0 0 0][ 0 0 0 0]");
+}
+
+TEST_F(SerializationTest, GoldenQuery) {
+    RequestMsg record;
+    ASSERT_TRUE(SerializeMessage({"a", "bc"}, record));
+    EXPECT_EQ(record.type, 9U);
+    EXPECT_EQ(Payload(record), N(2) + N(1) + "a" + N(2) + "bc");
+    EXPECT_EQ(record.length, 15U);
+    EXPECT_TRUE(SerializeMessage({std::string(3956, 'n')}, record));  // 4 + 4 + 3956 = 3964
+    EXPECT_EQ(record.length, 3964U);
+    EXPECT_FALSE(SerializeMessage({std::string(3957, 'n')}, record));
+    EXPECT_FALSE(SerializeMessage({std::string(3953, 'n'), ""}, record));  // no room for a length
+}
+
+TEST_F(SerializationTest, QueryAnswers) {
+    using States = std::map<std::string, uint32_t>;
+    const std::string good = N(3) + N(1) + "a" + N(2) + N(2) + "bc" + N(0) + N(1) + "a" + N(7);
+    States states;
+    EXPECT_TRUE(DeserializeMessage(RecordOf(good), states));
+    EXPECT_EQ(states, (States{{"a", 7}, {"bc", 0}}));
+    for (size_t length = 0; length < good.size(); ++length) {
+        EXPECT_FALSE(DeserializeMessage(RecordOf(good, length), states)) << length;
+    }
+    EXPECT_FALSE(DeserializeMessage(RecordOf(N(1) + N(0) + N(1)), states));
+    EXPECT_FALSE(DeserializeMessage(RecordOf(N(1) + N(UINT32_MAX) + "a" + N(1)), states));
+    EXPECT_FALSE(DeserializeMessage(RecordOf(N(UINT32_MAX) + N(1) + "a" + N(1)), states));
+    // The last state would lie behind the data area, whatever the length says.
+    EXPECT_FALSE(DeserializeMessage(RecordOf(N(1) + N(3956), UINT64_MAX), states));
+    EXPECT_TRUE(DeserializeMessage(RecordOf(N(1) + N(3952), UINT64_MAX), states));
+}
+
+}  // namespace
+}  // namespace ProcMgr::Serialization
