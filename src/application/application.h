@@ -48,6 +48,7 @@ public:
     uint32_t GetRestartCount() const { return restartCount_.load(); }
     void SetRestartCount(uint32_t count) { restartCount_.store(count); }
     int32_t GetNodeType() const { return nodeType_; }
+    const std::set<std::string>& GetDepends() const { return depends_; }
     uint32_t GetGid() const { return gid_; }
     uint32_t GetDetailStatus() const { return detailStatus_.load(); }
     void SetDetailStatus(uint32_t status) { detailStatus_.store(status); }

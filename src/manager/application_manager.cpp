@@ -1,0 +1,76 @@
+#include "src/manager/application_manager.h"
+
+#include "src/common/logging.h"
+#include "src/common/never_destroyed.h"
+
+namespace ProcMgr {
+
+ApplicationManager& ApplicationManager::GetInstance() {
+    static NeverDestroyed<ApplicationManager> instance;
+    return *instance;
+}
+
+ApplicationManager::ApplicationManager() {
+    InitStartupPathByEnv();
+}
+
+std::shared_ptr<Application> ApplicationManager::FindLocked(const std::string& name) const {
+    for (const Applications* table : {&baseApplications_, &drivingApplications_}) {
+        const auto entry = table->find(name);
+        if (entry != table->end()) {
+            return entry->second;
+        }
+    }
+    return nullptr;
+}
+
+std::shared_ptr<Application> ApplicationManager::FindApplication(const std::string& name,
+                                                                 bool create) {
+    MutexLock lock(mutex_);
+    if (auto application = FindLocked(name)) {
+        return application;
+    }
+    if (create && dynamicManifests_.count(name) > 0) {
+        return CreateDynamicLocked(name);
+    }
+    GRP_WARNING("ApplicationManager: FindApplication %s (no application found).", name.c_str());
+    return nullptr;
+}
+
+std::shared_ptr<Application> ApplicationManager::CreateDynamicApplication(const std::string& name) {
+    MutexLock lock(mutex_);
+    return CreateDynamicLocked(name);
+}
+
+std::shared_ptr<Application> ApplicationManager::CreateDynamicLocked(const std::string& name) {
+    GRP_INFO("ApplicationManager: CreateDynamicApplication %s", name.c_str());
+    auto application = std::make_shared<Application>(dynamicManifests_.at(name), name);
+    const auto [entry, isNew] = drivingApplications_.emplace(name, std::move(application));
+    if (isNew) {
+        removable_.insert(name);
+    }
+    return entry->second;
+}
+
+// An ordinary application stays at its exit, or neither its restart policy nor a later start could
+// find it.
+void ApplicationManager::RemoveDynamicApplication(const std::string& name) {
+    MutexLock lock(mutex_);
+    const auto entry = drivingApplications_.find(name);
+    if (entry == drivingApplications_.end() || removable_.count(name) == 0) {
+        return;
+    }
+    const AppStateType state = entry->second->GetAppStateType();
+    if (state != AppStateType::TERMINATED && state != AppStateType::INITSTATE) {
+        return;
+    }
+    drivingApplications_.erase(entry);
+    removable_.erase(name);
+    if (vanished_.erase(name) > 0) {
+        auto depends = ParseAndDepend::GetInstance().GetApplicationDependsMap();
+        depends.erase(name);
+        ParseAndDepend::GetInstance().SetApplicationDependsMap(depends);
+    }
+}
+
+}  // namespace ProcMgr

@@ -1,0 +1,159 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/manifest_service.h"
+#include "src/agent/messages.h"
+#include "src/application/application.h"
+#include "src/common/app_records.h"
+#include "src/common/sync.h"
+#include "src/manager/restart_batch.h"
+#include "src/manager/start_batch.h"
+#include "src/manager/term_batch.h"
+
+namespace ProcMgr {
+
+/// Owns the records of the group's applications and the batches that wait for them.
+///
+/// Called by the host's threads, by those of requests and by those of reports. The manager's mutex
+/// guards the tables and the flags; each batch has its own, which is taken before it, never after.
+/// Calls of the agent and reports to a batch are made with no lock held.
+///
+/// One source file a concern: configuration and reload, start, change (results and reports), query.
+class ApplicationManager {
+public:
+    /// The one of the process. Never destroyed: service threads may still call it at exit.
+    static ApplicationManager& GetInstance();
+
+    ApplicationManager();
+    ~ApplicationManager() = default;
+    ApplicationManager(const ApplicationManager&) = delete;
+    ApplicationManager& operator=(const ApplicationManager&) = delete;
+
+    // --- Configuration ---------------------------------------------------------------------------
+
+    /// Takes the path of the start configuration from "STARTUP_ENTRY_PATH".
+    void InitStartupPathByEnv() EXCLUDES(mutex_);
+    /// Sets the time-outs by "DATAMASTER_RUN_MODE" and readies the batches.
+    void InitAppCond() EXCLUDES(mutex_);
+    /// Loads the start configuration into the process manager and into the tables.
+    /// @param entry its path; empty: by the environment, with match data
+    bool ApplicationMgrInit(const std::string& entry) EXCLUDES(mutex_);
+    /// Reads the start configuration again; refused while anything else is in progress.
+    bool ReloadCfg() EXCLUDES(mutex_);
+    /// Replaces the tables; what runs keeps its state, pid and restart count.
+    void UpdateApplicationList(const std::vector<ApplicationManifest>& manifests) EXCLUDES(mutex_);
+
+    /// Empty when there is none.
+    /// @param create make a record from the template of that name when there is none
+    std::shared_ptr<Application> FindApplication(const std::string& name, bool create)
+        EXCLUDES(mutex_);
+    /// @throw std::out_of_range when there is no template of that name
+    std::shared_ptr<Application> CreateDynamicApplication(const std::string& name) EXCLUDES(mutex_);
+    /// Drops a record that was made from a template, or that a reload left over, once it is down.
+    void RemoveDynamicApplication(const std::string& name) EXCLUDES(mutex_);
+
+    // --- Start -----------------------------------------------------------------------------------
+
+    /// Starts the base applications and waits for them; whether all of them are up.
+    bool StartBaseApplication() EXCLUDES(mutex_);
+    bool CheckBaseApplicationResult() const;
+    /// Starts the applications in dependency order and waits, `wait` at most.
+    /// @return false on a graph error or the time-out
+    bool StartApps(const std::vector<AppInfoForServer>& apps, StartAppInfo& batch,
+                   Milliseconds wait);
+    void ReportStartAppResult(const std::string& name, AppChangeState state);
+
+    // --- Results and reports ---------------------------------------------------------------------
+
+    /// Hands a final result to the batch that waits for it, by the state before the report.
+    void ReportAppResult(const std::string& name, AppChangeState state, AppStateType before);
+    void ReportTermAppResult(const std::string& name, AppChangeState state);
+    void ReportRestartAppResult(const std::string& name, AppChangeState state);
+
+    void ReportRunningNormalStartFromProcMgr(const std::string& name, uint32_t pid);
+    void ReportRunningNormalReStartFromProcMgr(const std::string& name, uint32_t pid);
+    void ReportRunningAbnormalTermTimeoutFromProcMgr(const std::string& name);
+    void ReportTerminatedNormalFromProcMgr(const std::string& name);
+    void ReportTerminatedAbnormalFromProcMgr(const std::string& name,
+                                             Message::AppAbnormalExitReason reason);
+    void ReportRunningNormalStartFromApp(const std::string& name);
+
+    /// Restarts an application that has ended by itself, when policy and limiter allow; waits for
+    /// nothing.
+    void CheckAndRestartApp(const std::string& name) EXCLUDES(mutex_);
+
+    // --- Query -----------------------------------------------------------------------------------
+
+    /// Wakes the thread that waits for the process manager's answer to a state query.
+    static void NotifyQueryAppState();
+
+private:
+    using Applications = std::map<std::string, std::shared_ptr<Application>>;
+    using Names = std::set<std::string>;
+
+    /// The manifests of a configuration, sorted.
+    struct Tables {
+        Applications base;
+        Applications driving;
+        std::map<std::string, ApplicationManifest> dynamicManifests;
+    };
+    static Tables SortManifests(const std::vector<ApplicationManifest>& manifests);
+
+    // Configuration.
+    std::string StartEntryPath() const EXCLUDES(mutex_);
+    bool BeginReload() EXCLUDES(mutex_);
+    void EndReload(bool allowLaterOnes) EXCLUDES(mutex_);
+    bool ReloadFrom(const std::string& path);
+    void CarryOverLocked(Tables& tables) REQUIRES(mutex_);
+    static Application* FindIn(const Tables& tables, const std::string& name);
+    std::shared_ptr<Application> FindLocked(const std::string& name) const REQUIRES(mutex_);
+    std::shared_ptr<Application> CreateDynamicLocked(const std::string& name) REQUIRES(mutex_);
+
+    // Start.
+    struct StartPass;
+    bool NeedContinueStart(StartPass& pass, StartAppInfo& batch);
+    bool CanStillMoveLocked(const std::string& name, StartAppInfo& batch) REQUIRES(batch.mutex)
+        EXCLUDES(mutex_);
+    bool FillAppInfoAndStart(StartPass& pass, StartAppInfo& batch);
+    void StartNoDependsApps(const std::vector<AppInfoForServer>& apps);
+    void SendStart(const std::vector<Message::StartAppInfo>& apps);
+    void CheckProcessCompleted(const Names& freeNames, StartAppInfo& batch,
+                               std::vector<AsyncTask>& tasks) REQUIRES(batch.mutex);
+    bool PollAndWait(const Names& freeNames, StartAppInfo& batch, TimePoint deadline);
+    bool IsRunning(const std::string& name) EXCLUDES(mutex_);
+    Milliseconds BatchWait(int32_t timeoutMs, uint32_t ownTimeoutMs) const;
+
+    // Reports.
+    template <typename Report>
+    void ApplyReport(const std::string& name, Report report) EXCLUDES(mutex_);
+
+    mutable Mutex mutex_;
+    Applications baseApplications_ GUARDED_BY(mutex_);
+    Applications drivingApplications_ GUARDED_BY(mutex_);
+    std::map<std::string, ApplicationManifest> dynamicManifests_ GUARDED_BY(mutex_);
+    bool isTransitionFinished_ GUARDED_BY(mutex_) = true;
+    bool isReloading_ GUARDED_BY(mutex_) = false;
+    uint32_t baseStarts_ GUARDED_BY(mutex_) = 0;  // base starts in progress; they keep reloads out
+    std::string startEntryPath_ GUARDED_BY(mutex_);
+    // Records in the driving table that go when they have ended: made from a template, or left over
+    // by a reload.
+    Names removable_ GUARDED_BY(mutex_);
+    // Among them, those whose dependencies only we still keep in the dependency map.
+    Names vanished_ GUARDED_BY(mutex_);
+
+    // Each synchronises itself.
+    StartAppInfo baseStart_;
+    StartAppInfo changeStart_;
+    TermAppInfo term_;
+    RestartAppsInfo restart_;
+    std::atomic<int32_t> changeTimeout_{0};  // milliseconds
+};
+
+}  // namespace ProcMgr

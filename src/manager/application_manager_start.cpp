@@ -1,0 +1,279 @@
+// Dependency-ordered start.
+
+#include <algorithm>
+#include <system_error>
+#include <utility>
+
+#include "src/agent/procmgr_agent.h"
+#include "src/common/environment.h"
+#include "src/common/logging.h"
+#include "src/common/wait_ladder.h"
+#include "src/manager/application_manager.h"
+
+namespace ProcMgr {
+
+namespace {
+
+constexpr int32_t kBaseStartTimeout = 4500;  // milliseconds
+
+std::string NameOf(AppChangeState state) {
+    return GetAppState(static_cast<uint64_t>(state));
+}
+
+}  // namespace
+
+/// What the loop of one start knows.
+struct ApplicationManager::StartPass {
+    std::map<std::string, const AppInfoForServer*> requested;
+    Names freeNames;                   // wait for nothing
+    std::vector<std::string> started;  // sent, or refused at once
+};
+
+bool ApplicationManager::StartApps(const std::vector<AppInfoForServer>& apps, StartAppInfo& batch,
+                                   Milliseconds wait) {
+    GRP_WARNING("StartApps begin.");
+    StartPass pass;
+    std::vector<std::string> names;
+    for (const AppInfoForServer& app : apps) {
+        pass.requested[app.name] = &app;  // of a name listed twice the last entry wins
+        names.push_back(app.name);
+        batch.Request(app.name);
+    }
+    DependGraph graph;
+    std::vector<std::string> unknown;
+    const bool isMade =
+        ParseAndDepend::GetInstance().GetStartGraphWithErrApp(names, graph, unknown);
+    for (const std::string& name : unknown) {
+        GRP_ERROR("App <%s> is not in start graph, plz check start yaml.", name.c_str());
+    }
+    if (!isMade) {
+        GRP_ERROR("ParseAndDepend::GetInstance().GetStartGraphWithErrApp failed!");
+        return false;
+    }
+    batch.SetGraph(std::move(graph));
+    const TimePoint deadline = Now() + wait;
+    while (!batch.IsGraphEmpty() && NeedContinueStart(pass, batch)) {
+        if (!FillAppInfoAndStart(pass, batch) || !PollAndWait(pass.freeNames, batch, deadline)) {
+            return false;
+        }
+    }
+    GRP_WARNING("StartApp end.");
+    return true;
+}
+
+bool ApplicationManager::NeedContinueStart(StartPass& pass, StartAppInfo& batch) {
+    MutexLock lock(batch.mutex);
+    pass.freeNames = batch.startGraph.GetNoDependVertices();
+    bool canMove = false;
+    for (const std::string& name : pass.freeNames) {
+        // All are looked at: each that is on its way up has to be noted.
+        canMove = CanStillMoveLocked(name, batch) || canMove;
+    }
+    if (canMove) {
+        return true;
+    }
+    const auto isStarting = [&batch](const std::string& name) REQUIRES(batch.mutex) {
+        const auto entry = batch.startAppResultMap.find(name);
+        return entry != batch.startAppResultMap.end() &&
+               entry->second == AppChangeState::PROCESSING;
+    };
+    for (const std::string& name : pass.started) {
+        if (isStarting(name)) {
+            return true;
+        }
+    }
+    GRP_EVENT("noDependsList is empty, and none of already start apps are starting.");
+    return false;
+}
+
+// A free name moves when it is asked for and untouched, when its application runs and is about to
+// be popped, or when the application comes up on somebody else's request. The last is noted before
+// its state is read, so that a result in between wakes the batch.
+bool ApplicationManager::CanStillMoveLocked(const std::string& name, StartAppInfo& batch) {
+    const auto entry = batch.startAppResultMap.find(name);
+    const bool isRequested = entry != batch.startAppResultMap.end();
+    if (isRequested && entry->second == AppChangeState::INIT) {
+        return true;
+    }
+    if (!isRequested) {
+        batch.onTheirWay.insert(name);
+    }
+    MutexLock lock(mutex_);
+    const auto application = FindLocked(name);
+    if (application == nullptr) {
+        // Filling says what is wrong; but nobody starts a template that was not asked for.
+        return !isRequested && dynamicManifests_.count(name) == 0;
+    }
+    const AppStateType state = application->GetAppStateType();
+    if (state == AppStateType::RUNNING) {
+        return true;
+    }
+    return !isRequested && (state == AppStateType::STARTING || state == AppStateType::RESTARTING);
+}
+
+bool ApplicationManager::FillAppInfoAndStart(StartPass& pass, StartAppInfo& batch) {
+    std::vector<AppInfoForServer> toStart;
+    for (const std::string& name : pass.freeNames) {
+        const auto application = FindApplication(name, true);
+        if (application == nullptr) {
+            GRP_ERROR(
+                "ChangeApp failed. because StartGraph's elem=%s not in baseApplication and "
+                "drivingApplication!",
+                name.c_str());
+            return false;
+        }
+        switch (batch.ClaimForStart(name)) {
+            case StartAppInfo::Claim::kClaimed:
+                GRP_INFO("noDependsList in startAppMap appName=%s", name.c_str());
+                toStart.push_back(*pass.requested.at(name));
+                pass.started.push_back(name);
+                break;
+            case StartAppInfo::Claim::kHandledBefore:
+                break;
+            case StartAppInfo::Claim::kNotRequested:
+                if (application->IsAppRunning()) {
+                    batch.Pop(name);
+                }
+                break;
+        }
+    }
+    if (!pass.freeNames.empty()) {
+        StartNoDependsApps(toStart);
+    }
+    return true;
+}
+
+void ApplicationManager::StartNoDependsApps(const std::vector<AppInfoForServer>& apps) {
+    GRP_WARNING("StartNoDependsApps start begin.");
+    std::vector<Message::StartAppInfo> toSend;
+    for (const AppInfoForServer& app : apps) {
+        const auto application = FindApplication(app.name, false);
+        if (application == nullptr) {
+            GRP_ERROR(
+                "StartApp %s failed. because start elem not in baseApplication and "
+                "drivingApplication!",
+                app.name.c_str());
+        } else if (!application->Start()) {
+            GRP_ERROR("StartApp %s failed. because cannot restart in this state!",
+                      app.name.c_str());
+            ReportStartAppResult(app.name, AppChangeState::START_FAILED);
+        } else if (application->IsAppRunning()) {
+            ReportStartAppResult(app.name, AppChangeState::SUCCESS);
+        } else {
+            application->SetArguments(app.argv);
+            application->SetDynamicParas(app.dynamicParas);
+            toSend.push_back({app.name, app.argv, app.dynamicParas});
+            GRP_WARNING("StartNoDependsApps add %s to startAppList.", app.name.c_str());
+        }
+    }
+    if (!toSend.empty()) {
+        SendStart(toSend);
+    }
+    GRP_WARNING("StartNoDependsApps start end.");
+}
+
+// A send that fails reaches the batch like any report: the state machine turns it into
+// START_FAILED.
+void ApplicationManager::SendStart(const std::vector<Message::StartAppInfo>& apps) {
+    GRP_WARNING("StartNoDependsApps emAgent StartApp begin.");
+    if (ProcMgrAgent::GetInstance().StartApp(apps) != AgentResult::kSuccess) {
+        for (const Message::StartAppInfo& app : apps) {
+            GRP_ERROR("StartApp %s failed, because ProcMgrAgent StartApp failed", app.name.c_str());
+            ReportTerminatedNormalFromProcMgr(app.name);
+        }
+    }
+    GRP_WARNING("StartNoDependsApps emAgent StartApp end.");
+}
+
+bool ApplicationManager::PollAndWait(const Names& freeNames, StartAppInfo& batch,
+                                     TimePoint deadline) {
+    // Before the lock: a task takes the batch's mutex, and the vector's end waits for all of them.
+    std::vector<AsyncTask> tasks;
+    MutexLock lock(batch.mutex);
+    CheckProcessCompleted(freeNames, batch, tasks);
+    while (!batch.notified) {
+        if (!batch.condition.WaitUntil(batch.mutex, deadline) && !batch.notified) {
+            GRP_ERROR("StartApp failed. timeout=%u(ms)", batch.timeout.load());
+            return false;
+        }
+    }
+    batch.notified = false;
+    return true;
+}
+
+void ApplicationManager::CheckProcessCompleted(const Names& freeNames, StartAppInfo& batch,
+                                               std::vector<AsyncTask>& tasks) {
+    for (const std::string& name : freeNames) {
+        if (!IsRunning(name)) {
+            continue;
+        }
+        batch.PopLocked(name);
+        GRP_EVENT("App %s in noDependsList popped success, need to report success again.",
+                  name.c_str());
+        try {
+            tasks.push_back(
+                RunAsync([this, name] { ReportStartAppResult(name, AppChangeState::SUCCESS); }));
+        } catch (const std::system_error&) {
+            // No thread to be had. This batch is the one that polls: it is recorded here.
+            batch.ReportLocked(name, AppChangeState::SUCCESS);
+        }
+    }
+}
+
+bool ApplicationManager::IsRunning(const std::string& name) {
+    MutexLock lock(mutex_);
+    const auto application = FindLocked(name);
+    return application != nullptr && application->IsAppRunning();
+}
+
+void ApplicationManager::ReportStartAppResult(const std::string& name, AppChangeState state) {
+    GRP_WARNING("ApplicationManager: ReportStartAppResult: appName=%s,status=%s.", name.c_str(),
+                NameOf(state).c_str());
+    baseStart_.Report(name, state);
+    changeStart_.Report(name, state);
+}
+
+Milliseconds ApplicationManager::BatchWait(int32_t timeoutMs, uint32_t ownTimeoutMs) const {
+    const Milliseconds wait = EffectiveWait(timeoutMs);
+    return IsLongRunMode() ? std::max(wait, Milliseconds(ownTimeoutMs)) : wait;
+}
+
+bool ApplicationManager::StartBaseApplication() {
+    GRP_WARNING("ApplicationManager: StartBaseApplication begin.");
+    std::vector<AppInfoForServer> apps;
+    {
+        MutexLock lock(mutex_);
+        ++baseStarts_;
+        for (const auto& [name, application] : baseApplications_) {
+            apps.push_back({name, application->GetArguments(), {}});
+        }
+    }
+    const Milliseconds wait = BatchWait(kBaseStartTimeout, baseStart_.timeout);
+    if (!StartApps(apps, baseStart_, wait)) {
+        GRP_ERROR("ApplicationManager: StartBaseApplication error.");
+        baseStart_.MarkLeft();
+    } else if (baseStart_.HasUntouched()) {
+        baseStart_.MarkLeft();
+    }
+    {
+        MutexLock lock(mutex_);
+        --baseStarts_;
+    }
+    GRP_WARNING("ApplicationManager: StartBaseApplication end.");
+    return CheckBaseApplicationResult();
+}
+
+bool ApplicationManager::CheckBaseApplicationResult() const {
+    MutexLock lock(baseStart_.mutex);
+    bool isAllUp = true;
+    for (const auto& [name, state] : baseStart_.startAppResultMap) {
+        if (state != AppChangeState::SUCCESS) {
+            GRP_ERROR("Base application start failed. (Name=%s,result=%s)", name.c_str(),
+                      NameOf(state).c_str());
+            isAllUp = false;
+        }
+    }
+    return isAllUp;
+}
+
+}  // namespace ProcMgr

@@ -1,0 +1,47 @@
+#include "src/manager/restart_batch.h"
+
+#include <algorithm>
+
+#include "src/common/logging.h"
+
+namespace ProcMgr {
+
+void RestartAppsInfo::ClearNotified() {
+    MutexLock lock(mutex);
+    notified = false;
+}
+
+void RestartAppsInfo::Report(const std::string& name, AppChangeState state) {
+    MutexLock lock(mutex);
+    const auto entry = restartAppsResult.find(name);
+    if (entry == restartAppsResult.end()) {
+        GRP_WARNING(
+            "ApplicationManager ReportRestartAppResult appName=%s is not in restartAppsResult, "
+            "wrong report? please check.",
+            name.c_str());
+        return;
+    }
+    if (entry->second != AppChangeState::INIT) {
+        GRP_WARNING(
+            "ApplicationManager ReportRestartAppResult appName=%s is already feedback(now result "
+            "state=%s), double report? please check.",
+            name.c_str(), GetAppState(static_cast<uint64_t>(entry->second)).c_str());
+        return;
+    }
+    entry->second = state;
+    if (IsDoneLocked()) {
+        notified = true;
+        condition.NotifyOne();
+    }
+}
+
+bool RestartAppsInfo::IsDoneLocked() const {
+    const auto isDone = [](AppChangeState state) {
+        return state == AppChangeState::SUCCESS || state == AppChangeState::RESTART_FAILED ||
+               state == AppChangeState::START_FAILED_BY_EIO;
+    };
+    return std::all_of(restartAppsResult.begin(), restartAppsResult.end(),
+                       [&isDone](const auto& entry) { return isDone(entry.second); });
+}
+
+}  // namespace ProcMgr

@@ -1,0 +1,122 @@
+#include "src/manager/start_batch.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "src/common/logging.h"
+
+namespace ProcMgr {
+
+namespace {
+
+std::string NameOf(AppChangeState state) {
+    return GetAppState(static_cast<uint64_t>(state));
+}
+
+}  // namespace
+
+void StartAppInfo::Reset() {
+    MutexLock lock(mutex);
+    startAppResultMap.clear();
+    onTheirWay.clear();
+    notified = false;
+}
+
+void StartAppInfo::ClearNotified() {
+    MutexLock lock(mutex);
+    notified = false;
+}
+
+void StartAppInfo::Request(const std::string& name) {
+    MutexLock lock(mutex);
+    startAppResultMap[name] = AppChangeState::INIT;
+}
+
+void StartAppInfo::SetGraph(DependGraph graph) {
+    MutexLock lock(mutex);
+    startGraph = std::move(graph);
+    onTheirWay.clear();
+}
+
+bool StartAppInfo::IsGraphEmpty() const {
+    MutexLock lock(mutex);
+    return startGraph.IsEmpty();
+}
+
+StartAppInfo::Claim StartAppInfo::ClaimForStart(const std::string& name) {
+    MutexLock lock(mutex);
+    const auto entry = startAppResultMap.find(name);
+    if (entry == startAppResultMap.end()) {
+        return Claim::kNotRequested;
+    }
+    if (entry->second != AppChangeState::INIT) {
+        return Claim::kHandledBefore;
+    }
+    entry->second = AppChangeState::PROCESSING;
+    return Claim::kClaimed;
+}
+
+void StartAppInfo::Pop(const std::string& name) {
+    MutexLock lock(mutex);
+    PopLocked(name);
+}
+
+void StartAppInfo::PopLocked(const std::string& name) {
+    startGraph.Pop(name);
+    notified = true;
+}
+
+void StartAppInfo::NoteMoved(const std::string& name) {
+    MutexLock lock(mutex);
+    if (onTheirWay.erase(name) > 0) {
+        notified = true;
+        condition.NotifyOne();
+    }
+}
+
+void StartAppInfo::Report(const std::string& name, AppChangeState state) {
+    MutexLock lock(mutex);
+    ReportLocked(name, state);
+}
+
+void StartAppInfo::ReportLocked(const std::string& name, AppChangeState state) {
+    const auto entry = startAppResultMap.find(name);
+    if (entry == startAppResultMap.end()) {
+        GRP_WARNING(
+            "ApplicationManager ReportStartAppResult appName=%s is not in "
+            "appStartInfo.startAppResultMap.",
+            name.c_str());
+        return;
+    }
+    if (entry->second != AppChangeState::INIT && entry->second != AppChangeState::PROCESSING) {
+        GRP_WARNING(
+            "ApplicationManager ReportStartAppResult appName=%s is already feedback(now result "
+            "state=%s)",
+            name.c_str(), NameOf(entry->second).c_str());
+    }
+    entry->second = state;
+    if (state == AppChangeState::SUCCESS) {
+        startGraph.Pop(name);
+    }
+    notified = true;
+    condition.NotifyOne();
+}
+
+void StartAppInfo::MarkLeft() {
+    MutexLock lock(mutex);
+    for (auto& [name, state] : startAppResultMap) {
+        GRP_INFO("Start appName=%s state=%s", name.c_str(), NameOf(state).c_str());
+        if (state == AppChangeState::INIT) {
+            state = AppChangeState::START_FAILED;
+            GRP_ERROR("mark %s to START_FAILED", name.c_str());
+        }
+    }
+}
+
+bool StartAppInfo::HasUntouched() const {
+    MutexLock lock(mutex);
+    return std::any_of(startAppResultMap.begin(), startAppResultMap.end(),
+                       [](const auto& entry) { return entry.second == AppChangeState::INIT; });
+}
+
+}  // namespace ProcMgr

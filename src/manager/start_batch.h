@@ -1,0 +1,57 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+
+#include "grpowner/enumerations.h"
+#include "platform/manifest_service.h"
+#include "src/common/sync.h"
+
+namespace ProcMgr {
+
+/// One start batch: what was asked for, what has become of it and what waits for what.
+///
+/// The thread that starts fills, polls and waits; the threads of reports record. The mutex guards
+/// everything but the time-out. The batch outlives its start: results that arrive late are still
+/// recorded, until the next reset.
+struct StartAppInfo {
+    /// Empties the results and forgets what was noted.
+    void Reset() EXCLUDES(mutex);
+    void ClearNotified() EXCLUDES(mutex);
+
+    void Request(const std::string& name) EXCLUDES(mutex);
+    void SetGraph(DependGraph graph) EXCLUDES(mutex);
+    bool IsGraphEmpty() const EXCLUDES(mutex);
+
+    /// Whether the name is asked for; if it is still untouched it counts as sent from now on.
+    enum class Claim { kClaimed, kHandledBefore, kNotRequested };
+    Claim ClaimForStart(const std::string& name) EXCLUDES(mutex);
+
+    /// Takes a running application out of the graph. Nobody reports it, so the batch is woken here.
+    void Pop(const std::string& name) EXCLUDES(mutex);
+    void PopLocked(const std::string& name) REQUIRES(mutex);
+
+    /// A final result of an application that the batch does not start but waits for.
+    void NoteMoved(const std::string& name) EXCLUDES(mutex);
+
+    /// Records a result; the later one wins.
+    void Report(const std::string& name, AppChangeState state) EXCLUDES(mutex);
+    void ReportLocked(const std::string& name, AppChangeState state) REQUIRES(mutex);
+
+    /// Turns what is still untouched into START_FAILED.
+    void MarkLeft() EXCLUDES(mutex);
+    bool HasUntouched() const EXCLUDES(mutex);
+
+    mutable Mutex mutex;
+    std::map<std::string, AppChangeState> startAppResultMap GUARDED_BY(mutex);
+    DependGraph startGraph GUARDED_BY(mutex);
+    CondVar condition;
+    std::atomic<uint32_t> timeout{0};  // milliseconds
+    bool notified GUARDED_BY(mutex) = false;
+    std::set<std::string> onTheirWay GUARDED_BY(mutex);  // not asked for, but coming up
+};
+
+}  // namespace ProcMgr

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "grpowner/procmgr_grp_owner.h"
+#include "src/agent/messages.h"
+#include "src/application/application.h"
+
+namespace ProcMgr {
+
+/// The coordinator: turns reports and notices into calls on the application manager and tells the
+/// host's subscriber.
+///
+/// Reports of the process manager and query answers arrive on the pipe service's handling thread,
+/// reports of applications on the host's threads, heartbeat notices on the heartbeat service's. It
+/// takes no lock on these paths; each application serialises its own changes.
+class GrpOwnerServer {
+public:
+    /// Applies a batch of the process manager's reports, in its order.
+    void ReportAppStateFromProcMgr(const std::vector<Message::AppStateInfo>& reports);
+
+    /// Stores the detail states of a query's answer and wakes the waiting query.
+    void QueryAppStateRespFromProcMgr(const std::map<std::string, uint32_t>& details);
+
+    /// Applies what an application says of itself; its own stop report changes no state.
+    int ReportAppStateFromApp(const std::string& name, int pid, AppReportState state) const;
+
+    /// Accepts and discards the event. Always 0.
+    int GrpOwnerReportEvent(const unsigned char* data, unsigned int length) const;
+
+    /// Empty, with a line, for an unknown name.
+    std::shared_ptr<Application> FindApp(const std::string& name) const;
+
+    /// To be set before enabling.
+    void SetSystemStateCallback(const SystemStateCallback& callback);
+    static void SetAppStateCallback(const AppStateCallback& callback);
+
+    /// Logs a change and calls the subscriber with no lock held.
+    /// @return the subscriber's answer, false without one
+    static bool NotifyAppState(const std::string& name, int pid, AppReportState state);
+
+    /// The name of a report's type; "Unknown" beyond the abnormal exit.
+    std::string GetAppStateFromProcMgrName(Message::ReportAppStateType type) const;
+
+    /// The callback of the heartbeat service. Status 1: lost, 0: back again.
+    static int HeartBeatNotify(const char* name, size_t nameLength, unsigned pid, int status);
+
+private:
+    void ApplyReport(const Message::AppStateInfo& report);
+    void ApplyStart(const Message::AppStateInfo& report);
+    void ApplyRestart(const Message::AppStateInfo& report, const Application& application);
+    void ApplyNormalExit(const Message::AppStateInfo& report, const Application& application);
+    void ApplyAbnormalExit(const Message::AppStateInfo& report, const Application& application);
+    static void ConfirmStart(const std::string& name);
+    static void RegisterAppHeartBeatCheck(const Application& application);
+    static void UnregisterAppHeartBeatCheck(const Application& application);
+    static void UpdateHeartBeatLostApps(const std::string& name, int pid, AppReportState state);
+
+    SystemStateCallback systemStateCallback_;
+};
+
+}  // namespace ProcMgr

@@ -1,0 +1,179 @@
+#include "src/server/procmgr_grp_owner_impl.h"
+
+#include <exception>
+
+#include "platform/heartbeat_service.h"
+#include "src/agent/procmgr_agent.h"
+#include "src/common/logging.h"
+#include "src/manager/application_manager.h"
+
+namespace ProcMgr {
+
+namespace {
+
+constexpr int kOk = 0;
+constexpr int kFailed = 1;
+
+// What the owner reports of itself: the healthy number is the one that the name table calls
+// TERMINATING, the failing one has no name there. Both are what the process manager expects.
+constexpr auto kOwnerWell = BaseServiceState::TERMINATING;
+constexpr auto kOwnerFailing = static_cast<BaseServiceState>(3);
+
+/// The façade's boundary: an exception becomes `failure`, with a line.
+template <typename Result, typename Function>
+Result Guarded(const char* operation, Result failure, Function function) {
+    try {
+        return function();
+    } catch (const std::exception& error) {
+        GRP_ERROR("GroupOwner: %s failed: %s", operation, error.what());
+        return failure;
+    }
+}
+
+}  // namespace
+
+uint64_t ProcMgrGrpOwnerImpl::logOutput_ = 0;
+Mutex ProcMgrGrpOwnerImpl::fdMutex_;
+
+ProcMgrGrpOwner& ProcMgrGrpOwner::GetInstance() {
+    static ProcMgrGrpOwnerImpl instance;
+    return instance;
+}
+
+int ProcMgrGrpOwnerImpl::GrpOwnerConfig(const GrpOwnerCfg& cfg) {
+    startupEntry_ = cfg.startupEntry;
+    spareName_ = cfg.spareName;
+    ssResFileName_ = cfg.ssResFileName;
+    enableEvent_ = cfg.enableEvent;
+    enableSsServer_ = cfg.enableSsServer;
+    logOutput_ = cfg.logOutput;
+    return kOk;
+}
+
+int ProcMgrGrpOwnerImpl::GrpOwnerEnable() {
+    return Guarded("GrpOwnerEnable", kFailed, [this] { return GroupOwnerRegCb() ? kOk : kFailed; });
+}
+
+bool ProcMgrGrpOwnerImpl::GroupOwnerRegCb() {
+    ProcMgrAgent& agent = ProcMgrAgent::GetInstance();
+    if (agent.IsOk() != AgentResult::kSuccess) {
+        GRP_ERROR(
+            "GroupOwner: ProcMgrAgent RegAppStateChangeCallBack failed because ProcMgrAgent is not "
+            "OK.");
+        return false;
+    }
+    GRP_INFO("GroupOwner: ProcMgrAgent RegAppStateChangeCallBack.");
+    // Results are ignored: each registration logs its own failure and keeps the callback.
+    (void)agent.RegAppStateChangeCallBackImpl(
+        [this](const std::vector<Message::AppStateInfo>& reports) {
+            server_.ReportAppStateFromProcMgr(reports);
+        });
+    (void)agent.RegQueryAppStateCallBackImpl(
+        [this](const std::map<std::string, uint32_t>& details) {
+            server_.QueryAppStateRespFromProcMgr(details);
+        });
+    if (!ApplicationManager::GetInstance().ApplicationMgrInit(startupEntry_)) {
+        GRP_ERROR("GroupOwner: ApplicationManager init failed.");
+        return false;
+    }
+    if (enableSsServer_) {
+        GRP_WARNING("GroupOwner: requests on %s are not served yet.", ssResFileName_.c_str());
+    }
+    return true;
+}
+
+int ProcMgrGrpOwnerImpl::GrpOwnerDisable() {
+    return Guarded("GrpOwnerDisable", kOk, [] {
+        // Results are ignored: there is nothing left to do about a failure.
+        (void)ProcMgrAgent::GetInstance().StopOwnerHeart();
+        (void)DisableAllCheckHeartBeat();
+        return kOk;
+    });
+}
+
+bool ProcMgrGrpOwnerImpl::StartAutoStartApp() {
+    return Guarded("StartAutoStartApp", false,
+                   [] { return ApplicationManager::GetInstance().StartBaseApplication(); });
+}
+
+bool ProcMgrGrpOwnerImpl::CheckAppExisted(const std::string& name) const {
+    return Guarded("CheckAppExisted", false, [&] {
+        if (server_.FindApp(name) != nullptr) {
+            return true;
+        }
+        GRP_EVENT("App %s is not managed by app manager, will be added to monitor.", name.c_str());
+        return false;
+    });
+}
+
+int ProcMgrGrpOwnerImpl::QueryAppInfo(const std::string& name, ApplicationInfo& out) const {
+    return Guarded("QueryAppInfo", kFailed, [&] {
+        const auto application = server_.FindApp(name);
+        if (application == nullptr) {
+            GRP_EVENT("App %s is not managed this group owner.", name.c_str());
+            return kFailed;
+        }
+        out.nodeType = static_cast<uint32_t>(application->GetNodeType());
+        return kOk;
+    });
+}
+
+int ProcMgrGrpOwnerImpl::ReportAppStateFromApp(const std::string& name, int pid,
+                                               AppReportState state) const {
+    return Guarded("ReportAppStateFromApp", kFailed,
+                   [&] { return server_.ReportAppStateFromApp(name, pid, state); });
+}
+
+int ProcMgrGrpOwnerImpl::ReportEventFromApp(const unsigned char* data, unsigned int length) const {
+    if (!enableEvent_) {
+        GRP_ERROR("Event report module isn't enabled.");
+        return kFailed;
+    }
+    return server_.GrpOwnerReportEvent(data, length);
+}
+
+int ProcMgrGrpOwnerImpl::SubscribeSystemState(const SystemStateCallback& callback) {
+    return Guarded("SubscribeSystemState", kFailed, [&] {
+        server_.SetSystemStateCallback(callback);
+        return kOk;
+    });
+}
+
+int ProcMgrGrpOwnerImpl::SubscribeAppState(const AppStateCallback& callback) {
+    return Guarded("SubscribeAppState", kFailed, [&] {
+        GrpOwnerServer::SetAppStateCallback(callback);
+        return kOk;
+    });
+}
+
+int ProcMgrGrpOwnerImpl::ReportSelfStateToPm(bool ok) {
+    return Guarded("ReportSelfStateToPm", kFailed, [ok] {
+        Message::BaseServiceStateInfo info;
+        info.state = ok ? kOwnerWell : kOwnerFailing;
+        if (ok) {
+            GRP_EVENT("Group owner running ok.");
+        } else {
+            GRP_ERROR("Group owner running failed, so report <TERMINATING> to pm.");
+        }
+        const bool isFailed =
+            ProcMgrAgent::GetInstance().ReportBaseServiceState(info) != AgentResult::kSuccess;
+        return isFailed ? kFailed : kOk;
+    });
+}
+
+int ProcMgrGrpOwnerImpl::ChangeAppState(const std::vector<std::string>& /*term*/,
+                                        const std::vector<std::string>& /*start*/,
+                                        const std::vector<std::string>& /*restart*/,
+                                        std::map<std::string, bool>& /*results*/) {
+    GRP_ERROR("GroupOwner: ChangeAppState failed: change sets are not available yet.");
+    return kFailed;
+}
+
+int ProcMgrGrpOwnerImpl::GrpOwnerRestartApp(const std::string& name) {
+    return Guarded("GrpOwnerRestartApp", kOk, [&name] {
+        ApplicationManager::GetInstance().CheckAndRestartApp(name);
+        return kOk;
+    });
+}
+
+}  // namespace ProcMgr
