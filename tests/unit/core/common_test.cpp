@@ -18,7 +18,8 @@ namespace {
 
 std::vector<std::pair<int, std::string>> g_syslog;
 
-void Keep(int priority, const char* format, va_list arguments) {
+__attribute__((format(printf, 2, 0))) void Keep(int priority, const char* format,
+                                                va_list arguments) {
     char text[256];
     std::vsnprintf(text, sizeof(text), format, arguments);
     g_syslog.emplace_back(priority, text);
