@@ -34,7 +34,8 @@ extern "C" void syslog(int priority, const char* format, ...) {
     Keep(priority, format, arguments);
     va_end(arguments);
 }
-extern "C" void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
+extern "C" __attribute__((format(printf, 3, 4))) void __syslog_chk(int priority, int /*flag*/,
+                                                                   const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     Keep(priority, format, arguments);
