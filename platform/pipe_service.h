@@ -3,7 +3,7 @@
 //
 // A pipe is a connection of two processes that knows their names. Both sides may send requests at
 // any time; a request is either one way or waits for an answer. The service owns two threads a
-// process: a receiving one, which completes synchronous calls, and a handling one, which calls the
+// pipe: a receiving one, which completes synchronous calls, and a handling one, which calls the
 // request handler, one request after the other in the order of arrival. So a handler may itself
 // send and call on the pipe.
 //

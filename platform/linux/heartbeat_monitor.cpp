@@ -1,0 +1,107 @@
+#include "platform/linux/heartbeat_monitor.h"
+
+namespace GrpOwnerLinux {
+
+namespace {
+
+constexpr int kMissedBeats = 3;
+constexpr int kStatusBack = 0;
+constexpr int kStatusLost = 1;
+
+}  // namespace
+
+void HeartBeatMonitor::Register(const std::string& name, HeartBeatCheckCallback callback) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    checks_[name] = {callback, std::nullopt, 0, false, false};
+}
+
+void HeartBeatMonitor::Unregister(const std::string& name) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    checks_.erase(name);
+    WaitForCallback(lock, &name);
+}
+
+void HeartBeatMonitor::UnregisterAll() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    checks_.clear();
+    WaitForCallback(lock, nullptr);
+}
+
+void HeartBeatMonitor::WaitForCallback(std::unique_lock<std::mutex>& lock,
+                                       const std::string* name) {
+    called_.wait(lock, [this, name] {
+        return !calling_ || (name != nullptr && *calling_ != *name) ||
+               caller_ == std::this_thread::get_id();
+    });
+}
+
+void HeartBeatMonitor::SetPeriod(const std::string& name, uint32_t periodMs) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (periodMs == 0) {
+        periodsMs_.erase(name);
+    } else {
+        periodsMs_[name] = periodMs;
+    }
+}
+
+void HeartBeatMonitor::Beat(const std::string& name, uint32_t pid, TimePoint now) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const auto entry = checks_.find(name);
+    if (entry != checks_.end()) {
+        entry->second.lastBeat = now;
+        entry->second.pid = pid;
+        entry->second.isLost = false;
+    }
+}
+
+std::optional<HeartBeatMonitor::TimePoint> HeartBeatMonitor::Due(const std::string& name,
+                                                                 const Check& check) const {
+    const auto period = periodsMs_.find(name);
+    if (!check.lastBeat || check.isLost || period == periodsMs_.end()) {
+        return std::nullopt;
+    }
+    return *check.lastBeat + kMissedBeats * std::chrono::milliseconds(period->second);
+}
+
+bool HeartBeatMonitor::NextChange(TimePoint now, std::string& name, Check& change) {
+    for (auto& [checked, check] : checks_) {
+        const auto due = Due(checked, check);
+        if (due && *due <= now) {
+            check.isLost = true;
+        }
+        if (check.isLost != check.isToldLost) {
+            check.isToldLost = check.isLost;
+            name = checked;
+            change = check;
+            return true;
+        }
+    }
+    return false;
+}
+
+std::optional<HeartBeatMonitor::TimePoint> HeartBeatMonitor::TellChanges(TimePoint now) {
+    std::string name;
+    Check change;
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (NextChange(now, name, change)) {
+        calling_ = name;
+        caller_ = std::this_thread::get_id();
+        lock.unlock();
+        (void)change.callback(name.data(), name.size(), change.pid,
+                              change.isLost ? kStatusLost : kStatusBack);  // its answer is not read
+        lock.lock();
+        calling_.reset();
+        caller_.reset();
+        called_.notify_all();
+    }
+    std::optional<TimePoint> next;
+    for (const auto& [checked, check] : checks_) {
+        const auto due = Due(checked, check);
+        if (due && (!next || *due < *next)) {
+            next = due;
+        }
+    }
+    return next;
+}
+
+}  // namespace GrpOwnerLinux

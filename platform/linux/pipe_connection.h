@@ -1,0 +1,90 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/linux/host.h"
+#include "platform/linux/pipe_frame.h"
+#include "platform/pipe_service.h"
+
+namespace GrpOwnerLinux {
+
+/// One pipe. Its reading thread completes synchronous calls and queues the peer's requests; its
+/// handling thread calls the request handler, one request after the other. So an answer never waits
+/// behind a handler, and a handler may send and call.
+///
+/// The queue is not bounded: nothing that the peer said is lost while a handler is busy, and the
+/// peer says no more than its processes do.
+///
+/// Senders are any threads; a packet goes whole or not at all, so they need no lock. The mutex
+/// guards the calls that wait, the queue and the ends; no function of others is called under it.
+/// Both threads keep the connection alive until they end.
+class PipeConnection : public std::enable_shared_from_this<PipeConnection> {
+public:
+    /// Takes the socket over. `endHandler` is told when the pipe ends without Close.
+    PipeConnection(int handle, int socket, std::string target, EzcomRequestHandler handler,
+                   int timeoutMs, PipeEndHandler endHandler);
+    ~PipeConnection();
+    PipeConnection(const PipeConnection&) = delete;
+    PipeConnection& operator=(const PipeConnection&) = delete;
+
+    void Start();
+
+    /// 0 or negative errno, as the pipe service answers.
+    int Send(PipeFrameKind kind, uint64_t sequence, const void* data, uint32_t size);
+    int Call(const EzcomRequest& request, int timeoutMs, std::vector<char>& answer);
+
+    /// -EBUSY while the handler runs on another thread. From within the handler the pipe closes and
+    /// the handling thread ends when the handler has returned.
+    int Close();
+
+    const std::string& Target() const { return target_; }
+    int TimeoutMs() const { return timeoutMs_; }
+
+private:
+    struct WaitingCall {
+        bool isDone = false;
+        std::vector<char> answer;
+    };
+
+    void Read();
+    bool ReadFrame(std::vector<char>& buffer, std::string& reason);
+    bool Accept(const PipeFrameHeader& header, const char* payload, std::string& reason);
+    void Complete(uint64_t sequence, const char* payload, uint32_t size);
+    void End(const std::string& reason);
+    void Handle();
+    void TellEnd();
+
+    // Constant after construction.
+    const int handle_;
+    const int socket_;
+    const std::string target_;
+    const EzcomRequestHandler handler_;
+    const int timeoutMs_;
+    const PipeEndHandler endHandler_;
+
+    std::atomic<bool> isDead_{false};  // nothing goes out any more
+    std::mutex mutex_;
+    std::condition_variable answered_;  // a call is done, or the pipe has ended
+    std::condition_variable queued_;    // a request, the end, or a close
+    std::map<uint64_t, WaitingCall*> calls_;
+    uint64_t lastSequence_ = 0;
+    std::deque<std::vector<char>> requests_;
+    bool hasEnded_ = false;    // by the peer
+    bool isClosed_ = false;    // by us
+    bool isHandling_ = false;  // the handler runs
+    std::string endReason_;
+    std::thread reader_;
+    std::thread handling_;
+};
+
+}  // namespace GrpOwnerLinux

@@ -1,0 +1,154 @@
+// The pipe service over Unix-domain sockets.
+
+#include "platform/linux/pipe_service.h"
+
+#include <cerrno>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <system_error>
+#include <utility>
+
+#include "platform/linux/pipe_connection.h"
+#include "platform/linux/pipe_opener.h"
+#include "platform/pipe_service.h"
+
+namespace GrpOwnerLinux {
+
+namespace {
+
+using ConnectionPtr = std::shared_ptr<PipeConnection>;
+
+/// The pipes of this process by handle. A handle is never used twice, so that a late user of a
+/// closed one meets nobody else's pipe.
+struct Pipes {
+    std::mutex mutex;
+    std::map<int, ConnectionPtr> byHandle;
+    int lastHandle = 0;
+    PipeEndHandler endHandler;
+};
+
+// Never destroyed: the threads of open pipes go on while the process exits.
+Pipes& AllPipes() {
+    static Pipes& pipes = *new Pipes;
+    return pipes;
+}
+
+ConnectionPtr Find(int handle) {
+    Pipes& pipes = AllPipes();
+    std::lock_guard<std::mutex> lock(pipes.mutex);
+    const auto entry = pipes.byHandle.find(handle);
+    return entry == pipes.byHandle.end() ? nullptr : entry->second;
+}
+
+int CallSync(int handle, const EzcomRequest* request, EzcomResponse* response,
+             const int* timeoutMs) {
+    if (request == nullptr || response == nullptr) {
+        return -EINVAL;
+    }
+    const ConnectionPtr connection = Find(handle);
+    if (connection == nullptr) {
+        return -EBADF;
+    }
+    // Belongs to the service until the calling thread's next call.
+    thread_local std::vector<char> answer;
+    answer.clear();
+    *response = {nullptr, 0};
+    const int result = connection->Call(
+        *request, timeoutMs == nullptr ? connection->TimeoutMs() : *timeoutMs, answer);
+    if (result == 0 && !answer.empty()) {
+        *response = {answer.data(), static_cast<uint32_t>(answer.size())};
+    }
+    return result;
+}
+
+}  // namespace
+
+void SetPipeEndHandler(PipeEndHandler handler) {
+    Pipes& pipes = AllPipes();
+    std::lock_guard<std::mutex> lock(pipes.mutex);
+    pipes.endHandler = std::move(handler);
+}
+
+int SendPipeHeartBeat(std::string_view target) {
+    ConnectionPtr newest;
+    {
+        Pipes& pipes = AllPipes();
+        std::lock_guard<std::mutex> lock(pipes.mutex);
+        for (const auto& [handle, connection] : pipes.byHandle) {
+            if (connection->Target() == target) {
+                newest = connection;
+            }
+        }
+    }
+    return newest == nullptr ? -ENOTCONN : newest->Send(PipeFrameKind::kHeartBeat, 0, nullptr, 0);
+}
+
+}  // namespace GrpOwnerLinux
+
+using GrpOwnerLinux::AllPipes;
+using GrpOwnerLinux::Find;
+using GrpOwnerLinux::PipeConnection;
+using GrpOwnerLinux::PipeFrameKind;
+
+int EzcomOpen(const EzcomOpenParams* params) {
+    if (params == nullptr || params->ownName == nullptr || params->targetName == nullptr ||
+        params->handler == nullptr) {
+        return -EINVAL;
+    }
+    const int socket = GrpOwnerLinux::OpenPipeSocket(*params);
+    if (socket < 0) {
+        errno = -socket;
+        return socket;
+    }
+    auto& pipes = AllPipes();
+    std::lock_guard<std::mutex> lock(pipes.mutex);
+    const int handle = ++pipes.lastHandle;
+    auto connection = std::make_shared<PipeConnection>(
+        handle, socket, params->targetName, params->handler, params->timeoutMs, pipes.endHandler);
+    try {
+        connection->Start();
+    } catch (const std::system_error&) {
+        (void)connection->Close();  // ends what has started
+        return -ENOMEM;
+    }
+    pipes.byHandle[handle] = std::move(connection);
+    return handle;
+}
+
+int EzcomSendRequest(int fd, const EzcomRequest* request) {
+    if (request == nullptr || (request->data == nullptr && request->size > 0)) {
+        return -EINVAL;
+    }
+    const auto connection = Find(fd);
+    return connection == nullptr
+               ? -EBADF
+               : connection->Send(PipeFrameKind::kRequest, 0, request->data, request->size);
+}
+
+// The acceptor of our pipes sends no calls, so there is never one to answer.
+int EzcomSendResponse(int fd, const EzcomResponse* /*response*/) {
+    return Find(fd) == nullptr ? -EBADF : -EINVAL;
+}
+
+int EzcomRPCSync(int fd, EzcomRequest* request, EzcomResponse* response) {
+    return GrpOwnerLinux::CallSync(fd, request, response, nullptr);
+}
+
+int EzcomTimedRPCSync(int fd, EzcomRequest* request, EzcomResponse* response, int timeoutMs) {
+    return GrpOwnerLinux::CallSync(fd, request, response, &timeoutMs);
+}
+
+int EzcomClosePipe(int fd) {
+    const auto connection = Find(fd);
+    if (connection == nullptr) {
+        return -EBADF;
+    }
+    const int result = connection->Close();
+    if (result == 0) {
+        auto& pipes = AllPipes();
+        std::lock_guard<std::mutex> lock(pipes.mutex);
+        pipes.byHandle.erase(fd);
+    }
+    return result;
+}
