@@ -1,7 +1,11 @@
 #include "daemons/procmgrd/log.h"
 
+#include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <climits>
+#include <string_view>
 #include <system_error>
 
 namespace ProcMgrDaemon {
@@ -22,11 +26,30 @@ const char* Prefix(LogLevel level) {
     return "";
 }
 
+// Writes what can be written without waiting: whoever does not read our log must not stop our loop.
+bool WriteNow(std::string_view text) {
+    while (!text.empty()) {
+        pollfd ready{STDERR_FILENO, POLLOUT, 0};
+        if (poll(&ready, 1, 0) != 1) {
+            return false;
+        }
+        // A pipe that is ready takes this much at once.
+        const ssize_t count =
+            write(STDERR_FILENO, text.data(), std::min<size_t>(text.size(), PIPE_BUF));
+        if (count <= 0) {
+            return false;
+        }
+        text.remove_prefix(static_cast<size_t>(count));
+    }
+    return true;
+}
+
 void Write(const std::string& line) {
-    // One write per line, so that lines of several processes on one terminal stay whole. A log that
-    // cannot be written is no reason to stop managing processes.
-    const ssize_t ignored = write(STDERR_FILENO, line.data(), line.size());
-    (void)ignored;
+    static size_t lost = 0;
+    const std::string note =
+        lost > 0 ? "procmgrd: warning: " + std::to_string(lost) + " lines of the log are lost\n"
+                 : std::string();
+    lost = WriteNow(note + line) ? 0 : lost + 1;
 }
 
 }  // namespace

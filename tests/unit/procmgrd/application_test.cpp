@@ -1,6 +1,8 @@
 // What an application does and what is reported of it, with real processes.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <cerrno>
 
 #include "tests/unit/procmgrd/group_fixture.h"
@@ -140,7 +142,7 @@ TEST_F(ApplicationTest, CrossingCommands) {
     ASSERT_EQ(owner->Query({"app"})["app"], 2U);
     kill(pid, SIGKILL);
     EXPECT_EQ(Expect("app", kNormalExit), pid);
-    EXPECT_EQ(ear->Hear(), "up app");
+    ear->Await("up app");
     pid = Expect("app", kStarted);
 
     owner->Restart("app");

@@ -91,8 +91,7 @@ TEST_F(DaemonTest, SpeaksToItsSupervisor) {
         beat = supervisor.Hear() == "WATCHDOG=1";
     }
     manager->Kill(SIGTERM);
-    while (supervisor.Hear() != "STOPPING=1") {
-    }
+    supervisor.Await("STOPPING=1");
 }
 
 TEST_F(DaemonTest, LosesAndDoublesReportsOnDemand) {

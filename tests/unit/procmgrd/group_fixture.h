@@ -40,7 +40,7 @@ protected:
     /// Starts one and waits until it runs and has said so itself.
     pid_t StartAndHear(const std::string& name) {
         owner->Start({name});
-        EXPECT_EQ(ear->Hear(), "up " + name);
+        ear->Await("up " + name);
         return Expect(name, kStarted);
     }
 

@@ -70,6 +70,8 @@ std::string RecordBytes(uint32_t type, const std::string& payload) {
 Owner::Owner(const std::string& runDirectory, Silent) {
     const sockaddr_un address = Address(runDirectory + "/PROCMGR.pipe");
     socket_ = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    const timeval patience{kPatienceMs / 1000, 0};
+    setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof(patience));
     if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
         close(socket_);
         throw std::runtime_error("cannot connect");
@@ -245,6 +247,11 @@ std::string Ear::Hear() const {
     AwaitReadable(socket_, "a word of an application");
     const ssize_t count = recv(socket_, text, sizeof(text), 0);
     return std::string(text, count > 0 ? static_cast<size_t>(count) : 0);
+}
+
+void Ear::Await(const std::string& text) const {
+    while (Hear() != text) {
+    }
 }
 
 }  // namespace ProcMgrTest

@@ -96,6 +96,9 @@ public:
 
     std::string Hear() const;
 
+    /// Hears until it hears this.
+    void Await(const std::string& text) const;
+
 private:
     int socket_;
 };

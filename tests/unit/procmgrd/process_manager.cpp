@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -83,12 +85,34 @@ std::string Scratch::Write(const std::string& name, const std::string& text) con
 ProcessManager::ProcessManager(const std::string& runDirectory, std::vector<std::string> options,
                                uid_t uid) {
     options.insert(options.begin(), {"--run-dir", runDirectory});
-    pid_ = Launch(std::move(options), uid, output_);
-    while (printed_.find("procmgrd: ready on ") == std::string::npos) {
-        if (!ReadSome(output_, printed_)) {
-            throw std::runtime_error("the process manager did not get ready:\n" + printed_);
-        }
+    int output = -1;
+    pid_ = Launch(std::move(options), uid, output);
+    reader_ = std::thread([this, output] { Read(output); });
+    std::unique_lock<std::mutex> lock(mutex_);
+    const auto isReady = [this] {
+        return printed_.find("procmgrd: ready on ") != std::string::npos;
+    };
+    news_.wait_for(lock, std::chrono::milliseconds(kPatienceMs),
+                   [&] { return ended_ || isReady(); });
+    if (!isReady()) {
+        lock.unlock();
+        Kill(SIGKILL);
+        Wait();
+        throw std::runtime_error("the process manager did not get ready:\n" + printed_);
     }
+}
+
+void ProcessManager::Read(int output) {
+    char chunk[4096];
+    for (ssize_t count = 0; (count = read(output, chunk, sizeof(chunk))) > 0;) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        printed_.append(chunk, static_cast<size_t>(count));
+        news_.notify_all();
+    }
+    close(output);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ended_ = true;
+    news_.notify_all();
 }
 
 ProcessManager::~ProcessManager() {
@@ -103,11 +127,10 @@ void ProcessManager::Kill(int signal) const {
 }
 
 int ProcessManager::Wait() {
-    while (ReadSome(output_, printed_)) {
-    }
-    close(output_);
+    AwaitEnd(pid_);
     const int status = Reap(pid_);
     pid_ = -1;
+    reader_.join();
     return status;
 }
 

@@ -2,7 +2,10 @@
 
 #include <sys/types.h>
 
+#include <condition_variable>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace ProcMgrTest {
@@ -40,9 +43,14 @@ public:
     const std::string& Printed() const { return printed_; }
 
 private:
+    void Read(int output);
+
     pid_t pid_ = -1;
-    int output_ = -1;
-    std::string printed_;
+    std::string printed_;  // guarded by mutex_ until reader_ has ended
+    bool ended_ = false;   // guarded by mutex_: nothing more is printed
+    std::mutex mutex_;
+    std::condition_variable news_;
+    std::thread reader_;
 };
 
 /// Runs it with these options to its end.
