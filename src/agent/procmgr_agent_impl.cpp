@@ -67,8 +67,9 @@ uint32_t ProcMgrAgentImpl::IsOk() {
         GRP_ERROR("ProcMgrAgent : EzcomOpen failed, try again");
         fd = EzcomOpen(&params);
     }
+    const int error = errno;  // before a log service touches it
     if (fd <= 0) {
-        GRP_ERROR("ProcMgrAgent : EzcomOpen failed!! ret=%d, errno=%d", fd, errno);
+        GRP_ERROR("ProcMgrAgent : EzcomOpen failed!! ret=%d, errno=%d", fd, error);
         return AgentResult::kOpenFailed;
     }
     const int older = fd_.exchange(fd);

@@ -32,7 +32,7 @@ AgentSlot& Slot() {
 }
 
 // A handler may itself end the process; the agent's destructor must not wait for its own thread.
-thread_local unsigned g_handlersOfThisThread = 0;
+thread_local unsigned handlersOfThisThread = 0;
 
 }  // namespace
 
@@ -44,13 +44,13 @@ public:
         MutexLock lock(slot.mutex);
         agent_ = slot.agent;
         ++slot.handlers;
-        ++g_handlersOfThisThread;
+        ++handlersOfThisThread;
     }
 
     ~Pin() {
         AgentSlot& slot = Slot();
         MutexLock lock(slot.mutex);
-        --g_handlersOfThisThread;
+        --handlersOfThisThread;
         --slot.handlers;
         slot.drained.NotifyAll();
     }
@@ -79,7 +79,7 @@ ProcMgrAgentImpl::~ProcMgrAgentImpl() {
         if (slot.agent == this) {
             slot.agent = nullptr;
         }
-        while (slot.handlers > g_handlersOfThisThread) {
+        while (slot.handlers > handlersOfThisThread) {
             slot.drained.Wait(slot.mutex);
         }
     }

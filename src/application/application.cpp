@@ -71,7 +71,7 @@ Application::Application(const ApplicationManifest& manifest, const std::string&
       detailStatus_(kDetailStatusUnknown) {}
 
 // A state object knows its application by address, so the new record gets one of its own.
-Application::Application(Application&& other)
+Application::Application(Application&& other)  // NOLINT(performance-noexcept-move-constructor)
     : appName_(std::move(other.appName_)),
       binPath_(std::move(other.binPath_)),
       uid_(other.uid_),

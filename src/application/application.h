@@ -28,8 +28,8 @@ class Application {
 public:
     /// @param name replaces the manifest's name when it is not empty
     Application(const ApplicationManifest& manifest, const std::string& name);
-    /// Nobody else may use `other` meanwhile.
-    Application(Application&& other);
+    /// Nobody else may use `other` meanwhile. May throw: the new record needs a new state object.
+    Application(Application&& other);  // NOLINT(performance-noexcept-move-constructor)
     ~Application();
 
     // Plain accessors, without the mutex.

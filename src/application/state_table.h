@@ -82,6 +82,8 @@ inline constexpr StateOperation kPmExited = StateOperation::kPmExited;
 inline constexpr StateOperation kPmFailed = StateOperation::kPmFailed;
 inline constexpr StateOperation kOwnReport = StateOperation::kOwnReport;
 
+// The system's own names stand letter for letter.
+// NOLINTBEGIN(readability-identifier-naming)
 inline constexpr AppChangeState SUCCESS = AppChangeState::SUCCESS;
 inline constexpr AppChangeState TERM_FAILED = AppChangeState::TERM_FAILED;
 inline constexpr AppChangeState START_FAILED = AppChangeState::START_FAILED;
@@ -94,6 +96,7 @@ inline constexpr AppStateType STARTING = AppStateType::STARTING;
 inline constexpr AppStateType RESTARTING = AppStateType::RESTARTING;
 inline constexpr AppStateType TERMINATING = AppStateType::TERMINATING;
 inline constexpr AppStateType TERMINATED = AppStateType::TERMINATED;
+// NOLINTEND(readability-identifier-naming)
 
 inline constexpr StateGuard kAlways = StateGuard::kAlways;
 inline constexpr StateGuard kPmReady = StateGuard::kPmReady;

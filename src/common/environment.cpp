@@ -11,6 +11,8 @@ std::optional<std::string> GetEnvironment(const char* name) {
     return value == nullptr ? std::nullopt : std::optional<std::string>(value);
 }
 
-bool IsLongRunMode() { return GetEnvironment(kRunModeEnv) == "1"; }
+bool IsLongRunMode() {
+    return GetEnvironment(kRunModeEnv) == "1";
+}
 
 }  // namespace ProcMgr

@@ -32,7 +32,7 @@ constexpr LevelMapping Find(GrpOwnerLogLevel level) {
 
 }  // namespace
 
-std::atomic<bool> g_enableSyslog{false};
+std::atomic<bool> g_enableSyslog{false};  // NOLINT(readability-identifier-naming)
 
 int GetDLogLevel(GrpOwnerLogLevel level) {
     return Find(level).platformLevel;

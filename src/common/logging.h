@@ -25,7 +25,7 @@ enum class GrpOwnerLogLevel : uint32_t {
 };
 
 /// Only ever set to true, never back.
-extern std::atomic<bool> g_enableSyslog;
+extern std::atomic<bool> g_enableSyslog;  // NOLINT(readability-identifier-naming)
 
 /// Module of the group owner in the platform's log service.
 inline constexpr int kLogModule = 27;

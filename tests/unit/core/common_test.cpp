@@ -2,9 +2,10 @@
 #include <unistd.h>
 
 #include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 #include "grpowner/enumerations.h"
@@ -106,8 +107,13 @@ TEST(ProcessUtils, BootTrace) {
     EXPECT_EQ(FormatBootStrace(5, 1, "x"), "[5.000000s][BOOT_TRACE][x]");
     EXPECT_EQ(FormatBootStrace(1500000, 1000000000, ""), "[0.001500s][BOOT_TRACE][]");
     EXPECT_EQ(FormatBootStrace(5, 0, "x"), "");
-    EXPECT_TRUE(std::regex_match(BootStrace("PM_AGENT"),
-                                 std::regex(R"(\[[1-9]\d*\.\d{6}s\]\[BOOT_TRACE\]\[PM_AGENT\])")));
+    // The clock of this machine moves on; the stamp's form does not.
+    double seconds = 0;
+    int end = 0;
+    const std::string stamp = BootStrace("PM_AGENT");
+    EXPECT_EQ(std::sscanf(stamp.c_str(), "[%lfs][BOOT_TRACE][PM_AGENT]%n", &seconds, &end), 1);
+    EXPECT_EQ(static_cast<size_t>(end), stamp.size());
+    EXPECT_GT(seconds, 0);
 }
 
 TEST(ProcessUtils, Digits) {

@@ -49,10 +49,10 @@ protected:
     SerializationTest() { Reset(); }
 };
 
-// A host's locale must not reach the wire: every case runs under one that groups digits.
+// A host's locale must not reach the wire, least of all one that groups digits like this.
 class GroupedDigits : public std::numpunct<char> {
 protected:
-    char do_thousands_sep() const override { return '.'; }
+    char do_thousands_sep() const override { return '#'; }
     std::string do_grouping() const override { return "\3"; }
 };
 
