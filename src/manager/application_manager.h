@@ -122,6 +122,8 @@ private:
     bool CanStillMoveLocked(const std::string& name, StartAppInfo& batch) REQUIRES(batch.mutex)
         EXCLUDES(mutex_);
     bool FillAppInfoAndStart(StartPass& pass, StartAppInfo& batch);
+    enum class StartOutcome { kMissing, kRefused, kRunsAlready, kAccepted };
+    StartOutcome BeginStart(const AppInfoForServer& app) EXCLUDES(mutex_);
     void StartNoDependsApps(const std::vector<AppInfoForServer>& apps);
     void SendStart(const std::vector<Message::StartAppInfo>& apps);
     void CheckProcessCompleted(const Names& freeNames, StartAppInfo& batch,

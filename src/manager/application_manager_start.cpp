@@ -143,27 +143,50 @@ bool ApplicationManager::FillAppInfoAndStart(StartPass& pass, StartAppInfo& batc
     return true;
 }
 
+// Look-up and start are one critical section: a reload in between would leave the start in a record
+// that nobody looks at again.
+ApplicationManager::StartOutcome ApplicationManager::BeginStart(const AppInfoForServer& app) {
+    MutexLock lock(mutex_);
+    const auto application = FindLocked(app.name);
+    if (application == nullptr) {
+        GRP_WARNING("ApplicationManager: FindApplication %s (no application found).",
+                    app.name.c_str());
+        return StartOutcome::kMissing;
+    }
+    if (!application->Start()) {
+        return StartOutcome::kRefused;
+    }
+    if (application->IsAppRunning()) {
+        return StartOutcome::kRunsAlready;
+    }
+    application->SetArguments(app.argv);
+    application->SetDynamicParas(app.dynamicParas);
+    return StartOutcome::kAccepted;
+}
+
 void ApplicationManager::StartNoDependsApps(const std::vector<AppInfoForServer>& apps) {
     GRP_WARNING("StartNoDependsApps start begin.");
     std::vector<Message::StartAppInfo> toSend;
     for (const AppInfoForServer& app : apps) {
-        const auto application = FindApplication(app.name, false);
-        if (application == nullptr) {
-            GRP_ERROR(
-                "StartApp %s failed. because start elem not in baseApplication and "
-                "drivingApplication!",
-                app.name.c_str());
-        } else if (!application->Start()) {
-            GRP_ERROR("StartApp %s failed. because cannot restart in this state!",
-                      app.name.c_str());
-            ReportStartAppResult(app.name, AppChangeState::START_FAILED);
-        } else if (application->IsAppRunning()) {
-            ReportStartAppResult(app.name, AppChangeState::SUCCESS);
-        } else {
-            application->SetArguments(app.argv);
-            application->SetDynamicParas(app.dynamicParas);
-            toSend.push_back({app.name, app.argv, app.dynamicParas});
-            GRP_WARNING("StartNoDependsApps add %s to startAppList.", app.name.c_str());
+        switch (BeginStart(app)) {
+            case StartOutcome::kMissing:
+                GRP_ERROR(
+                    "StartApp %s failed. because start elem not in baseApplication and "
+                    "drivingApplication!",
+                    app.name.c_str());
+                break;
+            case StartOutcome::kRefused:
+                GRP_ERROR("StartApp %s failed. because cannot restart in this state!",
+                          app.name.c_str());
+                ReportStartAppResult(app.name, AppChangeState::START_FAILED);
+                break;
+            case StartOutcome::kRunsAlready:
+                ReportStartAppResult(app.name, AppChangeState::SUCCESS);
+                break;
+            case StartOutcome::kAccepted:
+                toSend.push_back({app.name, app.argv, app.dynamicParas});
+                GRP_WARNING("StartNoDependsApps add %s to startAppList.", app.name.c_str());
+                break;
         }
     }
     if (!toSend.empty()) {
