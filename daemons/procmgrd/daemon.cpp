@@ -199,7 +199,7 @@ void Daemon::OnClosed(Connection& connection) {
 
 void Daemon::LoseOwner(Owned& owned) {
     owned.connection = nullptr;
-    owned.grace = loop_.After(options_.ownerGrace, [this, &owned] {
+    owned.grace = loop_.After(options_.ownerGrace, [&owned] {
         owned.grace.reset();
         if (owned.group->IsAlive()) {
             LogWarning(owned.group->Owner() + ": its owner did not come back; its group is ended");

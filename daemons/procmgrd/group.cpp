@@ -179,9 +179,9 @@ void Group::Deliver(const Report& report) {
 }
 
 void Group::OnDown(Application& application) {
-    const std::string name = application.Name();
-    if (configured_.count(name) == 0) {
-        applications_.erase(name);
+    const auto found = applications_.find(application.Name());
+    if (configured_.count(found->first) == 0) {
+        applications_.erase(found);
     }
     if (ending_) {
         EndNext();

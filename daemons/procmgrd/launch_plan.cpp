@@ -144,7 +144,7 @@ int MakeLaunchPlan(const Surroundings& surroundings, const std::string& owner,
     }
     AddParameters(request.parameters, variables);
     for (const auto& [name, value] : variables) {
-        plan.environment.push_back(name + "=" + value);
+        plan.environment.push_back(std::string(name).append("=").append(value));
     }
     return 0;
 }

@@ -1,5 +1,6 @@
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <string>
 
 #include "daemons/procmgrd/daemon.h"
@@ -25,7 +26,8 @@ int RunDaemon(const ProcMgrDaemon::Options& options) {
         return 1;
     }
     RaiseOpenFileLimit();
-    return Daemon(options, runDirectory).Run();
+    // Absolute, since applications, which have another working directory, are told of it.
+    return Daemon(options, std::filesystem::canonical(runDirectory)).Run();
 }
 
 }  // namespace

@@ -37,6 +37,7 @@ Processors MakeProcessors(const std::vector<uint32_t>& numbers, size_t& size) {
 
 std::vector<char*> Pointers(const std::vector<std::string>& texts) {
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (const std::string& text : texts) {
         // execve wants it so, and does not write.
         pointers.push_back(const_cast<char*>(text.c_str()));

@@ -17,7 +17,7 @@ namespace {
 
 std::string Take(const char* name) {
     const char* const value = getenv(name);
-    const std::string text = value != nullptr ? value : "";
+    std::string text = value != nullptr ? value : "";
     unsetenv(name);
     return text;
 }

@@ -15,7 +15,7 @@ using ApplicationTest = GroupTest;
 // An unasked end is told as what it was: status 0 is normal, all else carries its number.
 TEST_F(ApplicationTest, TellsHowItEnded) {
     Boot({"zero: {command: [probe, exit, '0']}", "one: {command: [probe, exit, '1']}",
-          "three: {command: [probe, exit, '3']}", "segv: {command: [probe, raise, '11']}"});
+          "three: {command: [probe, exit, '3']}", "killed: {command: [probe, raise, '9']}"});
     const struct {
         const char* name;
         Kind kind;
@@ -23,7 +23,7 @@ TEST_F(ApplicationTest, TellsHowItEnded) {
     } ends[] = {{"zero", kNormalExit, 0},
                 {"one", kAbnormalExit, 256 + 1},
                 {"three", kAbnormalExit, 256 + 3},
-                {"segv", kAbnormalExit, 512 + SIGSEGV}};
+                {"killed", kAbnormalExit, 512 + SIGKILL}};
     for (const auto& end : ends) {
         owner->Start({end.name});
         const pid_t pid = Expect(end.name, kStarted);

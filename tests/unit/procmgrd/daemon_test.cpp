@@ -41,7 +41,7 @@ TEST_F(DaemonTest, EndsAllGroupsAtSigterm) {
     EXPECT_EQ(ear->Hear(), "down base");
     Expect("top", kNormalExit);
     Expect("base", kNormalExit);
-    EXPECT_EQ(manager->Wait(), 0);
+    EXPECT_EQ(manager->Wait(), 0) << manager->Printed();
     EXPECT_FALSE(std::filesystem::exists(scratch.Path("PROCMGR.pipe")));
     EXPECT_FALSE(std::filesystem::exists(scratch.Path("PROCMGR.pipe.lock")));
 }

@@ -149,7 +149,7 @@ TEST_F(LaunchTest, WithoutRootOnlyAForeignUserFails) {
     owner->Start({"plain"});
     Expect("plain", kStarted);
     manager->Kill(SIGTERM);
-    EXPECT_EQ(manager->Wait(), 0);
+    EXPECT_EQ(manager->Wait(), 0) << manager->Printed();
     EXPECT_NE(manager->Printed().find("rover/plain: could not set real-time priority"),
               std::string::npos);
     EXPECT_NE(manager->Printed().find("rover/plain: could not enter the control group"),
@@ -169,7 +169,7 @@ TEST_F(LaunchTest, CapturesOutput) {
     written << std::ifstream(scratch.Path("logs/app.log")).rdbuf();
     EXPECT_EQ(written.str(), "last words\nlast words\n");
     manager->Kill(SIGTERM);
-    EXPECT_EQ(manager->Wait(), 0);
+    EXPECT_EQ(manager->Wait(), 0) << manager->Printed();
     EXPECT_NE(manager->Printed().find("\n    ords\n    last words\n"), std::string::npos)
         << manager->Printed();
 }

@@ -15,7 +15,8 @@ class Scratch {
 public:
     Scratch();
     ~Scratch();
-    std::string Path(const std::string& name = "") const { return path_ + "/" + name; }
+    const std::string& Path() const { return path_; }
+    std::string Path(const std::string& name) const { return path_ + "/" + name; }
     std::string Write(const std::string& name, const std::string& text) const;
 
 private:
