@@ -1,5 +1,6 @@
 // Reading the configuration anew while the group runs.
 
+#include <atomic>
 #include <thread>
 
 #include "src/manager/application_manager.h"
@@ -197,6 +198,33 @@ TEST(Reload, NoReportIsLost) {
             EXPECT_EQ(Group::Find(name)->GetPid(), static_cast<int32_t>(group.pm.PidOf(name)));
         }
         reloads.join();
+    });
+}
+
+// A boot that begins while a reload is under way: the tables are swapped in the middle of its
+// starts, and each start is in the record that stays, so the boot ends with all of the group up.
+TEST(Reload, BootMeanwhile) {
+    ForSeeds(5, [](uint64_t seed) {
+        std::vector<ManifestFields> apps;
+        for (int i = 100; i < 500; ++i) {
+            apps.push_back(App("app" + std::to_string(i)));
+        }
+        Group group(apps, seed);
+        ASSERT_TRUE(group.Enable());
+        std::atomic<bool> isReloading{false};
+        const std::string started =
+            "StartNoDependsApps add app1" + std::to_string(seed) + "0 to startAppList.";
+        SetParseHook([&] {
+            isReloading = true;
+            EXPECT_TRUE(WaitUntil([&] { return CountLog(kWarning, started) > 0; }));
+        });
+        std::thread reload([] { EXPECT_TRUE(ApplicationManager::GetInstance().ReloadCfg()); });
+        EXPECT_TRUE(WaitUntil([&] { return isReloading.load(); }));
+        EXPECT_TRUE(group.Start());
+        reload.join();
+        for (const ManifestFields& app : apps) {
+            EXPECT_TRUE(Group::Runs(app.appName)) << app.appName;
+        }
     });
 }
 
