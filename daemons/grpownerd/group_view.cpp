@@ -1,0 +1,128 @@
+#include "daemons/grpownerd/group_view.h"
+
+#include <langinfo.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+namespace GrpOwnerDaemon {
+
+namespace {
+
+std::string Seconds(std::chrono::steady_clock::duration duration) {
+    char text[32];
+    std::snprintf(text, sizeof(text), "+%.3fs", std::chrono::duration<double>(duration).count());
+    return text;
+}
+
+}  // namespace
+
+GroupView::GroupView(const std::vector<ApplicationManifest>& manifests, bool showProgress)
+    : showProgress_(showProgress),
+      isUtf8_(std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0),
+      begin_(std::chrono::steady_clock::now()) {
+    for (const ApplicationManifest& manifest : manifests) {
+        Application& application = applications_[manifest.GetAppName()];
+        application.isBase = manifest.GetIsAutoBoot();
+        application.isTemplate = manifest.GetIsDynamicPara();
+        for (const std::string& dependency : manifest.GetDependList()) {
+            application.dependencies +=
+                (application.dependencies.empty() ? "after " : ", ") + dependency;
+        }
+        nameWidth_ = std::max(nameWidth_, manifest.GetAppName().size());
+    }
+}
+
+void GroupView::BootBegins() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    begin_ = std::chrono::steady_clock::now();
+    if (showProgress_) {
+        std::printf("[+] Starting %zu base applications\n", CountLocked(false));
+        std::fflush(stdout);
+    }
+}
+
+void GroupView::BootEnds(bool isAllUp) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (showProgress_) {
+        std::printf("%s %zu of %zu base applications run   %s\n",
+                    isAllUp ? "[+] Done," : "[!] Not all started:", CountLocked(true),
+                    CountLocked(false), Seconds(std::chrono::steady_clock::now() - begin_).c_str());
+        std::fflush(stdout);
+    }
+}
+
+void GroupView::Print(const std::string& mark, const std::string& name,
+                      const std::string& text) const {
+    if (!showProgress_) {
+        return;
+    }
+    const std::string shown =
+        isUtf8_ ? (mark == "ok" ? "✔" : "✘") : (mark == "ok" ? "[ok]" : "[!!]");
+    std::printf(" %s %-*s  %-40s %s\n", shown.c_str(), static_cast<int>(nameWidth_), name.c_str(),
+                text.c_str(), Seconds(std::chrono::steady_clock::now() - begin_).c_str());
+    std::fflush(stdout);
+}
+
+void GroupView::Running(const std::string& name, int pid) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    Application& application = applications_[name];
+    if (application.isRunning && application.pid == pid) {
+        return;
+    }
+    std::string text = "running   pid " + std::to_string(pid);
+    text += application.lastPid > 0 ? "   was " + std::to_string(application.lastPid)
+                                    : "   " + application.dependencies;
+    application.isRunning = true;
+    application.pid = pid;
+    application.lastPid = pid;
+    Print("ok", name, text);
+    changed_.notify_all();
+}
+
+void GroupView::Down(const std::string& name, const std::string& how) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    Application& application = applications_[name];
+    const std::string pid = application.pid > 0 ? "   pid " + std::to_string(application.pid) : "";
+    application.isRunning = false;
+    application.pid = -1;
+    Print("down", name, how + pid);
+}
+
+void GroupView::Remark(const std::string& name, const std::string& what) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    Print("remark", name, what);
+}
+
+size_t GroupView::CountLocked(bool runningOnly) const {
+    return static_cast<size_t>(
+        std::count_if(applications_.begin(), applications_.end(), [runningOnly](const auto& entry) {
+            return entry.second.isBase && (!runningOnly || entry.second.isRunning);
+        }));
+}
+
+size_t GroupView::RunningBase() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return CountLocked(true);
+}
+
+std::string GroupView::Status() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return std::to_string(CountLocked(true)) + " of " + std::to_string(CountLocked(false)) +
+           " base applications run";
+}
+
+bool GroupView::WaitForMoreThan(size_t count) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [this, count] { return isStopped_ || CountLocked(true) > count; });
+    return !isStopped_;
+}
+
+void GroupView::Stop() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    isStopped_ = true;
+    changed_.notify_all();
+}
+
+}  // namespace GrpOwnerDaemon

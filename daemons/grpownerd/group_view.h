@@ -1,0 +1,62 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/manifest_service.h"
+
+namespace GrpOwnerDaemon {
+
+/// What the host knows of its group: who runs, with which pid. Fed by the owner's notices and by
+/// what applications say of themselves, on any thread; writes the progress lines. The mutex guards
+/// everything.
+class GroupView {
+public:
+    GroupView(const std::vector<ApplicationManifest>& manifests, bool showProgress);
+
+    void BootBegins();
+    void BootEnds(bool isAllUp);
+
+    /// An application runs. Told twice of the same pid, the second time counts for nothing.
+    void Running(const std::string& name, int pid);
+    /// An application has ended, was restarted or lost its heartbeat; `how` in words.
+    void Down(const std::string& name, const std::string& how);
+    void Remark(const std::string& name, const std::string& what) const;
+
+    size_t RunningBase() const;
+    std::string Status() const;  // counts, for a supervisor
+
+    /// Waits until more base applications run than `count`, or until Stop.
+    /// @return false after Stop
+    bool WaitForMoreThan(size_t count);
+    void Stop();
+
+private:
+    struct Application {
+        bool isBase = false;
+        bool isTemplate = false;
+        bool isRunning = false;
+        int pid = -1;
+        int lastPid = -1;
+        std::string dependencies;  // for people
+    };
+
+    size_t CountLocked(bool runningOnly) const;
+    void Print(const std::string& mark, const std::string& name, const std::string& text) const;
+
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::map<std::string, Application> applications_;
+    const bool showProgress_;
+    const bool isUtf8_;
+    size_t nameWidth_ = 0;
+    bool isStopped_ = false;
+    std::chrono::steady_clock::time_point begin_;
+};
+
+}  // namespace GrpOwnerDaemon

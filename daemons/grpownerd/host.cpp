@@ -1,0 +1,211 @@
+#include "daemons/grpownerd/host.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/portable/manifest_fields.h"
+
+namespace GrpOwnerDaemon {
+
+namespace {
+
+using ProcMgr::AppReportState;
+
+constexpr char kProcessManager[] = "PROCMGR";
+
+ProcMgrDaemon::UniqueFd BlockSignals() {
+    sigset_t served;
+    sigemptyset(&served);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGUSR2}) {
+        sigaddset(&served, number);
+    }
+    pthread_sigmask(SIG_BLOCK, &served, nullptr);
+    return ProcMgrDaemon::UniqueFd(signalfd(-1, &served, SFD_CLOEXEC | SFD_NONBLOCK));
+}
+
+}  // namespace
+
+Host::Host(const Options& options, const std::string& runDirectory,
+           const GrpOwnerLinux::Configuration& configuration)
+    : options_(options),
+      runDirectory_(runDirectory),
+      owner_(ProcMgr::ProcMgrGrpOwner::GetInstance()),
+      signals_(BlockSignals()),
+      pipeEnd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      view_(configuration.manifests, options.showProgress),
+      notify_(runDirectory + "/" + options.name + ".notify", options.name) {
+    for (const ApplicationManifest& manifest : configuration.manifests) {
+        GrpOwnerLinux::SetHeartBeatPeriod(manifest.GetAppName(),
+                                          manifest.Fields().heartBeatPeriodMs);
+    }
+}
+
+int Host::Run() {
+    if (!Enable()) {
+        return EXIT_FAILURE;
+    }
+    booter_ = std::make_unique<Booter>(owner_, view_, [this](bool isAllUp) {
+        supervisor_.Tell("READY=1\nSTATUS=" + view_.Status());
+        if (!isAllUp) {
+            std::fprintf(stderr, "grpownerd: not all base applications have started: %s\n",
+                         view_.Status().c_str());
+        }
+    });
+    return End(Loop());
+}
+
+bool Host::Enable() {
+    ProcMgr::GrpOwnerCfg cfg;
+    cfg.ssResFileName = options_.ssFile;
+    cfg.enableEvent = options_.enableEvents;
+    cfg.enableSsServer = options_.enableSs;
+    (void)owner_.GrpOwnerConfig(cfg);  // always 0, as are the subscriptions
+    (void)owner_.SubscribeSystemState([](int, int) { return false; });
+    (void)owner_.SubscribeAppState([this](const std::string& name, int pid, AppReportState state) {
+        return OnAppState(name, pid, state);
+    });
+    GrpOwnerLinux::SetPipeEndHandler([this](int, const std::string& reason) { OnPipeEnd(reason); });
+    if (owner_.GrpOwnerEnable() != 0) {
+        const std::string path = GrpOwnerLinux::PipePath(runDirectory_, kProcessManager);
+        std::fprintf(stderr, "error: cannot own the group\n");
+        if (access(path.c_str(), F_OK) != 0) {
+            std::fprintf(stderr,
+                         "  why: no process manager serves %s\n"
+                         " help: start `procmgrd` first, or name its directory with --run-dir\n",
+                         path.c_str());
+        } else {
+            std::fprintf(stderr,
+                         "  why: the process manager at %s does not answer, or refuses the "
+                         "configuration\n"
+                         " help: the log above and that of `procmgrd` say more\n",
+                         path.c_str());
+        }
+        return false;
+    }
+    (void)owner_.ReportSelfStateToPm(true);  // a lost process manager ends the loop anyway
+    return true;
+}
+
+int Host::Loop() {
+    std::array<pollfd, 3> watched{pollfd{signals_.Get(), POLLIN, 0},
+                                  pollfd{pipeEnd_.Get(), POLLIN, 0},
+                                  pollfd{notify_.Get(), POLLIN, 0}};
+    const auto interval = supervisor_.WatchdogInterval().count();
+    int exitCode = EXIT_SUCCESS;
+    while (true) {
+        (void)poll(watched.data(), watched.size(), interval > 0 ? static_cast<int>(interval) : -1);
+        if (interval > 0) {
+            supervisor_.Tell("WATCHDOG=1");
+        }
+        notify_.ReadAll([this](const NotifySender& sender, const NotifyMessage& message) {
+            OnNotify(sender, message);
+        });
+        uint64_t count = 0;
+        if (read(pipeEnd_.Get(), &count, sizeof(count)) > 0) {
+            std::lock_guard<std::mutex> lock(reasonMutex_);
+            std::fprintf(stderr,
+                         "error: the process manager is gone: %s\n"
+                         " help: its applications have ended with it; start `procmgrd`, then this "
+                         "owner again\n",
+                         pipeEndReason_.c_str());
+            return EXIT_FAILURE;
+        }
+        if (HandleSignal(exitCode)) {
+            return exitCode;
+        }
+    }
+}
+
+bool Host::HandleSignal(int& exitCode) {
+    signalfd_siginfo info{};
+    while (read(signals_.Get(), &info, sizeof(info)) == sizeof(info)) {
+        if (info.ssi_signo == SIGTERM || info.ssi_signo == SIGINT) {
+            exitCode = EXIT_SUCCESS;
+            return true;
+        }
+        std::fprintf(stderr, "grpownerd: %s is not served yet\n",
+                     info.ssi_signo == SIGHUP ? "reload (HUP)" : "dump (USR2)");
+    }
+    return false;
+}
+
+// A second signal ends the process at once: from here on they are let through.
+int Host::End(int exitCode) {
+    sigset_t ends;
+    sigemptyset(&ends);
+    sigaddset(&ends, SIGTERM);
+    sigaddset(&ends, SIGINT);
+    pthread_sigmask(SIG_UNBLOCK, &ends, nullptr);
+    supervisor_.Tell("STOPPING=1");
+    (void)owner_.GrpOwnerDisable();  // always 0
+    if (!booter_->Stop()) {
+        // A start that still waits cannot be interrupted, and would meet what exit destroys.
+        notify_.Close();
+        std::fflush(nullptr);
+        std::_Exit(exitCode);
+    }
+    notify_.Close();
+    return exitCode;
+}
+
+void Host::OnPipeEnd(const std::string& reason) {
+    {
+        std::lock_guard<std::mutex> lock(reasonMutex_);
+        pipeEndReason_ = reason;
+    }
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(pipeEnd_.Get(), &one, sizeof(one));
+}
+
+bool Host::OnAppState(const std::string& name, int pid, AppReportState state) {
+    switch (state) {
+        case AppReportState::SWITCH_ON:
+            view_.Running(name, pid);
+            break;
+        case AppReportState::SWITCH_OFF:
+            view_.Down(name, "stopped");
+            break;
+        case AppReportState::ABNORMAL_EXIT:
+            view_.Down(name, "crashed");
+            break;
+        case AppReportState::HEART_BEAT_LOST:
+            view_.Remark(name, "heartbeat lost");
+            // Not from within the notice: the policy decides, on a thread that may call the
+            // library.
+            restarts_.Do([this, name] { (void)owner_.GrpOwnerRestartApp(name); });
+            break;
+        case AppReportState::HEART_BEAT_RECOVERY:
+            view_.Remark(name, "heartbeat back");
+            break;
+        case AppReportState::ACTIVELY_EXIT:
+            view_.Remark(name, "is being stopped");
+            break;
+    }
+    return true;
+}
+
+// READY=1 may overtake the process manager's report of the start. That does no harm: the owner has
+// sent the start, so the application counts as running, and the report then brings the pid.
+void Host::OnNotify(const NotifySender& sender, const NotifyMessage& message) {
+    if (message.isReady) {
+        (void)owner_.ReportAppStateFromApp(sender.application, sender.leader,
+                                           AppReportState::SWITCH_ON);
+        view_.Running(sender.application, sender.leader);
+    }
+    if (message.isReady || message.isHeartBeat) {
+        GrpOwnerLinux::HeartBeatArrived(sender.application, static_cast<uint32_t>(sender.leader));
+    }
+    if (message.isStopping) {
+        (void)owner_.ReportAppStateFromApp(sender.application, sender.leader,
+                                           AppReportState::SWITCH_OFF);
+    }
+}
+
+}  // namespace GrpOwnerDaemon

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "daemons/grpownerd/booter.h"
+#include "daemons/grpownerd/group_view.h"
+#include "daemons/grpownerd/notify_socket.h"
+#include "daemons/grpownerd/options.h"
+#include "daemons/grpownerd/worker.h"
+#include "daemons/procmgrd/supervisor.h"
+#include "daemons/procmgrd/unique_fd.h"
+#include "grpowner/procmgr_grp_owner.h"
+#include "platform/linux/host.h"
+
+namespace GrpOwnerDaemon {
+
+/// The host daemon: loads the group owner and serves signals and the applications' reports in one
+/// loop on the main thread, while the boot runs beside it.
+class Host {
+public:
+    /// To be made before any thread: blocks the signals that it serves.
+    Host(const Options& options, const std::string& runDirectory,
+         const GrpOwnerLinux::Configuration& configuration);
+
+    /// Runs until a signal or the end of the process manager.
+    /// @return the exit code
+    int Run();
+
+private:
+    bool Enable();
+    int Loop();
+    bool HandleSignal(int& exitCode);
+    int End(int exitCode);
+    void OnPipeEnd(const std::string& reason);
+    bool OnAppState(const std::string& name, int pid, ProcMgr::AppReportState state);
+    void OnNotify(const NotifySender& sender, const NotifyMessage& message);
+
+    const Options options_;
+    const std::string runDirectory_;
+    ProcMgr::ProcMgrGrpOwner& owner_;
+    ProcMgrDaemon::Supervisor supervisor_;
+    ProcMgrDaemon::UniqueFd signals_;
+    ProcMgrDaemon::UniqueFd pipeEnd_;  // readable when the pipe to the process manager has ended
+    std::mutex reasonMutex_;
+    std::string pipeEndReason_;  // guarded by reasonMutex_
+    GroupView view_;
+    Worker restarts_;
+    NotifySocket notify_;
+    std::unique_ptr<Booter> booter_;
+};
+
+}  // namespace GrpOwnerDaemon

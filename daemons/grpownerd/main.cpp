@@ -1,0 +1,57 @@
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "daemons/grpownerd/host.h"
+#include "daemons/grpownerd/options.h"
+#include "platform/linux/host.h"
+
+namespace {
+
+using GrpOwnerDaemon::Options;
+
+int RunDaemon(const Options& options) {
+    const GrpOwnerLinux::Configuration configuration =
+        GrpOwnerLinux::LoadConfiguration(options.configuration, options.defines);
+    std::fputs(GrpOwnerLinux::RenderDiagnostics(configuration.diagnostics).c_str(), stderr);
+    if (!configuration.Ok()) {
+        return EXIT_FAILURE;
+    }
+    if (!options.runDirectory.empty()) {
+        setenv("GRPOWNER_RUN_DIR", options.runDirectory.c_str(), 1);
+    }
+    std::string error;
+    const std::string runDirectory = GrpOwnerLinux::RunDirectory(error);
+    if (runDirectory.empty()) {
+        std::fprintf(stderr, "error: no directory for the sockets: %s\n", error.c_str());
+        return EXIT_FAILURE;
+    }
+    // The library takes both from its environment, the process manager the path as it is.
+    setenv("STARTUP_ENTRY_PATH", std::filesystem::canonical(options.configuration).c_str(), 1);
+    setenv("PROC_NAME", options.name.c_str(), 1);
+    GrpOwnerLinux::SetMatchData(options.defines);
+    // Never destroyed: until the process is gone the library's threads may have notices for it.
+    static GrpOwnerDaemon::Host& host =
+        *std::make_unique<GrpOwnerDaemon::Host>(options, std::filesystem::canonical(runDirectory),
+                                                configuration)
+             .release();
+    return host.Run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    (void)std::setlocale(LC_CTYPE, "");  // then the marks are plain
+    try {
+        Options options;
+        const std::optional<int> status = GrpOwnerDaemon::ReadOptions(argc, argv, options);
+        return status ? *status : RunDaemon(options);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "error: %s\n", error.what());
+        return EXIT_FAILURE;
+    }
+}

@@ -1,0 +1,60 @@
+#include "daemons/grpownerd/notify_message.h"
+
+#include <unistd.h>
+
+#include <fstream>
+#include <iterator>
+
+namespace GrpOwnerDaemon {
+
+namespace {
+
+constexpr std::string_view kStatus = "STATUS=";
+
+// The value of a variable in an environment as the kernel shows it; empty when it is not there.
+std::string FindVariable(std::string_view environment, std::string_view name) {
+    while (!environment.empty()) {
+        const size_t end = environment.find('\0');
+        const std::string_view entry = environment.substr(0, end);
+        if (entry.size() > name.size() && entry.substr(0, name.size()) == name &&
+            entry[name.size()] == '=') {
+            return std::string(entry.substr(name.size() + 1));
+        }
+        environment.remove_prefix(end == std::string_view::npos ? environment.size() : end + 1);
+    }
+    return {};
+}
+
+}  // namespace
+
+NotifyMessage ParseNotifyMessage(std::string_view text) {
+    NotifyMessage message;
+    while (!text.empty()) {
+        const size_t end = text.find('\n');
+        const std::string_view line = text.substr(0, end);
+        message.isReady |= line == "READY=1";
+        message.isStopping |= line == "STOPPING=1";
+        message.isHeartBeat |= line == "WATCHDOG=1";
+        if (line.substr(0, kStatus.size()) == kStatus) {
+            message.status = line.substr(kStatus.size());
+        }
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    }
+    return message;
+}
+
+NotifySender ResolveSender(pid_t pid, std::string_view owner) {
+    NotifySender sender;
+    sender.leader = getpgid(pid);
+    if (sender.leader <= 0) {
+        return sender;
+    }
+    std::ifstream file("/proc/" + std::to_string(sender.leader) + "/environ", std::ios::binary);
+    const std::string environment{std::istreambuf_iterator<char>(file), {}};
+    if (FindVariable(environment, "GRPOWNER_OWNER") == owner) {
+        sender.application = FindVariable(environment, "GRPOWNER_APPLICATION");
+    }
+    return sender;
+}
+
+}  // namespace GrpOwnerDaemon

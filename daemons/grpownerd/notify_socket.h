@@ -1,0 +1,39 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "daemons/grpownerd/notify_message.h"
+#include "daemons/procmgrd/unique_fd.h"
+
+namespace GrpOwnerDaemon {
+
+/// The socket at which the applications of this owner report. Used by one thread.
+class NotifySocket {
+public:
+    using Handler = std::function<void(const NotifySender&, const NotifyMessage&)>;
+
+    /// @throw std::system_error when the socket cannot be had
+    NotifySocket(std::string path, std::string owner);
+    ~NotifySocket() { Close(); }
+    NotifySocket(const NotifySocket&) = delete;
+    NotifySocket& operator=(const NotifySocket&) = delete;
+
+    int Get() const { return socket_.Get(); }
+
+    /// Ends the service and removes the socket.
+    void Close();
+
+    /// Reads all that has arrived. A barrier's descriptor is closed when what came before it has
+    /// been handled: its sender waits for that.
+    void ReadAll(const Handler& handler);
+
+private:
+    bool ReadOne(const Handler& handler);
+
+    const std::string path_;
+    const std::string owner_;
+    ProcMgrDaemon::UniqueFd socket_;
+};
+
+}  // namespace GrpOwnerDaemon

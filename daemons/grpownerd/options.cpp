@@ -1,0 +1,106 @@
+#include "daemons/grpownerd/options.h"
+
+#include <CLI/CLI.hpp>
+#include <fstream>
+#include <vector>
+
+namespace GrpOwnerDaemon {
+
+namespace {
+
+constexpr int kWrongUsage = 2;
+
+constexpr char kFooter[] = R"(
+Signals:
+  TERM, INT  orderly end; the process manager then stops the group, dependants first.
+             A second one: leave at once
+
+Examples:
+  grpownerd rover.yaml
+  grpownerd --name rover --define PREFIX=/opt/rover --progress rover.yaml)";
+
+void Define(const std::string& text, const std::string& place, Options& options) {
+    const size_t equals = text.find('=');
+    if (equals == 0 || equals == std::string::npos) {
+        throw CLI::ValidationError(place, "`" + text + "` is not NAME=VALUE");
+    }
+    options.defines[text.substr(0, equals)] = text.substr(equals + 1);
+}
+
+void DefineFromFile(const std::string& path, Options& options) {
+    std::ifstream file(path);
+    if (!file) {
+        throw CLI::ValidationError("--define-file", "cannot read " + path);
+    }
+    std::string line;
+    for (int number = 1; std::getline(file, line); ++number) {
+        if (!line.empty() && line.front() != '#') {
+            Define(line, path + ":" + std::to_string(number), options);
+        }
+    }
+}
+
+// The name becomes a part of file names.
+std::string CheckName(const std::string& name) {
+    constexpr size_t kLongest = 64;
+    const bool isPlain = !name.empty() && name.size() <= kLongest && name.front() != '.' &&
+                         name.find_first_not_of(
+                             "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-") ==
+                             std::string::npos;
+    return isPlain ? std::string()
+                   : "`" + name + "` is no name: use letters, digits, '.', '_', '-'";
+}
+
+void AddOptions(CLI::App& app, Options& options) {
+    app.add_option("CONFIG", options.configuration, "The group's start configuration (YAML)")
+        ->required();
+    app.add_option("--name", options.name, "Name of this group owner (default: grpowner)")
+        ->type_name("NAME")
+        ->check(CheckName);
+    app.add_option_function<std::vector<std::string>>(
+           "--define",
+           [&options](const std::vector<std::string>& texts) {
+               for (const std::string& text : texts) {
+                   Define(text, "--define", options);
+               }
+           },
+           "Fill ${NAME} of the configuration in; may be repeated")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+    app.add_option_function<std::string>(
+           "--define-file", [&options](const std::string& path) { DefineFromFile(path, options); },
+           "Definitions from a file, one a line; # begins a comment")
+        ->type_name("FILE");
+    app.add_option(
+           "--run-dir", options.runDirectory,
+           "Directory of sockets (default: $GRPOWNER_RUN_DIR, or /run/grpowner for root, or "
+           "$XDG_RUNTIME_DIR/grpowner)")
+        ->type_name("DIR");
+    app.add_flag("--enable-ss", options.enableSs, "Serve requests of the system-state manager");
+    app.add_option("--ss-file", options.ssFile, "Its virtual file (default: NAME.vfs)")
+        ->type_name("NAME");
+    app.add_flag("--enable-events", options.enableEvents, "Accept events of applications");
+    app.add_flag("--progress", options.showProgress,
+                 "Write a line to standard output for every change of an application");
+}
+
+}  // namespace
+
+std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
+    CLI::App app("Group owner: boots a group of applications in dependency order and keeps it.",
+                 "grpownerd");
+    app.footer(kFooter);
+    app.set_version_flag("--version", GRPOWNER_VERSION);
+    AddOptions(app, options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : kWrongUsage;
+    }
+    if (options.ssFile.empty()) {
+        options.ssFile = options.name + ".vfs";
+    }
+    return std::nullopt;
+}
+
+}  // namespace GrpOwnerDaemon

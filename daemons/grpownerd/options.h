@@ -1,0 +1,24 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+
+namespace GrpOwnerDaemon {
+
+struct Options {
+    std::string configuration;      // path
+    std::string name = "grpowner";  // the owner's process name
+    std::map<std::string, std::string> defines;
+    std::string runDirectory;  // empty: by the environment
+    std::string ssFile;        // empty: <name>.vfs
+    bool enableSs = false;
+    bool enableEvents = false;
+    bool showProgress = false;
+};
+
+/// Reads the command line.
+/// @return what to exit with at once (0 after --help, 2 for wrong usage); nothing: go on
+std::optional<int> ReadOptions(int argc, char** argv, Options& options);
+
+}  // namespace GrpOwnerDaemon
