@@ -115,6 +115,22 @@ TEST_F(OwnerTest, ALostGroupEndsInReverseOrder) {
     AwaitEnd(last);
 }
 
+// An owner that comes back while its group ends already: what it starts is started once it has
+// ended, and an end that it never asked for is not told.
+TEST_F(OwnerTest, ALateOwnerStartsAnew) {
+    Boot({"app: {command: [probe, stubborn], stop_timeout: 600s}"}, {"--owner-grace", "0"});
+    const pid_t pid = StartAndHear("app");
+    while (owner->Query({"app"})["app"] != 2) {  // until the grace was over before we came
+        owner->HangUp();
+        owner.emplace(scratch.Path());
+    }
+    owner->Start({"app"});
+    EXPECT_EQ(owner->Query({"app"})["app"], 2U);
+    kill(pid, SIGKILL);
+    EXPECT_NE(Expect("app", kStarted), pid);
+    EXPECT_TRUE(owner->NothingMore());
+}
+
 // A record that makes no sense is ignored; a frame that makes none ends the connection, and only
 // that.
 TEST_F(OwnerTest, SurvivesNonsense) {
