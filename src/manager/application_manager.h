@@ -117,7 +117,9 @@ private:
     std::shared_ptr<Application> CreateDynamicLocked(const std::string& name) REQUIRES(mutex_);
 
     // Start.
+    class BaseStart;
     struct StartPass;
+    std::vector<AppInfoForServer> BaseApplicationsToStart() const EXCLUDES(mutex_);
     bool NeedContinueStart(StartPass& pass, StartAppInfo& batch);
     bool CanStillMoveLocked(const std::string& name, StartAppInfo& batch) REQUIRES(batch.mutex)
         EXCLUDES(mutex_);

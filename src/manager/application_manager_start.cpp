@@ -261,26 +261,43 @@ Milliseconds ApplicationManager::BatchWait(int32_t timeoutMs, uint32_t ownTimeou
     return IsLongRunMode() ? std::max(wait, Milliseconds(ownTimeoutMs)) : wait;
 }
 
+/// A base start in progress, given back on every way out.
+class ApplicationManager::BaseStart {
+public:
+    explicit BaseStart(ApplicationManager& manager) : manager_(manager) {
+        MutexLock lock(manager_.mutex_);
+        ++manager_.baseStarts_;
+    }
+    ~BaseStart() {
+        MutexLock lock(manager_.mutex_);
+        --manager_.baseStarts_;
+    }
+    BaseStart(const BaseStart&) = delete;
+    BaseStart& operator=(const BaseStart&) = delete;
+
+private:
+    ApplicationManager& manager_;
+};
+
+std::vector<AppInfoForServer> ApplicationManager::BaseApplicationsToStart() const {
+    MutexLock lock(mutex_);
+    std::vector<AppInfoForServer> apps;
+    for (const auto& [name, application] : baseApplications_) {
+        apps.push_back({name, application->GetArguments(), {}});
+    }
+    return apps;
+}
+
 bool ApplicationManager::StartBaseApplication() {
     GRP_WARNING("ApplicationManager: StartBaseApplication begin.");
-    std::vector<AppInfoForServer> apps;
-    {
-        MutexLock lock(mutex_);
-        ++baseStarts_;
-        for (const auto& [name, application] : baseApplications_) {
-            apps.push_back({name, application->GetArguments(), {}});
-        }
-    }
+    const BaseStart keepsReloadsOut(*this);
+    const std::vector<AppInfoForServer> apps = BaseApplicationsToStart();
     const Milliseconds wait = BatchWait(kBaseStartTimeout, baseStart_.timeout);
     if (!StartApps(apps, baseStart_, wait)) {
         GRP_ERROR("ApplicationManager: StartBaseApplication error.");
         baseStart_.MarkLeft();
     } else if (baseStart_.HasUntouched()) {
         baseStart_.MarkLeft();
-    }
-    {
-        MutexLock lock(mutex_);
-        --baseStarts_;
     }
     GRP_WARNING("ApplicationManager: StartBaseApplication end.");
     return CheckBaseApplicationResult();
