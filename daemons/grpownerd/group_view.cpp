@@ -81,13 +81,15 @@ void GroupView::Running(const std::string& name, int pid) {
     changed_.notify_all();
 }
 
-void GroupView::Down(const std::string& name, const std::string& how) {
+void GroupView::Down(const std::string& name, int pid, const std::string& how) {
     std::lock_guard<std::mutex> lock(mutex_);
     Application& application = applications_[name];
-    const std::string pid = application.pid > 0 ? "   pid " + std::to_string(application.pid) : "";
+    if (!application.isRunning || application.pid != pid) {
+        return;
+    }
     application.isRunning = false;
     application.pid = -1;
-    Print("down", name, how + pid);
+    Print("down", name, how + "   pid " + std::to_string(pid));
 }
 
 void GroupView::Remark(const std::string& name, const std::string& what) const {

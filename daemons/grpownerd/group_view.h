@@ -24,8 +24,9 @@ public:
 
     /// An application runs. Told twice of the same pid, the second time counts for nothing.
     void Running(const std::string& name, int pid);
-    /// An application has ended, was restarted or lost its heartbeat; `how` in words.
-    void Down(const std::string& name, const std::string& how);
+    /// An application has ended; `how` in words. Of another pid than the running one it is old
+    /// news: its successor has spoken before the process manager has.
+    void Down(const std::string& name, int pid, const std::string& how);
     void Remark(const std::string& name, const std::string& what) const;
 
     size_t RunningBase() const;

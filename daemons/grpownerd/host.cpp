@@ -170,10 +170,10 @@ bool Host::OnAppState(const std::string& name, int pid, AppReportState state) {
             view_.Running(name, pid);
             break;
         case AppReportState::SWITCH_OFF:
-            view_.Down(name, "stopped");
+            view_.Down(name, pid, "stopped");
             break;
         case AppReportState::ABNORMAL_EXIT:
-            view_.Down(name, "crashed");
+            view_.Down(name, pid, "crashed");
             break;
         case AppReportState::HEART_BEAT_LOST:
             view_.Remark(name, "heartbeat lost");
