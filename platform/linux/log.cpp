@@ -4,28 +4,41 @@
 //                        warning when it is not set. Events are always written.
 //   GRPOWNER_LOG_FILE    a file that gets every line too
 //
-// Under a journal each line begins with its priority ("<4>"), else with the time. A line goes out
-// in one write that never waits long for anybody: what a full disk or a closed stream refuses is
-// gone.
+// An unknown level and a file that cannot be opened are said once. Towards the journal each line
+// begins with its priority ("<4>"), else with the time. A line goes out in one write; what a full
+// disk, a closed stream or an absent reader refuses is lost and stops nobody.
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <type_traits>
 
+#include "platform/linux/log_stream.h"
 #include "platform/log_service.h"
 
 namespace {
 
+using GrpOwnerLinux::LogStream;
+using GrpOwnerLinux::WriteWithoutSignal;
+
+constexpr int kWarning = 2;
 constexpr int kEvent = 16;
-constexpr size_t kLineSize = 4096;  // bytes; a longer line ends in dots
-constexpr char kCut[] = "...";
+constexpr int kDefaultThreshold = kWarning;
+constexpr size_t kHeadSize = 48;
+constexpr size_t kTextSize = 4096 - kHeadSize;  // bytes; a longer text ends in dots
+constexpr std::string_view kCut = "...";
 
 struct Level {
     int number;
@@ -37,31 +50,6 @@ constexpr Level kLevels[] = {{0, LOG_DEBUG, "debug"},
                              {2, LOG_WARNING, "warning"},
                              {3, LOG_ERR, "error"},
                              {kEvent, LOG_NOTICE, "event"}};
-constexpr int kDefaultThreshold = 2;
-
-int ReadThreshold() {
-    const char* wanted = std::getenv("GRPOWNER_LOG_LEVEL");
-    if (wanted != nullptr) {
-        for (const Level& level : kLevels) {
-            if (std::strcmp(wanted, level.name) == 0) {
-                return level.number;
-            }
-        }
-    }
-    return kDefaultThreshold;
-}
-
-int Threshold() {
-    static const int threshold = ReadThreshold();
-    return threshold;
-}
-
-int OpenFile() {
-    const char* path = std::getenv("GRPOWNER_LOG_FILE");
-    return path == nullptr
-               ? -1
-               : open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK, 0644);
-}
 
 const Level& Find(int number) {
     for (const Level& level : kLevels) {
@@ -72,48 +60,113 @@ const Level& Find(int number) {
     return kLevels[1];
 }
 
-// What is written before the text; its length.
-size_t WriteHead(char* line, const Level& level) {
-    static const bool isJournal = std::getenv("JOURNAL_STREAM") != nullptr;
-    int length = 0;
+// JOURNAL_STREAM is inherited even where standard error has been redirected since: it names the
+// device and the inode that it is about.
+bool IsJournal() {
+    const char* variable = std::getenv("JOURNAL_STREAM");
+    uintmax_t device = 0;
+    uintmax_t inode = 0;
+    struct stat status {};
+    return variable != nullptr &&
+           std::sscanf(variable, "%" SCNuMAX ":%" SCNuMAX, &device, &inode) == 2 &&
+           fstat(STDERR_FILENO, &status) == 0 && status.st_dev == device && status.st_ino == inode;
+}
+
+std::string_view TimeHead(char (&head)[kHeadSize], const Level& level) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm local{};
+    localtime_r(&now.tv_sec, &local);
+    const int length = std::snprintf(head, kHeadSize, "%02d:%02d:%02d.%03ld %-7s ", local.tm_hour,
+                                     local.tm_min, local.tm_sec, now.tv_nsec / 1000000, level.name);
+    return {head, length > 0 ? static_cast<size_t>(length) : 0};
+}
+
+void WriteToStandardError(const Level& level, std::string_view timeHead, std::string_view text) {
+    static LogStream stream(STDERR_FILENO);
+    static_assert(std::is_trivially_destructible_v<LogStream>, "it serves until the last moment");
+    static const bool isJournal = IsJournal();
+    char priority[8];
     if (isJournal) {
-        length = std::snprintf(line, kLineSize, "<%d>", level.priority);
+        const int length = std::snprintf(priority, sizeof(priority), "<%d>", level.priority);
+        stream.Write({priority, static_cast<size_t>(length)}, text);
     } else {
-        timespec now{};
-        clock_gettime(CLOCK_REALTIME, &now);
-        tm local{};
-        localtime_r(&now.tv_sec, &local);
-        length = std::snprintf(line, kLineSize, "%02d:%02d:%02d.%03ld %-7s ", local.tm_hour,
-                               local.tm_min, local.tm_sec, now.tv_nsec / 1000000, level.name);
+        stream.Write(timeHead, text);
     }
-    return length > 0 ? static_cast<size_t>(length) : 0;
+}
+
+// Says what is wrong with our own environment.
+void Complain(const std::string& text) {
+    char head[kHeadSize];
+    const Level& warning = Find(kWarning);
+    WriteToStandardError(warning, TimeHead(head, warning), text.substr(0, kTextSize - 1) + '\n');
+}
+
+int ReadThreshold() {
+    const char* wanted = std::getenv("GRPOWNER_LOG_LEVEL");
+    if (wanted == nullptr || *wanted == '\0') {
+        return kDefaultThreshold;
+    }
+    for (const Level& level : kLevels) {
+        if (std::strcmp(wanted, level.name) == 0) {
+            return level.number;
+        }
+    }
+    Complain(std::string("GRPOWNER_LOG_LEVEL=") + wanted +
+             " is no level: use debug, info, warning, error or event");
+    return kDefaultThreshold;
+}
+
+int OpenFile() {
+    const char* path = std::getenv("GRPOWNER_LOG_FILE");
+    if (path == nullptr || *path == '\0') {
+        return -1;
+    }
+    const int file = open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK, 0644);
+    if (file < 0) {
+        Complain(std::string("GRPOWNER_LOG_FILE=") + path +
+                 " cannot be opened: " + std::strerror(errno));
+    }
+    return file;
+}
+
+// One line whatever the text: a break in a name from outside must not begin a line of its own.
+std::string_view FinishLine(char (&text)[kTextSize], size_t length) {
+    size_t used = std::min(length, kTextSize - 1);
+    if (used < length) {
+        std::memcpy(text + used - kCut.size(), kCut.data(), kCut.size());
+    }
+    std::replace_if(
+        text, text + used, [](unsigned char byte) { return byte < ' ' || byte == 0x7f; }, ' ');
+    text[used++] = '\n';
+    return {text, used};
 }
 
 }  // namespace
 
 int CheckLogLevel(int /*module*/, int level) {
-    return level >= Threshold() ? 1 : 0;
+    static const int threshold = ReadThreshold();
+    return level >= threshold ? 1 : 0;
 }
 
 void DlogInner(int /*module*/, int level, const char* format, ...) {
+    const int savedError = errno;
     static const int file = OpenFile();
-    char line[kLineSize];
-    size_t used = WriteHead(line, Find(level));
+    char text[kTextSize];
     va_list arguments;
     va_start(arguments, format);
-    const int length = std::vsnprintf(line + used, kLineSize - used, format, arguments);
+    errno = savedError;  // for %m
+    const int length = std::vsnprintf(text, sizeof(text), format, arguments);
     va_end(arguments);
-    if (length < 0) {
-        return;
+    if (length >= 0) {
+        const std::string_view line = FinishLine(text, static_cast<size_t>(length));
+        char head[kHeadSize];
+        const std::string_view timeHead = TimeHead(head, Find(level));
+        WriteToStandardError(Find(level), timeHead, line);
+        if (file >= 0) {
+            // What a full disk refuses is gone: there is nobody left to tell.
+            (void)WriteWithoutSignal(file, timeHead, line);
+        }
     }
-    used += static_cast<size_t>(length);
-    if (used >= kLineSize) {
-        used = kLineSize - 1;
-        std::memcpy(line + used - (sizeof(kCut) - 1), kCut, sizeof(kCut) - 1);
-    }
-    line[used++] = '\n';
-    for (const int stream : {STDERR_FILENO, file}) {
-        // A line that cannot be written is gone: there is nobody left to tell.
-        [[maybe_unused]] const ssize_t written = stream < 0 ? 0 : write(stream, line, used);
-    }
+    errno = savedError;
 }

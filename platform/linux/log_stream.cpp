@@ -1,0 +1,76 @@
+#include "platform/linux/log_stream.h"
+
+#include <poll.h>
+#include <sys/uio.h>
+
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+
+namespace GrpOwnerLinux {
+
+namespace {
+
+constexpr int kPatienceMs = 100;  // for a reader that is merely slow
+
+/// While it lives, SIGPIPE reaches neither this thread nor, afterwards, the process.
+class PipeSignalHeld {
+public:
+    PipeSignalHeld() {
+        sigset_t pending;
+        sigpending(&pending);
+        wasPending_ = sigismember(&pending, SIGPIPE) == 1;
+        sigemptyset(&pipe_);
+        sigaddset(&pipe_, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+    }
+    ~PipeSignalHeld() {
+        const timespec noTime{};
+        if (!wasPending_) {
+            (void)sigtimedwait(&pipe_, nullptr, &noTime);  // fails when there is none: as usual
+        }
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
+    PipeSignalHeld(const PipeSignalHeld&) = delete;
+    PipeSignalHeld& operator=(const PipeSignalHeld&) = delete;
+
+private:
+    bool wasPending_ = false;
+    sigset_t pipe_{};
+    sigset_t before_{};
+};
+
+iovec Part(std::string_view text) {
+    return {const_cast<char*>(text.data()), text.size()};
+}
+
+}  // namespace
+
+bool WriteWithoutSignal(int fd, std::string_view head, std::string_view text) {
+    const PipeSignalHeld held;
+    const iovec parts[] = {Part(head), Part(text)};
+    return writev(fd, parts, 2) == static_cast<ssize_t>(head.size() + text.size());
+}
+
+// A pipe that is ready takes PIPE_BUF bytes without waiting.
+bool LogStream::HasRoom() const {
+    pollfd ready{fd_, POLLOUT, 0};
+    return poll(&ready, 1, lostLines_ > 0 ? 0 : kPatienceMs) == 1 && ready.revents == POLLOUT;
+}
+
+void LogStream::Write(std::string_view head, std::string_view text) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (lostLines_ > 0 && HasRoom()) {
+        char note[64];
+        const int length =
+            std::snprintf(note, sizeof(note), "%lu lines of the log were lost\n", lostLines_);
+        if (WriteWithoutSignal(fd_, head, {note, static_cast<size_t>(length)})) {
+            lostLines_ = 0;
+        }
+    }
+    if (!HasRoom() || !WriteWithoutSignal(fd_, head, text)) {
+        ++lostLines_;
+    }
+}
+
+}  // namespace GrpOwnerLinux
