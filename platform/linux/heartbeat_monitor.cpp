@@ -44,14 +44,18 @@ void HeartBeatMonitor::SetPeriod(const std::string& name, uint32_t periodMs) {
     }
 }
 
-void HeartBeatMonitor::Beat(const std::string& name, uint32_t pid, TimePoint now) {
+bool HeartBeatMonitor::Beat(const std::string& name, uint32_t pid, TimePoint now) {
     std::lock_guard<std::mutex> lock(mutex_);
     const auto entry = checks_.find(name);
-    if (entry != checks_.end()) {
-        entry->second.lastBeat = now;
-        entry->second.pid = pid;
-        entry->second.isLost = false;
+    if (entry == checks_.end()) {
+        return false;
     }
+    Check& check = entry->second;
+    const bool mustLook = check.isLost || !check.lastBeat;
+    check.lastBeat = now;
+    check.pid = pid;
+    check.isLost = false;
+    return mustLook;
 }
 
 std::optional<HeartBeatMonitor::TimePoint> HeartBeatMonitor::Due(const std::string& name,

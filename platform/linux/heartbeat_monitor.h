@@ -36,7 +36,9 @@ public:
     /// 0: the application is never lost.
     void SetPeriod(const std::string& name, uint32_t periodMs);
 
-    void Beat(const std::string& name, uint32_t pid, TimePoint now);
+    /// @return whether TellChanges has to look now: the beat ends a loss or is the first one. Any
+    ///         other only puts off what is due, which it finds out by itself
+    bool Beat(const std::string& name, uint32_t pid, TimePoint now);
 
     /// Tells all changes up to `now`.
     /// @return when the next loss is due, if nothing beats until then

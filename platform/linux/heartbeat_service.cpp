@@ -13,6 +13,7 @@
 #include "platform/linux/heartbeat_monitor.h"
 #include "platform/linux/host.h"
 #include "platform/linux/pipe_service.h"
+#include "platform/linux/service_thread.h"
 
 namespace GrpOwnerLinux {
 
@@ -29,7 +30,7 @@ public:
         changed_.notify_all();
         if (!isRunning_) {
             try {
-                std::thread([this] { Run(); }).detach();
+                StartServiceThread([this] { Run(); }).detach();
             } catch (const std::system_error&) {
                 isRegistered_ = false;
                 return -EAGAIN;
@@ -49,10 +50,9 @@ private:
         std::unique_lock<std::mutex> lock(mutex_);
         while (true) {
             changed_.wait(lock, [this] { return isRegistered_; });
-            const std::string target = target_;
-            lock.unlock();
-            (void)SendPipeHeartBeat(target);  // a beat that fails is a missed one
-            lock.lock();
+            // Under the lock, so that none goes out after Unregister; sending never blocks. A beat
+            // that fails is a missed one.
+            (void)SendPipeHeartBeat(target_);
             changed_.wait_for(lock, period_);
         }
     }
@@ -74,7 +74,7 @@ public:
         std::lock_guard<std::mutex> lock(mutex_);
         if (!isRunning_) {
             try {
-                std::thread([this] { Run(); }).detach();
+                StartServiceThread([this] { Run(); }).detach();
             } catch (const std::system_error&) {
                 return -EAGAIN;
             }
@@ -129,8 +129,9 @@ void SetHeartBeatPeriod(const std::string& name, uint32_t periodMs) {
 }
 
 void HeartBeatArrived(const std::string& name, uint32_t pid) {
-    OtherHearts().monitor.Beat(name, pid, HeartBeatClock::now());
-    OtherHearts().Wake();
+    if (OtherHearts().monitor.Beat(name, pid, HeartBeatClock::now())) {
+        OtherHearts().Wake();
+    }
 }
 
 }  // namespace GrpOwnerLinux
@@ -158,8 +159,11 @@ int RegisterCheckHeartBeat(const char* name, size_t nameLength, uint32_t /*gid*/
     if (name == nullptr || nameLength == 0 || callback == nullptr) {
         return -EINVAL;
     }
-    OtherHearts().monitor.Register(std::string(name, nameLength), callback);
-    return OtherHearts().Start();
+    const int result = OtherHearts().Start();
+    if (result == 0) {
+        OtherHearts().monitor.Register(std::string(name, nameLength), callback);
+    }
+    return result;
 }
 
 int UnregisterCheckHeartBeat(const char* name, size_t nameLength) {

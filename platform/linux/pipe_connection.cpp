@@ -8,6 +8,8 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/linux/service_thread.h"
+
 namespace GrpOwnerLinux {
 
 PipeConnection::PipeConnection(int handle, int socket, std::string target,
@@ -26,8 +28,8 @@ PipeConnection::~PipeConnection() {
 
 void PipeConnection::Start() {
     std::lock_guard<std::mutex> lock(mutex_);
-    reader_ = std::thread([self = shared_from_this()] { self->Read(); });
-    handling_ = std::thread([self = shared_from_this()] { self->Handle(); });
+    reader_ = StartServiceThread([self = shared_from_this()] { self->Read(); });
+    handling_ = StartServiceThread([self = shared_from_this()] { self->Handle(); });
 }
 
 int PipeConnection::Send(PipeFrameKind kind, uint64_t sequence, const void* data, uint32_t size) {
@@ -122,9 +124,16 @@ bool PipeConnection::ReadFrame(std::vector<char>& buffer, std::string& reason) {
     if (received < 0 && errno == EINTR) {
         return true;
     }
+    if (received < 0 && errno == ECONNRESET && !isReset_) {
+        // The peer went without reading all that we said. What it had said itself comes after this
+        // error, and then the end.
+        isReset_ = true;
+        return true;
+    }
     if (received <= 0) {
-        reason = received == 0 ? "the peer has closed the pipe"
-                               : std::string("the pipe is broken: ") + std::strerror(errno);
+        reason = received == 0 || isReset_
+                     ? "the peer has closed the pipe"
+                     : std::string("the pipe is broken: ") + std::strerror(errno);
         return false;
     }
     PipeFrameHeader header{};

@@ -83,6 +83,7 @@ private:
     bool isClosed_ = false;    // by us
     bool isHandling_ = false;  // the handler runs
     std::string endReason_;
+    bool isReset_ = false;  // the reading thread's own
     std::thread reader_;
     std::thread handling_;
 };

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <string_view>
 
@@ -76,10 +77,13 @@ int SayHello(int socket, std::string_view name, uint32_t gid) {
 }
 
 int AwaitWelcome(int socket, int timeoutMs) {
+    using Clock = std::chrono::steady_clock;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
     pollfd readable{socket, POLLIN, 0};
     int ready = 0;
     do {
-        ready = poll(&readable, 1, std::max(timeoutMs, 0));
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        ready = poll(&readable, 1, static_cast<int>(std::max<int64_t>(left.count(), 0)));
     } while (ready < 0 && errno == EINTR);
     if (ready <= 0) {
         return ready == 0 ? -ETIMEDOUT : -errno;

@@ -41,9 +41,13 @@ ConnectionPtr Find(int handle) {
     return entry == pipes.byHandle.end() ? nullptr : entry->second;
 }
 
+bool IsUsable(const EzcomRequest* request) {
+    return request != nullptr && (request->data != nullptr || request->size == 0);
+}
+
 int CallSync(int handle, const EzcomRequest* request, EzcomResponse* response,
              const int* timeoutMs) {
-    if (request == nullptr || response == nullptr) {
+    if (!IsUsable(request) || response == nullptr) {
         return -EINVAL;
     }
     const ConnectionPtr connection = Find(handle);
@@ -117,7 +121,7 @@ int EzcomOpen(const EzcomOpenParams* params) {
 }
 
 int EzcomSendRequest(int fd, const EzcomRequest* request) {
-    if (request == nullptr || (request->data == nullptr && request->size > 0)) {
+    if (!GrpOwnerLinux::IsUsable(request)) {
         return -EINVAL;
     }
     const auto connection = Find(fd);
