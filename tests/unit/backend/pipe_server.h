@@ -1,0 +1,97 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <future>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/linux/pipe_frame.h"
+#include "platform/pipe_service.h"
+
+namespace BackendTest {
+
+using GrpOwnerLinux::PipeFrameKind;
+
+struct Frame {
+    PipeFrameKind kind{};
+    uint64_t sequence = 0;
+    std::string payload;
+};
+
+std::string Encode(PipeFrameKind kind, uint64_t sequence, std::string_view payload);
+std::string Encode(int32_t result);  // a welcome
+
+/// A private run directory, named in the environment while it lives.
+class PrivateDirectory {
+public:
+    PrivateDirectory();
+    ~PrivateDirectory();
+    const std::string& Path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+/// The other end of a pipe: serves the socket of the process "PM" and does only what it is told.
+class PipeServer {
+public:
+    explicit PipeServer(int backlog = 8);
+    ~PipeServer();
+
+    /// Accepts one connection, waits for its hello and answers these bytes (none: says nothing).
+    Frame Accept(std::string_view welcome);
+    Frame Receive();        // what comes next; kind 0 when the pipe is over
+    bool HasFrame() const;  // whether something is there already
+    void SendBytes(std::string_view bytes);
+    void Send(PipeFrameKind kind, uint64_t sequence, std::string_view payload) {
+        SendBytes(Encode(kind, sequence, payload));
+    }
+    void HangUp();
+
+private:
+    PrivateDirectory directory_;
+    int listener_ = -1;
+    int connection_ = -1;
+};
+
+/// What the service has told, and the gate at which handlers may be made to wait. The service knows
+/// plain functions only, so there is one of it.
+class Told {
+public:
+    static Told& Instance();
+
+    void Reset();
+    void Add(const std::string& what);
+    /// Waits until there are that many; a minute without is a failure.
+    std::vector<std::string> WaitFor(size_t count);
+
+    void CloseGate();
+    void OpenGate();
+    void PassGate();
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<std::string> told_;
+    bool isGateOpen_ = true;
+};
+
+EzcomOpenParams OpenParams(EzcomRequestHandler handler, int timeoutMs = 60'000);
+
+/// Opens a pipe to the server and greets it.
+int OpenPipe(PipeServer& server, EzcomRequestHandler handler);
+
+inline EzcomRequest Request(std::string_view data) {
+    return {data.data(), static_cast<uint32_t>(data.size())};
+}
+
+inline std::string Text(const EzcomResponse& response) {
+    return response.data == nullptr
+               ? std::string()
+               : std::string(static_cast<const char*>(response.data), response.size);
+}
+
+}  // namespace BackendTest
