@@ -1,0 +1,150 @@
+// The manifest service: the configuration that was read last, and the graphs of its dependencies.
+
+#include <cerrno>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "platform/linux/host.h"
+#include "platform/log_service.h"
+#include "platform/manifest_service.h"
+#include "platform/portable/depend_graph_builder.h"
+
+namespace {
+
+using GrpOwnerLinux::Configuration;
+using GrpOwnerLinux::Diagnostic;
+using DependsMap = ParseAndDepend::DependsMap;
+
+constexpr int kLogModule = 27;
+constexpr int kLogWarning = 2;
+constexpr int kLogError = 3;
+constexpr char kMatchDataKey[] = "cfgmgr_env";
+constexpr int32_t kHighestParameter = 2;
+
+/// What the service knows. Any thread; the mutex guards all of it, the map itself never changes, so
+/// that graphs are built without the lock.
+struct Service {
+    std::mutex mutex;
+    ParseAndDepend::MatchData matchData;
+    std::shared_ptr<const DependsMap> depends = std::make_shared<DependsMap>();
+    std::set<std::string> templates;
+};
+
+// Never destroyed: the platform's threads may ask until the process is gone.
+Service& State() {
+    static Service& service = *std::make_unique<Service>().release();
+    return service;
+}
+
+std::shared_ptr<const DependsMap> Depends() {
+    const std::lock_guard<std::mutex> lock(State().mutex);
+    return State().depends;
+}
+
+void LogLines(int level, std::string_view text) {
+    while (!text.empty()) {
+        const std::string line(text.substr(0, text.find('\n')));
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
+        if (!line.empty()) {
+            DlogInner(kLogModule, level, "%s", line.c_str());
+        }
+    }
+}
+
+// Each finding at its own level.
+void Log(const std::vector<Diagnostic>& diagnostics) {
+    for (const Diagnostic& diagnostic : diagnostics) {
+        const bool isError = diagnostic.severity == Diagnostic::Severity::kError;
+        const int level = isError ? kLogError : kLogWarning;
+        if (CheckLogLevel(kLogModule, level) == 1) {
+            LogLines(level, GrpOwnerLinux::RenderDiagnostics({diagnostic}));
+        }
+    }
+}
+
+void Remember(const std::vector<ApplicationManifest>& manifests) {
+    auto depends = std::make_shared<DependsMap>();
+    std::set<std::string> templates;
+    for (const ApplicationManifest& manifest : manifests) {
+        depends->emplace(manifest.GetAppName(), manifest.GetDependList());
+        if (manifest.GetIsDynamicPara()) {
+            templates.insert(manifest.GetAppName());
+        }
+    }
+    const std::lock_guard<std::mutex> lock(State().mutex);
+    State().depends = std::move(depends);
+    State().templates = std::move(templates);
+}
+
+}  // namespace
+
+void GrpOwnerLinux::SetMatchData(const ParseAndDepend::MatchData& matchData) {
+    const std::lock_guard<std::mutex> lock(State().mutex);
+    State().matchData = matchData;
+}
+
+ParseAndDepend& ParseAndDepend::GetInstance() {
+    static ParseAndDepend instance;
+    return instance;
+}
+
+int ParseAndDepend::ParseToReplaceData(ParamType /*type*/, const std::string& key,
+                                       MatchData& matchData) {
+    if (key != kMatchDataKey) {
+        DlogInner(kLogModule, kLogError, "there are no replacements under the key %s", key.c_str());
+        return -ENOENT;
+    }
+    const std::lock_guard<std::mutex> lock(State().mutex);
+    matchData = State().matchData;
+    return 0;
+}
+
+int ParseAndDepend::ParseYaml(ParamType /*type*/, const std::string& path,
+                              std::vector<ApplicationManifest>& manifests,
+                              const MatchData& matchData) {
+    Configuration configuration = GrpOwnerLinux::LoadConfiguration(path, matchData);
+    Log(configuration.diagnostics);
+    if (!configuration.Ok()) {
+        return -EINVAL;
+    }
+    Remember(configuration.manifests);
+    manifests = std::move(configuration.manifests);
+    return 0;
+}
+
+void ParseAndDepend::SetApplicationDependsMap(const DependsMap& depends) {
+    auto copy = std::make_shared<const DependsMap>(depends);
+    const std::lock_guard<std::mutex> lock(State().mutex);
+    State().depends = std::move(copy);
+}
+
+ParseAndDepend::DependsMap ParseAndDepend::GetApplicationDependsMap() const {
+    return *Depends();
+}
+
+bool ParseAndDepend::GetStartGraphWithErrApp(const std::vector<std::string>& names,
+                                             DependGraph& graph,
+                                             std::vector<std::string>& unknown) const {
+    graph = BuildStartGraph(*Depends(), names, unknown);
+    return true;
+}
+
+bool ParseAndDepend::GetTermGraphWithErrApp(const std::vector<std::string>& names,
+                                            DependGraph& graph,
+                                            std::vector<std::string>& unknown) const {
+    graph = BuildTermGraph(*Depends(), names, unknown);
+    return true;
+}
+
+bool ParseAndDepend::IsDynamicParaMatch(
+    const std::string& name, const std::map<int32_t, std::vector<std::string>>& parameters) const {
+    if (!parameters.empty() &&
+        (parameters.begin()->first < 0 || parameters.rbegin()->first > kHighestParameter)) {
+        return false;
+    }
+    const std::lock_guard<std::mutex> lock(State().mutex);
+    return State().templates.count(name) > 0;
+}
