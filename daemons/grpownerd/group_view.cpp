@@ -46,7 +46,7 @@ void GroupView::BootBegins() {
 void GroupView::BootEnds(bool isAllUp) {
     std::lock_guard<std::mutex> lock(mutex_);
     if (showProgress_) {
-        std::printf("%s %zu of %zu base applications run   %s\n",
+        std::printf("%s %zu of %zu base applications run  %s\n",
                     isAllUp ? "[+] Done," : "[!] Not all started:", CountLocked(true),
                     CountLocked(false), Seconds(std::chrono::steady_clock::now() - begin_).c_str());
         std::fflush(stdout);
@@ -60,7 +60,7 @@ void GroupView::Print(const std::string& mark, const std::string& name,
     }
     const std::string shown =
         isUtf8_ ? (mark == "ok" ? "✔" : "✘") : (mark == "ok" ? "[ok]" : "[!!]");
-    std::printf(" %s %-*s  %-40s %s\n", shown.c_str(), static_cast<int>(nameWidth_), name.c_str(),
+    std::printf(" %s %-*s  %-46s %s\n", shown.c_str(), static_cast<int>(nameWidth_), name.c_str(),
                 text.c_str(), Seconds(std::chrono::steady_clock::now() - begin_).c_str());
     std::fflush(stdout);
 }

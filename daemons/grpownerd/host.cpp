@@ -195,9 +195,10 @@ bool Host::OnAppState(const std::string& name, int pid, AppReportState state) {
 // sent the start, so the application counts as running, and the report then brings the pid.
 void Host::OnNotify(const NotifySender& sender, const NotifyMessage& message) {
     if (message.isReady) {
+        // Shown first: the owner releases those that wait for it at once.
+        view_.Running(sender.application, sender.leader);
         (void)owner_.ReportAppStateFromApp(sender.application, sender.leader,
                                            AppReportState::SWITCH_ON);
-        view_.Running(sender.application, sender.leader);
     }
     if (message.isReady || message.isHeartBeat) {
         GrpOwnerLinux::HeartBeatArrived(sender.application, static_cast<uint32_t>(sender.leader));
