@@ -179,7 +179,7 @@ int32_t Daemon::LoadConfigurationOf(Group& group, const Record& record) {
     const auto configuration = GrpOwnerLinux::LoadConfiguration(request->path, request->matchData);
     if (!configuration.diagnostics.empty()) {
         Log(configuration.Ok() ? LogLevel::kWarning : LogLevel::kError,
-            group.Owner() + ": " + request->path + ":\n" +
+            group.Owner() + ": findings in its configuration:\n" +
                 GrpOwnerLinux::RenderDiagnostics(configuration.diagnostics));
     }
     if (!configuration.Ok()) {

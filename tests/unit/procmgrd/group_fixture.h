@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -21,8 +22,11 @@ protected:
         manager.emplace(scratch.Path(), std::move(options));
         ear.emplace(scratch.Path());
         owner.emplace(scratch.Path());
-        ASSERT_EQ(owner->Welcome(), 0);
-        ASSERT_EQ(owner->Load(Configure(applications)), "0");
+        if (owner->Load(Configure(applications)) != "0") {
+            manager->Kill(SIGTERM);
+            manager->Wait();
+            throw std::runtime_error("the configuration is refused: " + manager->Printed());
+        }
     }
 
     std::string Configure(const std::vector<std::string>& applications) const {

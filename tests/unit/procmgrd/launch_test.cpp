@@ -28,7 +28,7 @@ TEST_F(LaunchTest, GivesExactlyTheDocumentedSurroundings) {
     setenv("PROCMGRD_TEST_SECRET", "x", 1);
     setenv("PROCMGRD_TEST_PASSED", "passed on", 1);
     setenv("NOTIFY_SOCKET", "/not/for/children", 1);
-    Boot({"app: {command: [probe, describe], args: [own, ''], heartbeat: 500ms,"
+    Boot({"app: {command: [probe, describe, own, ''], heartbeat: 500ms,"
           " environment: {ADDED: 'a b', LANG: xx}}"},
          {"--pass-env", "PROCMGRD_TEST_PASSED"});
     unsetenv("NOTIFY_SOCKET");
