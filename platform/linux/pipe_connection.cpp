@@ -143,7 +143,7 @@ bool PipeConnection::ReadFrame(std::vector<char>& buffer, std::string& reason) {
         return false;
     }
     std::memcpy(&header, buffer.data(), sizeof(header));
-    if (header.magic != kPipeMagic || header.size > kMaxPipePayload ||
+    if (header.magic != kPipeMagic || header.reserved != 0 || header.size > kMaxPipePayload ||
         header.size != length - sizeof(header)) {
         reason = "the peer has sent a frame that is none";
         return false;
@@ -158,6 +158,10 @@ bool PipeConnection::Accept(const PipeFrameHeader& header, const char* payload,
             Complete(header.sequence, payload, header.size);
             return true;
         case PipeFrameKind::kRequest: {
+            if (header.sequence != 0) {
+                reason = "the peer has sent a request with the number of a call";
+                return false;
+            }
             std::lock_guard<std::mutex> lock(mutex_);
             requests_.emplace_back(payload, payload + header.size);
             queued_.notify_one();
