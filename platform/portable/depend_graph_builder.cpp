@@ -27,6 +27,7 @@ std::vector<DependsMap::const_iterator> Reach(const DependsMap& depends,
     std::set<std::string> seen(roots);
     std::vector<DependsMap::const_iterator> reached;
     std::vector<DependsMap::const_iterator> toVisit;
+    toVisit.reserve(roots.size());
     for (const std::string& root : roots) {
         toVisit.push_back(depends.find(root));
     }
