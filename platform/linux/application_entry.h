@@ -23,6 +23,7 @@ struct ApplicationEntry {
     // What the application itself says, whatever `defaults` say; the places of the values.
     std::optional<Span> command;
     bool hasCommandArguments = false;  // `command` is a list of more than the path
+    bool mayHaveProgram = false;       // `command` is probably mistyped
     std::optional<Span> args;
     std::optional<Span> sharedObject;
     std::optional<Span> autostart;  // true

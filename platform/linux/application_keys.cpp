@@ -179,7 +179,10 @@ void ReadSharedObject(ValueReader& values, const Field& field, ApplicationEntry&
         const Field part{key->text, field.example, *value};
         missing.erase(part.key);
         if (part.key == "name") {
-            fields.soName = values.Text(part).value_or("");
+            fields.soName = values.Text(part).value_or("?");
+            if (fields.soName.empty()) {
+                values.Complaints().Error(value->place, "the name of `shared_object` is empty");
+            }
         } else if (part.key == "path") {
             fields.soPath = values.AbsolutePath(part).value_or("");
         } else if (part.key == "host") {
@@ -259,8 +262,10 @@ void ReadApplicationKeys(ValueReader& values, const YamlNode& map, bool isDefaul
             values.Complaints().Error(name->place, Quote(name->text) + " cannot have a default",
                                       "say it for each application");
         } else if (!IsExtension(name->text)) {
-            values.RefuseKey(*name, isDefaults ? "a key of `defaults`" : "a key of an application",
-                             KeyNames(isDefaults));
+            const auto meant = values.RefuseKey(
+                *name, isDefaults ? "a key of `defaults`" : "a key of an application",
+                KeyNames(isDefaults));
+            entry.mayHaveProgram |= meant == "command" || meant == "shared_object";
         }
     }
 }

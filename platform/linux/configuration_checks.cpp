@@ -71,9 +71,13 @@ private:
         return entries_[step.application].depends[step.next - 1];
     }
 
+    std::string NameOf(const Step& step) const {
+        return Escaped(entries_[step.application].fields.appName);
+    }
+
     // The cycle begins at this depth of the path and is closed by the last step.
     void Tell(size_t begin) {
-        const std::string& first = entries_[path_[begin].application].fields.appName;
+        const std::string first = NameOf(path_[begin]);
         std::string chain = first;
         std::string lines;
         const size_t length = path_.size() - begin;
@@ -86,12 +90,13 @@ private:
                 continue;
             }
             const Step& step = path_[begin + i];
-            chain += " -> " + Taken(step).name;
+            const std::string next = Escaped(Taken(step).name);
+            chain += " -> " + next;
             lines += (lines.empty() ? "line " : ", line ") +
-                     std::to_string(Taken(step).place.line) + " (" +
-                     entries_[step.application].fields.appName + " needs " + Taken(step).name + ")";
+                     std::to_string(Taken(step).place.line) + " (" + NameOf(step) + " needs " +
+                     next + ")";
         }
-        findings_.Error(Taken(path_[begin]).place, Quote(first) + " depends on itself: " + chain,
+        findings_.Error(Taken(path_[begin]).place, "`" + first + "` depends on itself: " + chain,
                         "none of them could ever start; remove one of these steps: " + lines);
     }
 

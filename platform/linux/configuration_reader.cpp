@@ -39,10 +39,9 @@ void CheckVersion(ValueReader& values, const YamlNode& node) {
 // What an application's keys cannot mean together.
 void CheckTogether(const ApplicationEntry& entry, bool isComplete, Findings& findings) {
     const std::string name = Quote(entry.fields.appName);
-    if (!entry.command && !entry.sharedObject && isComplete) {
-        findings.Error(
-            entry.place, name + " has no `command`",
-            "say which program it is: `command: /opt/rover/" + entry.fields.appName + "`");
+    if (!entry.command && !entry.sharedObject && !entry.mayHaveProgram && isComplete) {
+        findings.Error(entry.place, name + " has no `command`",
+                       "for example `command: /opt/rover/camera`");
     }
     if (entry.command && entry.sharedObject) {
         findings.Error(*entry.sharedObject, name + " has a `command` and a `shared_object`",

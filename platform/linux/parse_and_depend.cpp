@@ -1,5 +1,6 @@
 // The manifest service: the configuration that was read last, and the graphs of its dependencies.
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
 #include <mutex>

@@ -19,10 +19,13 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
+constexpr std::string_view kBreaks[] = {"\r\n",     "\n",           "\r",
+                                        "\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9"};
+constexpr std::string_view kFirstOfBreaks = "\n\r\xC2\xE2";
+
 // The bytes of the line break that `text` begins with; 0 for none.
 size_t BreakWidth(std::string_view text) {
-    for (const std::string_view mark :
-         {"\r\n", "\n", "\r", "\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9"}) {
+    for (const std::string_view mark : kBreaks) {
         if (text.substr(0, mark.size()) == mark) {
             return mark.size();
         }
@@ -61,13 +64,13 @@ SourceText::SourceText(std::string bytes) : bytes_(std::move(bytes)) {
     }
     const std::string_view text = bytes_;
     size_t begin = 0;
-    for (size_t place = 0; place < text.size();) {
+    for (size_t place = text.find_first_of(kFirstOfBreaks); place != std::string_view::npos;) {
         const size_t width = BreakWidth(text.substr(place));
         if (width > 0) {
             lines_.push_back({begin, place});
             begin = place + width;
         }
-        place += std::max<size_t>(width, 1);
+        place = text.find_first_of(kFirstOfBreaks, place + std::max<size_t>(width, 1));
     }
     lines_.push_back({begin, text.size()});
 }

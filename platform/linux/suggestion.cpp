@@ -4,6 +4,8 @@
 #include <cctype>
 #include <utility>
 
+#include "platform/linux/utf8.h"
+
 namespace GrpOwnerLinux {
 
 namespace {
@@ -37,6 +39,13 @@ size_t Distance(std::string_view a, std::string_view b) {
     return last[b.size()];
 }
 
+// "kill" of "SIGKILL".
+bool IsLastPart(std::string_view part, std::string_view name) {
+    return part.size() >= 3 && part.size() < name.size() &&
+           std::equal(part.rbegin(), part.rend(), name.rbegin(),
+                      [](char a, char b) { return Lower(a) == Lower(b); });
+}
+
 }  // namespace
 
 Suggester::Suggester(std::vector<std::string_view> known) : known_(std::move(known)) {}
@@ -55,6 +64,9 @@ std::string_view Suggester::Nearest(std::string_view typed) {
             return {};
         }
         effortLeft_ -= effort;
+        if (nearest.empty() && IsLastPart(typed, name)) {
+            nearest = name;
+        }
         if (difference >= limit) {
             continue;
         }
@@ -68,7 +80,7 @@ std::string_view Suggester::Nearest(std::string_view typed) {
 }
 
 std::string DidYouMean(std::string_view name) {
-    return name.empty() ? "" : "did you mean `" + std::string(name) + "`?";
+    return name.empty() ? "" : "did you mean " + Quote(name) + "?";
 }
 
 std::string UseOneOf(std::string_view typed, const std::vector<std::string_view>& known) {

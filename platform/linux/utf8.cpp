@@ -6,7 +6,7 @@ namespace GrpOwnerLinux {
 
 namespace {
 
-constexpr size_t kLongestQuote = 60;  // characters
+constexpr size_t kLongestName = 64;  // characters
 
 bool IsControl(uint32_t value) {
     return value < 0x20 || (value >= 0x7F && value < 0xA0) || value == 0x2028 || value == 0x2029;
@@ -35,10 +35,13 @@ size_t DecodeCharacter(std::string_view text, uint32_t& value) {
         uint8_t mask, lead;
         uint32_t lowest;
     };
-    constexpr Form kForms[] = {
-        {0x80, 0x00, 0}, {0xE0, 0xC0, 0x80}, {0xF0, 0xE0, 0x800}, {0xF8, 0xF0, 0x10000}};
+    constexpr Form kForms[] = {{0xE0, 0xC0, 0x80}, {0xF0, 0xE0, 0x800}, {0xF8, 0xF0, 0x10000}};
     const auto lead = static_cast<uint8_t>(text[0]);
-    size_t width = 0;
+    if (lead < 0x80) {
+        value = lead;
+        return 1;
+    }
+    size_t width = 1;
     for (const Form& form : kForms) {
         ++width;
         if ((lead & form.mask) != form.lead) {
@@ -74,24 +77,28 @@ std::string PrintableLine(std::string_view text) {
     return line;
 }
 
-std::string Quote(std::string_view text) {
-    std::string quoted = "`";
+std::string Escaped(std::string_view text) {
+    std::string escaped;
     size_t count = 0;
     ForEachCharacter(text, [&](std::string_view bytes, uint32_t value) {
-        if (++count > kLongestQuote) {
+        if (++count > kLongestName) {
             return;
         }
         if (!IsControl(value)) {
-            quoted += bytes;
+            escaped += bytes;
             return;
         }
         for (const char byte : bytes) {
             char escape[5];
             std::snprintf(escape, sizeof(escape), "\\x%02x", static_cast<uint8_t>(byte));
-            quoted += escape;
+            escaped += escape;
         }
     });
-    return quoted + (count > kLongestQuote ? "...`" : "`");
+    return escaped + (count > kLongestName ? "..." : "");
+}
+
+std::string Quote(std::string_view text) {
+    return "`" + Escaped(text) + "`";
 }
 
 }  // namespace GrpOwnerLinux

@@ -20,7 +20,10 @@ uint32_t CountCharacters(std::string_view text);
 /// stays.
 std::string PrintableLine(std::string_view text);
 
-/// As a message names it: in backticks, cut when long, what would not print as an escape.
+/// As a message names it: cut when long, what would not print as an escape.
+std::string Escaped(std::string_view text);
+
+/// The same in backticks.
 std::string Quote(std::string_view text);
 
 }  // namespace GrpOwnerLinux

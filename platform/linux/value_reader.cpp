@@ -95,7 +95,7 @@ void ValueReader::Refuse(const Field& field, std::string message, std::string he
     findings_.Error(field.node.place, std::move(message), std::move(help));
 }
 
-bool ValueReader::IsKind(const Field& field, YamlNode::Kind kind, std::string_view what) {
+bool ValueReader::IsKind(const Field& field, YamlNode::Kind kind, std::string_view demand) {
     if (field.node.kind == kind && !field.node.IsEmpty()) {
         return true;
     }
@@ -106,28 +106,32 @@ bool ValueReader::IsKind(const Field& field, YamlNode::Kind kind, std::string_vi
     if (field.node.IsEmpty()) {
         Refuse(field, key + " has no value", ForExample(field));
     } else {
-        Refuse(field, key + " must be " + std::string(what), ForExample(field));
+        Refuse(field, key + " " + std::string(demand), ForExample(field));
     }
     return false;
 }
 
 bool ValueReader::IsSequence(const Field& field) {
-    return IsKind(field, YamlNode::Kind::kSequence, "a list");
+    return IsKind(field, YamlNode::Kind::kSequence, "must be a list");
 }
 
 bool ValueReader::IsMapping(const Field& field) {
-    return IsKind(field, YamlNode::Kind::kMapping, "a map");
+    return IsKind(field, YamlNode::Kind::kMapping, "must be a map");
 }
 
-void ValueReader::RefuseKey(const YamlNode& key, std::string_view what,
-                            const std::vector<std::string_view>& known) {
-    std::string help = key.text == "<<" ? "maps are not merged here: use `defaults`, or an alias"
-                                        : UseOneOf(key.text, known);
+std::string_view ValueReader::RefuseKey(const YamlNode& key, std::string_view what,
+                                        const std::vector<std::string_view>& known) {
+    const std::string_view nearest = Suggester(known).Nearest(key.text);
+    std::string help = nearest.empty() ? UseOneOf(key.text, known) : DidYouMean(nearest);
+    if (key.text == "<<") {
+        help = "maps are not merged here: use `defaults`, or an alias";
+    }
     findings_.Error(key.place, Quote(key.text) + " is not " + std::string(what), std::move(help));
+    return nearest;
 }
 
 std::optional<std::string> ValueReader::Scalar(const Field& field) {
-    if (!IsKind(field, YamlNode::Kind::kScalar, "a single value")) {
+    if (!IsKind(field, YamlNode::Kind::kScalar, "needs a single value here")) {
         return std::nullopt;
     }
     const std::string& text = field.node.text;
@@ -183,8 +187,8 @@ std::optional<std::string> ValueReader::RelativePath(const Field& field) {
         Refuse(field, Quote(*path) + " is not a relative path", ForExample(field));
         return std::nullopt;
     }
-    if (("/" + *path + "/").find("/../") != std::string::npos) {
-        Refuse(field, Quote(*path) + " leads out with `..`", ForExample(field));
+    if (path->find("..") != std::string::npos) {
+        Refuse(field, Quote(*path) + " holds `..`", ForExample(field));
         return std::nullopt;
     }
     return path;

@@ -58,15 +58,16 @@ public:
     bool IsSequence(const Field& field);
     bool IsMapping(const Field& field);
 
-    /// Says that `key` is not among the `known` ones, and which one is meant.
+    /// Says that `key` is not among the `known` ones.
     /// @param what is "a key of an application"
-    void RefuseKey(const YamlNode& key, std::string_view what,
-                   const std::vector<std::string_view>& known);
+    /// @return which one is probably meant; may be empty
+    std::string_view RefuseKey(const YamlNode& key, std::string_view what,
+                               const std::vector<std::string_view>& known);
 
     Findings& Complaints() { return findings_; }
 
 private:
-    bool IsKind(const Field& field, YamlNode::Kind kind, std::string_view what);
+    bool IsKind(const Field& field, YamlNode::Kind kind, std::string_view demand);
     void Refuse(const Field& field, std::string message, std::string help = {});
     bool AddCores(const Field& field, std::string_view range, std::set<uint32_t>& cores);
     std::optional<uint32_t> Identity(const Field& field, bool isUser);

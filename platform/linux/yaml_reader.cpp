@@ -285,8 +285,7 @@ void Reader::CloseCollection(YamlNode& node, const Event& end) {
 
 void Reader::RefuseTag(const Event& event, const yaml_char_t* tag) {
     if (tag != nullptr) {
-        findings_.Error(PlaceOf(event), "tags like " + Quote(TextOf(tag)) + " mean nothing here",
-                        "remove the tag");
+        findings_.Error(PlaceOf(event), "a tag means nothing here", "remove the tag");
     }
 }
 

@@ -1,0 +1,74 @@
+#include <gtest/gtest.h>
+
+#include "tests/unit/manifest/configuration_file.h"
+
+namespace GrpOwnerTest {
+namespace {
+
+using DependsMap = ParseAndDepend::DependsMap;
+
+constexpr char kGood[] =
+    "version: 1\napplications:\n  a: {command: /a}\n"
+    "  b: {command: \"${PLACE}/b\", depends_on: [a], template: true}\n";
+
+ParseAndDepend& Service() {
+    return ParseAndDepend::GetInstance();
+}
+
+// What is good becomes current; what is not is told line by line and changes nothing.
+TEST(ManifestService, AllOrNothing) {
+    ConfigurationFile file(kGood);
+    std::vector<ApplicationManifest> manifests;
+    ASSERT_EQ(Service().ParseYaml(0, file.Path(), manifests, {{"PLACE", "/x"}}), 0);
+    ASSERT_EQ(manifests.size(), 2U);
+    EXPECT_EQ(manifests[1].GetBinPath(), "/x/b");
+    const DependsMap depends = {{"a", {}}, {"b", {"a"}}};
+    EXPECT_EQ(Service().GetApplicationDependsMap(), depends);
+
+    testing::internal::CaptureStderr();
+    EXPECT_NE(Service().ParseYaml(0, file.Path(), manifests, {}), 0);
+    const std::string log = testing::internal::GetCapturedStderr();
+    for (const char* const line :
+         {"/group.yaml:4:17: error: `PLACE` is not defined", "4 |   b: {command: \"${PLACE}/b\"",
+          "  |                 ^^^^^^^^\n", "  = help: define it with"}) {
+        EXPECT_NE(log.find(line), std::string::npos) << line << " in\n" << log;
+    }
+    EXPECT_EQ(manifests.size(), 2U);
+    EXPECT_EQ(Service().GetApplicationDependsMap(), depends);
+}
+
+TEST(ManifestService, MatchDataAreAnsweredUnderTheirKey) {
+    const ParseAndDepend::MatchData data = {{"A", "b"}};
+    GrpOwnerLinux::SetMatchData(data);
+    ParseAndDepend::MatchData got;
+    EXPECT_NE(Service().ParseToReplaceData(1, "other", got), 0);
+    EXPECT_TRUE(got.empty());
+    EXPECT_EQ(Service().ParseToReplaceData(1, "cfgmgr_env", got), 0);
+    EXPECT_EQ(got, data);
+}
+
+TEST(ManifestService, OnlyTemplatesTakeParametersOfKnownIndexes) {
+    const ConfigurationFile file(kGood);
+    std::vector<ApplicationManifest> manifests;
+    ASSERT_EQ(Service().ParseYaml(0, file.Path(), manifests, {{"PLACE", "/x"}}), 0);
+    EXPECT_TRUE(Service().IsDynamicParaMatch("b", {}));
+    EXPECT_TRUE(Service().IsDynamicParaMatch("b", {{0, {"x"}}, {2, {}}}));
+    EXPECT_FALSE(Service().IsDynamicParaMatch("b", {{3, {}}}));
+    EXPECT_FALSE(Service().IsDynamicParaMatch("b", {{-1, {}}}));
+    EXPECT_FALSE(Service().IsDynamicParaMatch("a", {}));
+    EXPECT_FALSE(Service().IsDynamicParaMatch("none", {}));
+}
+
+TEST(ManifestService, GraphsComeFromTheMapThatIsSet) {
+    Service().SetApplicationDependsMap({{"p", {}}, {"q", {"p"}}});
+    DependGraph graph;
+    std::vector<std::string> unknown;
+    EXPECT_TRUE(Service().GetStartGraphWithErrApp({"q", "x"}, graph, unknown));
+    EXPECT_EQ(graph.GetNoDependVertices(), std::set<std::string>{"p"});
+    EXPECT_TRUE(Service().GetTermGraphWithErrApp({"p", "q", "y"}, graph, unknown));
+    EXPECT_EQ(graph.GetNoDependVertices(), std::set<std::string>{"q"});
+    EXPECT_EQ(unknown, (std::vector<std::string>{"x", "y"}));
+}
+
+}  // namespace
+}  // namespace GrpOwnerTest
