@@ -1,0 +1,82 @@
+// What goes wrong in a real group, and how it comes back or ends.
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
+
+#include "tests/e2e/group.h"
+
+namespace EndToEnd {
+
+// The words of applications and the reports of the process manager come on two ways: here the
+// reports are always the later ones.
+TEST_F(Group, ReadinessMayOvertakeTheReportOfAStartAndOfARestart) {
+    Manage({"--fault", "delay-reports=200"});
+    const auto owner =
+        Own("  first: {command: [probe, ready], readiness: notify}\n"
+            "  second: {command: probe, depends_on: [first]}\n",
+            {"DATAMASTER_RUN_MODE=1"});
+    ASSERT_TRUE(owner->Says("Done, 2 of 2")) << owner->Output();
+    const pid_t pid = PidBehind(owner->Output(), "first   running   pid ");
+    kill(pid, SIGSEGV);
+    ASSERT_TRUE(owner->Says("was " + std::to_string(pid))) << owner->Output();
+    EXPECT_EQ(kill(PidBehind(owner->Output(), "first   running   pid "), 0), 0);
+    EndAll(*owner);
+}
+
+TEST_F(Group, ALostHeartbeatRestarts) {
+    Manage();
+    const auto owner = Own("  heart: {command: [probe, beat], heartbeat: 200ms}\n");
+    ASSERT_TRUE(owner->Says("Done, 1 of 1")) << owner->Output();
+    const pid_t pid = PidBehind(owner->Output(), "heart  running   pid ");
+    kill(pid, SIGUSR1);
+    ASSERT_TRUE(owner->Says("heartbeat lost")) << owner->Output();
+    ASSERT_TRUE(owner->Says("was " + std::to_string(pid))) << owner->Output();
+    EXPECT_NE(PidBehind(owner->Output(), "heart  running   pid "), pid);
+    EndAll(*owner);
+}
+
+// An application that is ready only after the base start's time-out; until then a stranger pretends
+// to be it.
+TEST_F(Group, AStrangerIsNotBelievedAndALateOneLetsTheOthersStart) {
+    const int supervisor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    strncpy(address.sun_path, Path("supervisor").c_str(), sizeof(address.sun_path) - 1);
+    ASSERT_EQ(bind(supervisor, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    Manage();
+    const auto owner =
+        Own("  base: {command: probe}\n"
+            "  late: {command: [probe, late], readiness: notify, depends_on: [base]}\n"
+            "  last: {command: probe, depends_on: [late]}\n",
+            {"NOTIFY_SOCKET=" + Path("supervisor")});
+    ASSERT_TRUE(manager_->Says("begun late")) << manager_->Output();
+    Daemon stranger({PROBE, "ready"}, {"NOTIFY_SOCKET=" + Path("run/own.notify"),
+                                       "GRPOWNER_OWNER=own", "GRPOWNER_APPLICATION=late"});
+    ASSERT_TRUE(stranger.Says("heard late")) << stranger.Output();
+
+    ASSERT_TRUE(owner->Says("Not all started: 1 of 3")) << owner->Output();
+    char told[256] = "";
+    (void)!recv(supervisor, told, sizeof(told) - 1, 0);
+    close(supervisor);
+    EXPECT_STREQ(told, "READY=1\nSTATUS=1 of 3 base applications run");
+
+    kill(PidBehind(manager_->Output(), "own/late: runs, pid "), SIGUSR2);
+    ASSERT_TRUE(owner->Says("Done, 3 of 3")) << owner->Output();
+    EndAll(*owner);
+}
+
+TEST_F(Group, WhenTheProcessManagerIsKilledAllEnd) {
+    Manage();
+    const auto owner = Own("  only: {command: probe}\n");
+    ASSERT_TRUE(owner->Says("Done, 1 of 1")) << owner->Output();
+    const pid_t pid = PidBehind(owner->Output(), "only  running   pid ");
+    manager_->Signal(SIGKILL);
+    EXPECT_EQ(owner->Wait(), 1);
+    EXPECT_TRUE(owner->Says("error: the process manager is gone")) << owner->Output();
+    EXPECT_TRUE(HasEnded(pid));
+}
+
+}  // namespace EndToEnd
