@@ -20,14 +20,14 @@ using ProcMgr::AppReportState;
 
 constexpr char kProcessManager[] = "PROCMGR";
 
-ProcMgrDaemon::UniqueFd BlockSignals() {
+Daemons::UniqueFd BlockSignals() {
     sigset_t served;
     sigemptyset(&served);
     for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGUSR2}) {
         sigaddset(&served, number);
     }
     pthread_sigmask(SIG_BLOCK, &served, nullptr);
-    return ProcMgrDaemon::UniqueFd(signalfd(-1, &served, SFD_CLOEXEC | SFD_NONBLOCK));
+    return Daemons::UniqueFd(signalfd(-1, &served, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
 }  // namespace

@@ -4,13 +4,13 @@
 #include <mutex>
 #include <string>
 
+#include "daemons/common/supervisor.h"
+#include "daemons/common/unique_fd.h"
 #include "daemons/grpownerd/booter.h"
 #include "daemons/grpownerd/group_view.h"
 #include "daemons/grpownerd/notify_socket.h"
 #include "daemons/grpownerd/options.h"
 #include "daemons/grpownerd/worker.h"
-#include "daemons/procmgrd/supervisor.h"
-#include "daemons/procmgrd/unique_fd.h"
 #include "grpowner/procmgr_grp_owner.h"
 #include "platform/linux/host.h"
 
@@ -40,9 +40,9 @@ private:
     const Options options_;
     const std::string runDirectory_;
     ProcMgr::ProcMgrGrpOwner& owner_;
-    ProcMgrDaemon::Supervisor supervisor_;
-    ProcMgrDaemon::UniqueFd signals_;
-    ProcMgrDaemon::UniqueFd pipeEnd_;  // readable when the pipe to the process manager has ended
+    Daemons::Supervisor supervisor_;
+    Daemons::UniqueFd signals_;
+    Daemons::UniqueFd pipeEnd_;  // readable when the pipe to the process manager has ended
     std::mutex reasonMutex_;
     std::string pipeEndReason_;  // guarded by reasonMutex_
     GroupView view_;

@@ -26,7 +26,7 @@ void Require(bool isDone, const std::string& what) {
 
 struct Ancillary {
     ucred sender{};
-    std::vector<ProcMgrDaemon::UniqueFd> descriptors;
+    std::vector<Daemons::UniqueFd> descriptors;
 };
 
 Ancillary TakeAncillary(msghdr& message) {

@@ -3,8 +3,8 @@
 #include <functional>
 #include <string>
 
+#include "daemons/common/unique_fd.h"
 #include "daemons/grpownerd/notify_message.h"
-#include "daemons/procmgrd/unique_fd.h"
 
 namespace GrpOwnerDaemon {
 
@@ -33,7 +33,7 @@ private:
 
     const std::string path_;
     const std::string owner_;
-    ProcMgrDaemon::UniqueFd socket_;
+    Daemons::UniqueFd socket_;
 };
 
 }  // namespace GrpOwnerDaemon

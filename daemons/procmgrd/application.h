@@ -106,7 +106,7 @@ private:
 
     State state_ = State::kDown;
     pid_t pid_ = 0;
-    UniqueFd status_;                      // until the exec has succeeded or failed
+    Daemons::UniqueFd status_;             // until the exec has succeeded or failed
     std::optional<LaunchStatus> failure_;  // why it has failed
     ReportKind answer_ = ReportKind::kStarted;
     std::optional<LaunchRequest> next_;

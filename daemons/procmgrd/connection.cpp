@@ -50,7 +50,7 @@ std::string MakeFrame(PipeFrameKind kind, uint64_t sequence, std::string_view pa
 
 }  // namespace
 
-Connection::Connection(EventLoop& loop, ConnectionHandler& handler, UniqueFd socket,
+Connection::Connection(EventLoop& loop, ConnectionHandler& handler, Daemons::UniqueFd socket,
                        const Peer& peer)
     : loop_(loop), handler_(handler), socket_(std::move(socket)), peer_(peer), interest_(EPOLLIN) {
     loop_.Watch(socket_.Get(), interest_, [this](uint32_t events) { OnEvents(events); });

@@ -8,11 +8,11 @@
 #include <string_view>
 #include <vector>
 
+#include "daemons/common/unique_fd.h"
 #include "daemons/procmgrd/event_loop.h"
 #include "daemons/procmgrd/peer.h"
 #include "daemons/procmgrd/pm_wire.h"
 #include "daemons/procmgrd/report_queue.h"
-#include "daemons/procmgrd/unique_fd.h"
 #include "platform/linux/pipe_frame.h"
 
 namespace ProcMgrDaemon {
@@ -37,7 +37,8 @@ public:
 /// listened to either once too much has gathered, so no memory is lost to it, and no report.
 class Connection {
 public:
-    Connection(EventLoop& loop, ConnectionHandler& handler, UniqueFd socket, const Peer& peer);
+    Connection(EventLoop& loop, ConnectionHandler& handler, Daemons::UniqueFd socket,
+               const Peer& peer);
     ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
@@ -82,7 +83,7 @@ private:
 
     EventLoop& loop_;
     ConnectionHandler& handler_;
-    UniqueFd socket_;
+    Daemons::UniqueFd socket_;
     const Peer peer_;
     std::string owner_;  // known since the hello
     ReportQueue* reports_ = nullptr;

@@ -6,8 +6,8 @@
 
 #include <cerrno>
 
+#include "daemons/common/unique_fd.h"
 #include "daemons/procmgrd/log.h"
-#include "daemons/procmgrd/unique_fd.h"
 #include "grpowner/cgroup_binding.h"
 
 namespace ProcMgrDaemon {
@@ -24,7 +24,7 @@ bool IsVersion2() {
 int EnterVersion2(pid_t pid, const std::string& group) {
     const std::string path = std::string(kRoot) + "/" + group + "/cgroup.procs";
     const std::string text = std::to_string(pid);
-    const UniqueFd file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    const Daemons::UniqueFd file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
     if (!file || write(file.Get(), text.data(), text.size()) < 0) {
         const int error = errno;
         LogError("cannot write " + path + ": " + ErrorText(error));

@@ -19,7 +19,7 @@ namespace {
 constexpr char kProcessName[] = "PROCMGR";  // by which owners find us
 constexpr int kLeftAtOnce = 130;
 
-UniqueFd TakeSignals() {
+Daemons::UniqueFd TakeSignals() {
     sigset_t set;
     sigemptyset(&set);
     for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGUSR2, SIGCHLD}) {
@@ -27,7 +27,7 @@ UniqueFd TakeSignals() {
     }
     (void)sigprocmask(SIG_BLOCK, &set, nullptr);
     (void)signal(SIGPIPE, SIG_IGN);
-    return UniqueFd(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
+    return Daemons::UniqueFd(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
 }  // namespace
@@ -41,7 +41,7 @@ Daemon::Daemon(const Options& options, const std::string& runDirectory)
     loop_.SetRoundEnd([this] { OnRoundEnd(); });
     server_ = std::make_unique<ServerSocket>(
         loop_, GrpOwnerLinux::PipePath(runDirectory, kProcessName), options.group,
-        [this](UniqueFd socket) { OnAccepted(std::move(socket)); });
+        [this](Daemons::UniqueFd socket) { OnAccepted(std::move(socket)); });
 }
 
 Daemon::~Daemon() = default;
@@ -56,7 +56,7 @@ int Daemon::Run() {
     return 0;
 }
 
-void Daemon::OnAccepted(UniqueFd socket) {
+void Daemon::OnAccepted(Daemons::UniqueFd socket) {
     const std::optional<Peer> peer = PeerOf(socket.Get());
     if (peer) {
         connections_.push_back(

@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "daemons/common/supervisor.h"
 #include "daemons/procmgrd/connection.h"
 #include "daemons/procmgrd/event_loop.h"
 #include "daemons/procmgrd/group.h"
 #include "daemons/procmgrd/options.h"
 #include "daemons/procmgrd/server_socket.h"
-#include "daemons/procmgrd/supervisor.h"
 
 namespace ProcMgrDaemon {
 
@@ -35,7 +35,7 @@ private:
         std::optional<EventLoop::TimerId> grace;
     };
 
-    void OnAccepted(UniqueFd socket);
+    void OnAccepted(Daemons::UniqueFd socket);
     int32_t OnHello(Connection& connection) override;
     void OnRecord(Connection& connection, const Record& record) override;
     int32_t OnCall(Connection& connection, const Record& record) override;
@@ -56,11 +56,11 @@ private:
 
     const Options options_;
     Faults faults_;
-    Supervisor supervisor_;
+    Daemons::Supervisor supervisor_;
     EventLoop loop_;
     Children children_;
     Workplace workplace_;
-    UniqueFd signals_;
+    Daemons::UniqueFd signals_;
     std::map<std::string, Owned> owned_;  // by the owner's name
     std::vector<std::unique_ptr<Connection>> connections_;
     std::unique_ptr<ServerSocket> server_;

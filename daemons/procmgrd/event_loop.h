@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "daemons/procmgrd/unique_fd.h"
+#include "daemons/common/unique_fd.h"
 
 namespace ProcMgrDaemon {
 
@@ -51,7 +51,7 @@ private:
     int WaitMilliseconds() const;
     void FireTimers();
 
-    UniqueFd epoll_;
+    Daemons::UniqueFd epoll_;
     uint64_t nextId_ = 1;
     // Events name an id, not a descriptor: a number that is closed and reused within one round must
     // not get its predecessor's events.

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <string>
 
+#include "daemons/common/unique_fd.h"
 #include "daemons/procmgrd/event_loop.h"
-#include "daemons/procmgrd/unique_fd.h"
 
 namespace ProcMgrDaemon {
 
@@ -42,9 +42,9 @@ private:
     EventLoop& loop_;
     const size_t limit_;
     const std::string filePath_;
-    UniqueFd readEnd_;
-    UniqueFd writeEnd_;
-    UniqueFd file_;
+    Daemons::UniqueFd readEnd_;
+    Daemons::UniqueFd writeEnd_;
+    Daemons::UniqueFd file_;
     std::string ring_;   // grows up to limit_, then wraps
     size_t oldest_ = 0;  // where the ring begins once it is full
 };

@@ -95,7 +95,8 @@ void ServerSocket::Listen(std::optional<gid_t> group) {
 }
 
 void ServerSocket::Accept() {
-    UniqueFd connection(accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    Daemons::UniqueFd connection(
+        accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (connection) {
         handler_(std::move(connection));
         return;

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "daemons/common/unique_fd.h"
 #include "daemons/procmgrd/event_loop.h"
-#include "daemons/procmgrd/unique_fd.h"
 
 namespace ProcMgrDaemon {
 
@@ -13,7 +13,7 @@ namespace ProcMgrDaemon {
 /// only who holds the lock may remove a socket that a dead process left behind.
 class ServerSocket {
 public:
-    using AcceptHandler = std::function<void(UniqueFd)>;
+    using AcceptHandler = std::function<void(Daemons::UniqueFd)>;
 
     /// @throw std::runtime_error saying what is wrong, when another process serves the path too
     ServerSocket(EventLoop& loop, std::string path, std::optional<gid_t> group,
@@ -33,8 +33,8 @@ private:
     EventLoop& loop_;
     const std::string path_;
     const AcceptHandler handler_;
-    UniqueFd lock_;
-    UniqueFd socket_;
+    Daemons::UniqueFd lock_;
+    Daemons::UniqueFd socket_;
     std::optional<EventLoop::TimerId> pause_;
 };
 

@@ -46,7 +46,7 @@ std::vector<char*> Pointers(const std::vector<std::string>& texts) {
     return pointers;
 }
 
-int MakePipe(int flags, UniqueFd& readEnd, UniqueFd& writeEnd) {
+int MakePipe(int flags, Daemons::UniqueFd& readEnd, Daemons::UniqueFd& writeEnd) {
     int ends[2] = {-1, -1};
     if (pipe2(ends, flags) != 0) {
         return errno;
@@ -69,9 +69,9 @@ void RaiseOpenFileLimit() {
 }
 
 int Spawn(const LaunchPlan& plan, int output, Spawned& spawned) {
-    UniqueFd statusIn;
-    UniqueFd gateOut;
-    UniqueFd gateIn;
+    Daemons::UniqueFd statusIn;
+    Daemons::UniqueFd gateOut;
+    Daemons::UniqueFd gateIn;
     int error = MakePipe(O_CLOEXEC, spawned.status, statusIn);
     if (error == 0 && !plan.controlGroup.empty()) {
         error = MakePipe(O_CLOEXEC, gateOut, gateIn);

@@ -2,14 +2,14 @@
 
 #include <sys/types.h>
 
+#include "daemons/common/unique_fd.h"
 #include "daemons/procmgrd/launch_plan.h"
-#include "daemons/procmgrd/unique_fd.h"
 
 namespace ProcMgrDaemon {
 
 struct Spawned {
     pid_t pid = -1;
-    UniqueFd status;  // LaunchStatus records, then its end; never blocks
+    Daemons::UniqueFd status;  // LaunchStatus records, then its end; never blocks
 };
 
 /// Makes the child that carries out the plan, without waiting for it to have done so. The child is

@@ -1,4 +1,4 @@
-#include "daemons/procmgrd/supervisor.h"
+#include "daemons/common/supervisor.h"
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "daemons/procmgrd/unique_fd.h"
+#include "daemons/common/unique_fd.h"
 
-namespace ProcMgrDaemon {
+namespace Daemons {
 
 namespace {
 
@@ -52,4 +52,4 @@ void Supervisor::Tell(const std::string& lines) const {
                  static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + address_.size()));
 }
 
-}  // namespace ProcMgrDaemon
+}  // namespace Daemons

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <string>
 
-namespace ProcMgrDaemon {
+namespace Daemons {
 
 /// The supervisor above the process manager: what it wants to hear at NOTIFY_SOCKET. Its variables
 /// are taken out of the environment, so that no application speaks in our name.
@@ -25,4 +25,4 @@ private:
     std::chrono::milliseconds interval_{0};
 };
 
-}  // namespace ProcMgrDaemon
+}  // namespace Daemons

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-namespace ProcMgrDaemon {
+namespace Daemons {
 
 /// Owns a file descriptor and closes it.
 class UniqueFd {
@@ -31,4 +31,4 @@ private:
     int fd_ = -1;
 };
 
-}  // namespace ProcMgrDaemon
+}  // namespace Daemons
