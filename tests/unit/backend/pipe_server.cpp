@@ -55,6 +55,8 @@ PipeServer::~PipeServer() {
 Frame PipeServer::Accept(std::string_view welcome) {
     HangUp();
     connection_ = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    const timeval aMinute{60, 0};  // then a test fails instead of hanging
+    EXPECT_EQ(setsockopt(connection_, SOL_SOCKET, SO_RCVTIMEO, &aMinute, sizeof(aMinute)), 0);
     Frame hello = Receive();
     if (!welcome.empty()) {
         SendBytes(welcome);

@@ -84,14 +84,4 @@ EzcomOpenParams OpenParams(EzcomRequestHandler handler, int timeoutMs = 60'000);
 /// Opens a pipe to the server and greets it.
 int OpenPipe(PipeServer& server, EzcomRequestHandler handler);
 
-inline EzcomRequest Request(std::string_view data) {
-    return {data.data(), static_cast<uint32_t>(data.size())};
-}
-
-inline std::string Text(const EzcomResponse& response) {
-    return response.data == nullptr
-               ? std::string()
-               : std::string(static_cast<const char*>(response.data), response.size);
-}
-
 }  // namespace BackendTest

@@ -237,6 +237,46 @@ TEST_F(Pipe, ClosingFailsTheCallsThatWaitAndIsNoEndToTell) {
     EXPECT_EQ(server_.Receive().kind, Kind{});
 }
 
+// The end handler is no exception: it may close what has ended.
+TEST_F(Pipe, ClosesFromWithinTheEndHandler) {
+    GrpOwnerLinux::SetPipeEndHandler([](int fd, const std::string& reason) {
+        Told::Instance().Add(reason + ", " + std::to_string(EzcomClosePipe(fd)));
+    });
+    PipeServer server;
+    const int fd = OpenPipe(server, HandleRequest);
+    server.HangUp();
+    EXPECT_EQ(Told::Instance().WaitFor(1), Lines{"the peer has closed the pipe, 0"});
+    EXPECT_EQ(EzcomClosePipe(fd), -EBADF);
+}
+
+// Whatever others call meanwhile.
+TEST_F(Pipe, KeepsAnAnswerUntilTheSameThreadsNextCall) {
+    EzcomRequest request{"mine", 4};
+    EzcomResponse mine{};
+    auto answering = std::async(std::launch::async, [this] {
+        server_.Send(Kind::kAnswer, server_.Receive().sequence, "my answer");
+    });
+    ASSERT_EQ(EzcomRPCSync(fd_, &request, &mine), 0);
+    answering.get();
+    auto other = CallAside(fd_, "other");
+    server_.Send(Kind::kAnswer, server_.Receive().sequence, "no answer");
+    EXPECT_EQ(other.get(), "no answer");
+    EXPECT_EQ(std::string(static_cast<const char*>(mine.data), mine.size), "my answer");
+}
+
+TEST_F(Pipe, RefusesBadArguments) {
+    EzcomRequest noData{nullptr, 4};
+    EzcomRequest good{"x", 1};
+    EzcomResponse response{};
+    EXPECT_EQ(EzcomSendRequest(fd_, nullptr), -EINVAL);
+    EXPECT_EQ(EzcomSendRequest(fd_, &noData), -EINVAL);
+    EXPECT_EQ(EzcomRPCSync(fd_, &noData, &response), -EINVAL);
+    EXPECT_EQ(EzcomRPCSync(fd_, &good, nullptr), -EINVAL);
+    EXPECT_EQ(EzcomSendResponse(fd_, &response), -EINVAL);  // no call came from there
+    EXPECT_EQ(EzcomSendResponse(-1, &response), -EBADF);
+    EXPECT_FALSE(server_.HasFrame());
+}
+
 TEST_F(Pipe, CarriesOurHeartBeat) {
     const HeartBeatSendParams params{3, 1};
     ASSERT_EQ(RegisterSendHeartBeat("rover", 5, "PM", 2, &params), 0);
