@@ -89,6 +89,7 @@ bool Host::Enable() {
         }
         return false;
     }
+    notify_.SetManager(GrpOwnerLinux::PipePeer(kProcessManager));
     (void)owner_.ReportSelfStateToPm(true);  // a lost process manager ends the loop anyway
     return true;
 }

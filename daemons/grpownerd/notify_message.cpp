@@ -4,6 +4,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 namespace GrpOwnerDaemon {
 
@@ -25,6 +26,17 @@ std::string FindVariable(std::string_view environment, std::string_view name) {
     return {};
 }
 
+// 0 when the process is gone. The name stands before it in brackets and may hold anything.
+pid_t ParentOf(pid_t pid) {
+    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+    std::string stat;
+    std::getline(file, stat, '\0');
+    char state = 0;
+    pid_t parent = 0;
+    std::istringstream(stat.substr(stat.rfind(')') + 1)) >> state >> parent;
+    return parent;
+}
+
 }  // namespace
 
 NotifyMessage ParseNotifyMessage(std::string_view text) {
@@ -43,10 +55,10 @@ NotifyMessage ParseNotifyMessage(std::string_view text) {
     return message;
 }
 
-NotifySender ResolveSender(pid_t pid, std::string_view owner) {
+NotifySender ResolveSender(pid_t pid, std::string_view owner, pid_t manager) {
     NotifySender sender;
     sender.leader = getpgid(pid);
-    if (sender.leader <= 0) {
+    if (sender.leader <= 0 || ParentOf(sender.leader) != manager) {
         return sender;
     }
     std::ifstream file("/proc/" + std::to_string(sender.leader) + "/environ", std::ios::binary);

@@ -26,7 +26,9 @@ struct NotifySender {
 
 /// Resolves a sender by its process group: the process manager makes each application a group of
 /// its own and names owner and application in the leader's environment. What the sender says of
-/// itself does not count. To be called while the sender is kept waiting, or it may be gone.
-NotifySender ResolveSender(pid_t pid, std::string_view owner);
+/// itself does not count, nor does the environment of whom the process manager has not started. To
+/// be called while the sender is kept waiting, or it may be gone.
+/// @param manager the process manager's pid
+NotifySender ResolveSender(pid_t pid, std::string_view owner, pid_t manager);
 
 }  // namespace GrpOwnerDaemon

@@ -99,7 +99,7 @@ bool NotifySocket::ReadOne(const Handler& handler) {
     }
     // Its descriptors are closed at the end of this function, when the message has been handled.
     const Ancillary ancillary = TakeAncillary(message);
-    const NotifySender sender = ResolveSender(ancillary.sender.pid, owner_);
+    const NotifySender sender = ResolveSender(ancillary.sender.pid, owner_, manager_);
     if (!sender.application.empty()) {
         handler(sender, ParseNotifyMessage(std::string_view(text, static_cast<size_t>(length))));
     }

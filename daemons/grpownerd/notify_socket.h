@@ -21,6 +21,9 @@ public:
 
     int Get() const { return socket_.Get(); }
 
+    /// Whose children count as applications. To be told before anything is read.
+    void SetManager(pid_t pid) { manager_ = pid; }
+
     /// Ends the service and removes the socket.
     void Close();
 
@@ -33,6 +36,7 @@ private:
 
     const std::string path_;
     const std::string owner_;
+    pid_t manager_ = 0;
     Daemons::UniqueFd socket_;
 };
 

@@ -34,6 +34,10 @@ using PipeEndHandler = std::function<void(int fd, const std::string& reason)>;
 /// To be set before the pipe is opened.
 void SetPipeEndHandler(PipeEndHandler handler);
 
+/// The pid of the process that serves the newest pipe to that name, as the kernel knows it; 0 when
+/// there is no pipe to it.
+int PipePeer(std::string_view target);
+
 // --- Heartbeats ----------------------------------------------------------------------------------
 
 /// Sets the period of a checked application; three missed beats count as lost. The period stays

@@ -26,6 +26,12 @@ PipeConnection::~PipeConnection() {
     close(socket_);
 }
 
+int PipeConnection::PeerPid() const {
+    ucred peer{};
+    socklen_t size = sizeof(peer);
+    return getsockopt(socket_, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 ? peer.pid : 0;
+}
+
 void PipeConnection::Start() {
     std::lock_guard<std::mutex> lock(mutex_);
     reader_ = StartServiceThread([self = shared_from_this()] { self->Read(); });

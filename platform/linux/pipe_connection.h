@@ -50,6 +50,9 @@ public:
     const std::string& Target() const { return target_; }
     int TimeoutMs() const { return timeoutMs_; }
 
+    /// The pid of the process that serves the other end; 0 when the kernel does not tell.
+    int PeerPid() const;
+
 private:
     struct WaitingCall {
         bool isDone = false;

@@ -41,6 +41,18 @@ ConnectionPtr Find(int handle) {
     return entry == pipes.byHandle.end() ? nullptr : entry->second;
 }
 
+ConnectionPtr FindNewest(std::string_view target) {
+    Pipes& pipes = AllPipes();
+    std::lock_guard<std::mutex> lock(pipes.mutex);
+    ConnectionPtr newest;
+    for (const auto& [handle, connection] : pipes.byHandle) {
+        if (connection->Target() == target) {
+            newest = connection;
+        }
+    }
+    return newest;
+}
+
 bool IsUsable(const EzcomRequest* request) {
     return request != nullptr && (request->data != nullptr || request->size == 0);
 }
@@ -75,17 +87,13 @@ void SetPipeEndHandler(PipeEndHandler handler) {
 }
 
 int SendPipeHeartBeat(std::string_view target) {
-    ConnectionPtr newest;
-    {
-        Pipes& pipes = AllPipes();
-        std::lock_guard<std::mutex> lock(pipes.mutex);
-        for (const auto& [handle, connection] : pipes.byHandle) {
-            if (connection->Target() == target) {
-                newest = connection;
-            }
-        }
-    }
-    return newest == nullptr ? -ENOTCONN : newest->Send(PipeFrameKind::kHeartBeat, 0, nullptr, 0);
+    const ConnectionPtr pipe = FindNewest(target);
+    return pipe == nullptr ? -ENOTCONN : pipe->Send(PipeFrameKind::kHeartBeat, 0, nullptr, 0);
+}
+
+int PipePeer(std::string_view target) {
+    const ConnectionPtr pipe = FindNewest(target);
+    return pipe == nullptr ? 0 : pipe->PeerPid();
 }
 
 }  // namespace GrpOwnerLinux
