@@ -44,7 +44,10 @@ void GroupView::BootBegins() {
 }
 
 void GroupView::BootEnds(bool isAllUp) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    std::unique_lock<std::mutex> lock(mutex_);
+    // The owner counts an application before it tells of it: the last notices are still on their
+    // way when its start has returned.
+    changed_.wait(lock, [this, isAllUp] { return isStopped_ || !isAllUp || AllToldLocked(); });
     if (showProgress_) {
         std::printf("%s %zu of %zu base applications run  %s\n",
                     isAllUp ? "[+] Done," : "[!] Not all started:", CountLocked(true),
@@ -102,6 +105,12 @@ size_t GroupView::CountLocked(bool runningOnly) const {
         std::count_if(applications_.begin(), applications_.end(), [runningOnly](const auto& entry) {
             return entry.second.isBase && (!runningOnly || entry.second.isRunning);
         }));
+}
+
+bool GroupView::AllToldLocked() const {
+    return std::all_of(applications_.begin(), applications_.end(), [](const auto& entry) {
+        return !entry.second.isBase || entry.second.lastPid > 0;
+    });
 }
 
 size_t GroupView::RunningBase() const {

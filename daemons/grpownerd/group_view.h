@@ -48,6 +48,7 @@ private:
     };
 
     size_t CountLocked(bool runningOnly) const;
+    bool AllToldLocked() const;  // whether every base application has run
     void Print(const std::string& mark, const std::string& name, const std::string& text) const;
 
     mutable std::mutex mutex_;
