@@ -68,8 +68,8 @@ std::string RunDirectory(std::string& error) {
         return shared;
     }
     const char* temporary = NonEmpty("TMPDIR");
-    const std::string own = std::string(temporary == nullptr ? "/tmp" : temporary) + "/grpowner-" +
-                            std::to_string(geteuid());
+    std::string own = std::string(temporary == nullptr ? "/tmp" : temporary) + "/grpowner-" +
+                      std::to_string(geteuid());
     std::string whyNotOwn;
     if (Prepare(own, kPrivateMode, whyNotOwn)) {
         return own;
