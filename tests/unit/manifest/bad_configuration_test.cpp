@@ -178,7 +178,7 @@ TEST(BadConfiguration, HostileBytes) {
     size_t rendered = 0;
     for (size_t place = 0; place < good.size(); ++place) {
         rendered += check(good.substr(0, place));
-        for (const char byte : std::string("\0\n\t\"'{[]:#*&$!-\xFF\xC3", 17)) {
+        for (const char byte : std::string("\0\n\"{[:*&\xFF\xC3", 10)) {
             std::string text = good;
             text[place] = byte;
             rendered += check(text);

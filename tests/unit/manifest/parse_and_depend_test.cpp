@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "tests/unit/manifest/configuration_file.h"
 
 namespace GrpOwnerTest {
@@ -68,6 +70,30 @@ TEST(ManifestService, GraphsComeFromTheMapThatIsSet) {
     EXPECT_TRUE(Service().GetTermGraphWithErrApp({"p", "q", "y"}, graph, unknown));
     EXPECT_EQ(graph.GetNoDependVertices(), std::set<std::string>{"q"});
     EXPECT_EQ(unknown, (std::vector<std::string>{"x", "y"}));
+}
+
+// A reload while graphs are asked for: each graph is made of one map or of the other, never of
+// both.
+TEST(ManifestService, MapsAreSwappedWhole) {
+    const ConfigurationFile file(kGood);
+    const ParseAndDepend::MatchData data = {{"PLACE", "/x"}};
+    Service().SetApplicationDependsMap({{"b", {"c"}}, {"c", {}}});
+    std::thread reloading([&file, &data] {
+        for (int i = 0; i < 50; ++i) {
+            std::vector<ApplicationManifest> manifests;
+            EXPECT_EQ(Service().ParseYaml(0, file.Path(), manifests, data), 0);
+            Service().SetApplicationDependsMap({{"b", {"c"}}, {"c", {}}});
+        }
+    });
+    for (int i = 0; i < 500; ++i) {
+        DependGraph graph;
+        std::vector<std::string> unknown;
+        EXPECT_TRUE(Service().GetStartGraphWithErrApp({"b"}, graph, unknown));
+        const std::set<std::string> free = graph.GetNoDependVertices();
+        EXPECT_TRUE(unknown.empty());
+        EXPECT_EQ(free.count("a") + free.count("c"), 1U);
+    }
+    reloading.join();
 }
 
 }  // namespace
