@@ -23,7 +23,11 @@ public:
     ~ConfigurationFile() { std::filesystem::remove_all(folder_); }
 
     std::string Path() const { return folder_ / "group.yaml"; }
-    void Write(const std::string& text) { std::ofstream(Path(), std::ios::binary) << text; }
+    void Write(const std::string& text) {
+        // Some file systems wait for the disk when a file is emptied and written again.
+        std::filesystem::remove(Path());
+        std::ofstream(Path(), std::ios::binary) << text;
+    }
 
     GrpOwnerLinux::Configuration Load(const ParseAndDepend::MatchData& matchData = {}) const {
         return GrpOwnerLinux::LoadConfiguration(Path(), matchData);
