@@ -137,9 +137,10 @@ void CheckDependencies(const std::vector<ApplicationEntry>& entries, bool isWhol
                 findings.Warning(dependency.place,
                                  name + " starts with the group, but needs " +
                                      Quote(dependency.name) + ", which does not",
-                                 name + " will not come up with the group: it waits until " +
-                                     Quote(dependency.name) +
-                                     " runs, and the start of the group ends by its time-out");
+                                 name +
+                                     " will not come up with the group, and the start of the "
+                                     "group counts as failed: let " +
+                                     Quote(dependency.name) + " start with the group too");
             }
         }
     }
