@@ -23,7 +23,7 @@ struct HeartBeats {
 using Lock = std::unique_lock<std::mutex>;
 
 // A callback may itself end a check: it must not wait for its own end then.
-thread_local unsigned g_callbacksOfThisThread = 0;
+thread_local unsigned callbacksOfThisThread = 0;
 
 HeartBeats& State() {
     return Immortal<HeartBeats>();
@@ -40,7 +40,7 @@ int Begin(const HeartBeatRecord& record) {
 // No callback begins after an unregistration returned, so one that was about to begin is waited
 // for.
 void WaitForCallbacks(Lock& lock) {
-    State().callbackEnded.wait(lock, [] { return State().callbacks == g_callbacksOfThisThread; });
+    State().callbackEnded.wait(lock, [] { return State().callbacks == callbacksOfThisThread; });
 }
 
 }  // namespace
@@ -71,9 +71,9 @@ std::optional<int> NotifyHeartBeat(const std::string& name, unsigned pid, int st
     ++beats.callbacks;
     lock.unlock();
     const std::vector<char> unterminated(name.begin(), name.end());
-    ++g_callbacksOfThisThread;
+    ++callbacksOfThisThread;
     const int result = callback(unterminated.data(), unterminated.size(), pid, status);
-    --g_callbacksOfThisThread;
+    --callbacksOfThisThread;
     lock.lock();
     --beats.callbacks;
     beats.callbackEnded.notify_all();
