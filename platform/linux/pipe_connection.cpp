@@ -217,9 +217,19 @@ void PipeConnection::Handle() {
             TellEnd();
             lock.lock();
             isHandling_ = false;
+            ReleaseThreadsLocked();
             return;
         } else {
             queued_.wait(lock);
+        }
+    }
+}
+
+// Both threads are at their end; unless a close has taken them over, nobody need ever join them.
+void PipeConnection::ReleaseThreadsLocked() {
+    for (std::thread* thread : {&reader_, &handling_}) {
+        if (thread->joinable()) {
+            thread->detach();
         }
     }
 }

@@ -66,6 +66,7 @@ private:
     void End(const std::string& reason);
     void Handle();
     void TellEnd();
+    void ReleaseThreadsLocked();
 
     // Constant after construction.
     const int handle_;
