@@ -30,6 +30,7 @@ TEST_F(Group, ALostHeartbeatRestarts) {
     Manage();
     const auto owner = Own("  heart: {command: [probe, beat], heartbeat: 200ms}\n");
     ASSERT_TRUE(owner->Says("Done, 1 of 1")) << owner->Output();
+    ASSERT_TRUE(manager_->Says("begun heart"));  // until then a signal is its end
     const pid_t pid = PidBehind(owner->Output(), "heart  running   pid ");
     kill(pid, SIGUSR1);
     ASSERT_TRUE(owner->Says("heartbeat lost")) << owner->Output();
@@ -74,7 +75,7 @@ TEST_F(Group, WhenTheProcessManagerIsKilledAllEnd) {
     ASSERT_TRUE(owner->Says("Done, 1 of 1")) << owner->Output();
     const pid_t pid = PidBehind(owner->Output(), "only  running   pid ");
     manager_->Signal(SIGKILL);
-    EXPECT_EQ(owner->Wait(), 1);
+    EXPECT_EQ(owner->Wait(), 1) << owner->Output();
     EXPECT_TRUE(owner->Says("error: the process manager is gone")) << owner->Output();
     EXPECT_TRUE(HasEnded(pid));
 }
