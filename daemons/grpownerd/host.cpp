@@ -49,6 +49,7 @@ Host::Host(const Options& options, const std::string& runDirectory,
 
 int Host::Run() {
     if (!Enable()) {
+        notify_.Close();
         return EXIT_FAILURE;
     }
     booter_ = std::make_unique<Booter>(owner_, view_, [this](bool isAllUp) {

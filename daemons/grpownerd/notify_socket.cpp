@@ -59,6 +59,8 @@ NotifySocket::NotifySocket(std::string path, std::string owner)
     errno = ENAMETOOLONG;
     Require(path_.size() < sizeof(address.sun_path), path_);
     std::memcpy(address.sun_path, path_.c_str(), path_.size());
+    lock_.emplace(path_ + ".lock", "a group owner named `" + owner_ + "` serves " + path_ +
+                                       " already; stop it, or choose another name with --name");
     socket_.Reset(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     Require(socket_.Get() >= 0, "socket");
     const int on = 1;
@@ -75,6 +77,7 @@ void NotifySocket::Close() {
     if (socket_) {
         (void)unlink(path_.c_str());
         socket_.Reset();
+        lock_.reset();
     }
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
+#include "daemons/common/lock_file.h"
 #include "daemons/common/unique_fd.h"
 #include "daemons/grpownerd/notify_message.h"
 
@@ -13,7 +15,8 @@ class NotifySocket {
 public:
     using Handler = std::function<void(const NotifySender&, const NotifyMessage&)>;
 
-    /// @throw std::system_error when the socket cannot be had
+    /// @throw std::runtime_error when the socket cannot be had, or another owner of this name has
+    /// it
     NotifySocket(std::string path, std::string owner);
     ~NotifySocket() { Close(); }
     NotifySocket(const NotifySocket&) = delete;
@@ -37,6 +40,7 @@ private:
     const std::string path_;
     const std::string owner_;
     pid_t manager_ = 0;
+    std::optional<Daemons::LockFile> lock_;
     Daemons::UniqueFd socket_;
 };
 

@@ -1,8 +1,6 @@
 #include "daemons/procmgrd/server_socket.h"
 
-#include <fcntl.h>
 #include <sys/epoll.h>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -21,29 +19,22 @@ namespace {
     throw std::runtime_error(what + ": " + ErrorText(error));
 }
 
-bool IsStillThere(int fd, const std::string& path) {
-    struct stat opened {};
-    struct stat named {};
-    return fstat(fd, &opened) == 0 && stat(path.c_str(), &named) == 0 &&
-           opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
-}
-
 }  // namespace
 
 ServerSocket::ServerSocket(EventLoop& loop, std::string path, std::optional<gid_t> group,
                            AcceptHandler handler)
-    : loop_(loop), path_(std::move(path)), handler_(std::move(handler)) {
-    Lock();
+    : loop_(loop),
+      path_(std::move(path)),
+      handler_(std::move(handler)),
+      lock_(path_ + ".lock", "another process manager serves " + path_ +
+                                 "; stop it, or choose another directory with --run-dir") {
     Listen(group);
     loop_.Watch(socket_.Get(), EPOLLIN, [this](uint32_t) { Accept(); });
 }
 
 ServerSocket::~ServerSocket() {
     StopAccepting();
-    // While the lock is held; who waits for it looks whether its file is still the one with the
-    // name.
     (void)unlink(path_.c_str());
-    (void)unlink((path_ + ".lock").c_str());
 }
 
 void ServerSocket::StopAccepting() {
@@ -54,23 +45,6 @@ void ServerSocket::StopAccepting() {
     if (pause_) {
         loop_.Cancel(*pause_);
     }
-}
-
-void ServerSocket::Lock() {
-    const std::string path = path_ + ".lock";
-    do {
-        lock_.Reset(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-        if (!lock_) {
-            Fail("cannot open " + path, errno);
-        }
-        if (flock(lock_.Get(), LOCK_EX | LOCK_NB) != 0) {
-            if (errno == EWOULDBLOCK) {
-                throw std::runtime_error("another process manager serves " + path_ +
-                                         "; stop it, or choose another directory with --run-dir");
-            }
-            Fail("cannot lock " + path, errno);
-        }
-    } while (!IsStillThere(lock_.Get(), path));
 }
 
 void ServerSocket::Listen(std::optional<gid_t> group) {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "daemons/common/lock_file.h"
 #include "daemons/common/unique_fd.h"
 #include "daemons/procmgrd/event_loop.h"
 
@@ -26,14 +27,13 @@ public:
     void StopAccepting();
 
 private:
-    void Lock();
     void Listen(std::optional<gid_t> group);
     void Accept();
 
     EventLoop& loop_;
     const std::string path_;
     const AcceptHandler handler_;
-    Daemons::UniqueFd lock_;
+    const Daemons::LockFile lock_;
     Daemons::UniqueFd socket_;
     std::optional<EventLoop::TimerId> pause_;
 };

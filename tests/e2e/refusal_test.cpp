@@ -19,11 +19,18 @@ applications:
     EXPECT_EQ(owner.Output(), GrpOwnerLinux::RenderDiagnostics(expected.diagnostics));
 }
 
-TEST_F(Group, WithoutAProcessManagerTheOwnerSaysWhatToDo) {
+TEST_F(Group, WithoutAProcessManagerOrBesideItsLikeAnOwnerSaysWhatToDo) {
+    const auto lonely = Own("  only: {command: probe}\n");
+    EXPECT_EQ(lonely->Wait(), 1);
+    EXPECT_TRUE(lonely->Says("why: no process manager serves " + Path("run/PROCMGR.pipe")))
+        << lonely->Output();
+    Manage();
     const auto owner = Own("  only: {command: probe}\n");
-    EXPECT_EQ(owner->Wait(), 1);
-    EXPECT_TRUE(owner->Says("why: no process manager serves " + Path("run/PROCMGR.pipe")))
-        << owner->Output();
+    ASSERT_TRUE(owner->Says("Done, 1 of 1")) << owner->Output();
+    const auto second = Own("  only: {command: probe}\n");
+    EXPECT_EQ(second->Wait(), 1);
+    EXPECT_TRUE(second->Says("error: a group owner named `own` serves")) << second->Output();
+    EndAll(*owner);
 }
 
 TEST_F(Group, WrongUsageIsTold) {
