@@ -1,5 +1,7 @@
 #include "src/server/grp_owner_server.h"
 
+#include <exception>
+
 #include "platform/heartbeat_service.h"
 #include "src/common/logging.h"
 #include "src/common/never_destroyed.h"
@@ -66,7 +68,15 @@ bool GrpOwnerServer::NotifyAppState(const std::string& name, int pid, AppReportS
         MutexLock lock(subscriber.mutex);
         callback = subscriber.appStateChangeCb_;
     }
-    return callback ? callback(name, pid, state) : false;
+    try {
+        return callback ? callback(name, pid, state) : false;
+    } catch (const std::exception& error) {
+        GRP_ERROR("GroupOwner: the subscriber of app states failed: %s. (app=%s)", error.what(),
+                  name.c_str());
+    } catch (...) {
+        GRP_ERROR("GroupOwner: the subscriber of app states failed. (app=%s)", name.c_str());
+    }
+    return false;
 }
 
 std::string GrpOwnerServer::GetAppStateFromProcMgrName(Message::ReportAppStateType type) const {
@@ -251,15 +261,21 @@ int GrpOwnerServer::HeartBeatNotify(const char* name, size_t nameLength, unsigne
     if (status != kHeartBeatLost && status != kHeartBeatBack) {
         return 0;
     }
-    const std::string app(name, nameLength);
-    const auto id = static_cast<int>(pid);
-    const AppReportState state = status == kHeartBeatLost ? AppReportState::HEART_BEAT_LOST
-                                                          : AppReportState::HEART_BEAT_RECOVERY;
-    GRP_EVENT("GroupOwner: process heart beat notify. (app=%s,pid=%d,status=%s)", app.c_str(), id,
-              status == kHeartBeatLost ? "lost" : "recovery");
-    (void)NotifyAppState(app, id, state);
-    UpdateHeartBeatLostApps(app, id, state);
+    try {
+        ApplyHeartBeat(std::string(name, nameLength), static_cast<int>(pid),
+                       status == kHeartBeatLost ? AppReportState::HEART_BEAT_LOST
+                                                : AppReportState::HEART_BEAT_RECOVERY);
+    } catch (const std::exception& error) {
+        GRP_ERROR("GroupOwner: process heart beat notify failed: %s", error.what());
+    }
     return 1;
+}
+
+void GrpOwnerServer::ApplyHeartBeat(const std::string& name, int pid, AppReportState state) {
+    GRP_EVENT("GroupOwner: process heart beat notify. (app=%s,pid=%d,status=%s)", name.c_str(), pid,
+              state == AppReportState::HEART_BEAT_LOST ? "lost" : "recovery");
+    (void)NotifyAppState(name, pid, state);
+    UpdateHeartBeatLostApps(name, pid, state);
 }
 
 void GrpOwnerServer::UpdateHeartBeatLostApps(const std::string& name, int pid,

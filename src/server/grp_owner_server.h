@@ -40,14 +40,16 @@ public:
     void SetSystemStateCallback(const SystemStateCallback& callback);
     static void SetAppStateCallback(const AppStateCallback& callback);
 
-    /// Logs a change and calls the subscriber with no lock held.
-    /// @return the subscriber's answer, false without one
+    /// Logs a change and calls the subscriber with no lock held; what it throws stops here, so that
+    /// the change itself is still applied.
+    /// @return the subscriber's answer, false without one or when it throws
     static bool NotifyAppState(const std::string& name, int pid, AppReportState state);
 
     /// The name of a report's type; "Unknown" beyond the abnormal exit.
     std::string GetAppStateFromProcMgrName(Message::ReportAppStateType type) const;
 
-    /// The callback of the heartbeat service. Status 1: lost, 0: back again.
+    /// The callback of the heartbeat service, which takes no exception. Status 1: lost, 0: back
+    /// again.
     static int HeartBeatNotify(const char* name, size_t nameLength, unsigned pid, int status);
 
 private:
@@ -56,6 +58,7 @@ private:
     void ApplyRestart(const Message::AppStateInfo& report, const Application& application);
     void ApplyNormalExit(const Message::AppStateInfo& report, const Application& application);
     void ApplyAbnormalExit(const Message::AppStateInfo& report, const Application& application);
+    static void ApplyHeartBeat(const std::string& name, int pid, AppReportState state);
     static void ConfirmStart(const std::string& name);
     static void RegisterAppHeartBeatCheck(const Application& application);
     static void UnregisterAppHeartBeatCheck(const Application& application);

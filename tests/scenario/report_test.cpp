@@ -1,5 +1,7 @@
 // What reports, own words, heartbeats and query answers do to records and subscribers.
 
+#include <stdexcept>
+
 #include "src/manager/application_manager.h"
 #include "tests/support/group.h"
 #include "tests/support/isolated.h"
@@ -145,6 +147,23 @@ SCENARIO(Report, HeartBeatLostAndRestarted) {
     EXPECT_TRUE(Logged(kError, "GroupOwner: register heart beat check failed. (app=a,ret=-12)"));
     group.pm.Report({{"a", pid + 1, kExited}});
     EXPECT_FALSE(IsChecked("a"));
+}
+
+// A subscriber that throws stops neither the report that it was told of, nor the next one, nor the
+// heartbeat service's thread.
+SCENARIO(Report, SubscriberThrows) {
+    Group group({App("a").HeartBeat(7), App("b")});
+    ASSERT_TRUE(group.EnableAndStart());
+    ASSERT_TRUE(group.pm.WaitIdle());
+    ASSERT_EQ(group.owner.SubscribeAppState([](const std::string&, int, AppReportState) -> bool {
+        throw std::runtime_error("no");
+    }),
+              0);
+    EXPECT_EQ(NotifyHeartBeat("a", kPid, 1), 1);
+    group.pm.Report({{"a", kPid, kExited}, {"b", kPid + 1, kCrashed, 9}});
+    EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
+    EXPECT_EQ(Group::State("b"), AppStateType::TERMINATED);
+    EXPECT_TRUE(Logged(kError, "GroupOwner: the subscriber of app states failed: no. (app=b)"));
 }
 
 // The answer to a state query: 0 to 2 are kept, anything else becomes 3, strangers are passed over.
