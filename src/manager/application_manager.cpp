@@ -67,9 +67,7 @@ void ApplicationManager::RemoveDynamicApplication(const std::string& name) {
     drivingApplications_.erase(entry);
     removable_.erase(name);
     if (vanished_.erase(name) > 0) {
-        auto depends = ParseAndDepend::GetInstance().GetApplicationDependsMap();
-        depends.erase(name);
-        ParseAndDepend::GetInstance().SetApplicationDependsMap(depends);
+        ForgetDependsLocked(name);
     }
 }
 

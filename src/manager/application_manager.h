@@ -108,10 +108,12 @@ private:
 
     // Configuration.
     std::string StartEntryPath() const EXCLUDES(mutex_);
-    bool BeginReload() EXCLUDES(mutex_);
-    void EndReload(bool allowLaterOnes) EXCLUDES(mutex_);
+    class Reload;
     bool ReloadFrom(const std::string& path);
+    bool AddAndClaimIfIdle(Tables tables) EXCLUDES(mutex_);
     void CarryOverLocked(Tables& tables) REQUIRES(mutex_);
+    void KeepDependsLocked() REQUIRES(mutex_);
+    void ForgetDependsLocked(const std::string& name) REQUIRES(mutex_);
     static Application* FindIn(const Tables& tables, const std::string& name);
     std::shared_ptr<Application> FindLocked(const std::string& name) const REQUIRES(mutex_);
     std::shared_ptr<Application> CreateDynamicLocked(const std::string& name) REQUIRES(mutex_);
@@ -151,6 +153,8 @@ private:
     Names removable_ GUARDED_BY(mutex_);
     // Among them, those whose dependencies only we still keep in the dependency map.
     Names vanished_ GUARDED_BY(mutex_);
+    // Those that ended during a reload: their dependencies go when it is over.
+    Names endedInReload_ GUARDED_BY(mutex_);
 
     // Each synchronises itself.
     StartAppInfo baseStart_;

@@ -77,6 +77,9 @@ ApplicationManager::Tables ApplicationManager::SortManifests(
     Tables tables;
     for (const ApplicationManifest& manifest : manifests) {
         const std::string& name = manifest.GetAppName();
+        if (FindIn(tables, name) != nullptr) {
+            continue;  // the first record stays
+        }
         if (!manifest.GetIsAutoBoot() && manifest.GetIsDynamicPara()) {
             tables.dynamicManifests.emplace(name, manifest);
             GRP_INFO("ApplicationManager init: dynamicManifests_ AppName=%s", name.c_str());
@@ -117,58 +120,96 @@ bool ApplicationManager::ApplicationMgrInit(const std::string& entry) {
         GRP_ERROR("ApplicationManager init: parse application manifest error !!! ");
         return false;
     }
-    Tables tables = SortManifests(manifests);
-    bool isIdle = false;
-    {
-        // A second initialisation adds what is new and keeps the records that are there.
-        MutexLock lock(mutex_);
-        baseApplications_.merge(tables.base);
-        drivingApplications_.merge(tables.driving);
-        dynamicManifests_.merge(tables.dynamicManifests);
-        isIdle = isTransitionFinished_ && baseStarts_ == 0;
-    }
-    if (isIdle) {
+    if (AddAndClaimIfIdle(SortManifests(manifests))) {
         InitAppCond();
+        MutexLock lock(mutex_);
+        isTransitionFinished_ = true;
     }
     return true;
 }
 
-bool ApplicationManager::BeginReload() {
+// A second initialisation adds what is new and keeps the records where they are. The claim keeps a
+// transition from beginning while the batches are readied, which happens without the mutex.
+bool ApplicationManager::AddAndClaimIfIdle(Tables tables) {
     MutexLock lock(mutex_);
-    if (!isTransitionFinished_ || isReloading_ || baseStarts_ > 0) {
-        GRP_ERROR("ApplicationManager: cannot reload now. (isTransitionFinish=%s)",
-                  isTransitionFinished_ ? "true" : "false");
-        return false;
+    for (auto [from, to] : {std::pair(&tables.base, &baseApplications_),
+                            std::pair(&tables.driving, &drivingApplications_)}) {
+        for (auto& [name, application] : *from) {
+            if (FindLocked(name) == nullptr) {
+                to->emplace(name, std::move(application));
+            }
+        }
     }
-    isReloading_ = true;
-    isTransitionFinished_ = false;
-    return true;
+    dynamicManifests_.merge(tables.dynamicManifests);
+    KeepDependsLocked();
+    const bool isIdle = isTransitionFinished_ && baseStarts_ == 0;
+    if (isIdle) {
+        isTransitionFinished_ = false;
+    }
+    return isIdle;
 }
 
-void ApplicationManager::EndReload(bool allowLaterOnes) {
-    MutexLock lock(mutex_);
-    isTransitionFinished_ = true;
-    isReloading_ = !allowLaterOnes;
-}
+/// A reload, if it is let in; its claim is given back on every way out.
+class ApplicationManager::Reload {
+public:
+    explicit Reload(ApplicationManager& manager) : manager_(manager), isLetIn_(Claim(manager)) {}
+    ~Reload() {
+        if (!isLetIn_) {
+            return;
+        }
+        MutexLock lock(manager_.mutex_);
+        manager_.isTransitionFinished_ = true;
+        manager_.isReloading_ = keepsLaterOnesOut_;
+        for (const std::string& name : Names(std::move(manager_.endedInReload_))) {
+            manager_.ForgetDependsLocked(name);
+        }
+        manager_.endedInReload_.clear();
+    }
+    Reload(const Reload&) = delete;
+    Reload& operator=(const Reload&) = delete;
+
+    bool Run();
+
+private:
+    static bool Claim(ApplicationManager& manager) {
+        MutexLock lock(manager.mutex_);
+        if (!manager.isTransitionFinished_ || manager.isReloading_ || manager.baseStarts_ > 0) {
+            GRP_ERROR("ApplicationManager: cannot reload now. (isTransitionFinish=%s)",
+                      manager.isTransitionFinished_ ? "true" : "false");
+            return false;
+        }
+        manager.isReloading_ = true;
+        manager.isTransitionFinished_ = false;
+        return true;
+    }
+
+    ApplicationManager& manager_;
+    bool isLetIn_;
+    bool keepsLaterOnesOut_ = false;
+};
 
 bool ApplicationManager::ReloadCfg() {
-    if (!BeginReload()) {
+    // The claim is given back before the end is told: who waits for that line may reload again.
+    if (!Reload(*this).Run()) {
+        return false;
+    }
+    GRP_EVENT("ReloadCfg end.");
+    return true;
+}
+
+bool ApplicationManager::Reload::Run() {
+    if (!isLetIn_) {
         return false;
     }
     GRP_EVENT("ReloadCfg begin.");
-    const std::string path = StartEntryPath();
+    const std::string path = manager_.StartEntryPath();
     if (path.empty()) {
         GRP_ERROR("ApplicationManager ReloadCfg failed: startup entry path is empty");
         // Kept on purpose: without a path no later reload is let in either.
-        EndReload(false);
+        keepsLaterOnesOut_ = true;
         return false;
     }
-    const bool isReloaded = ReloadFrom(path);
-    EndReload(true);
-    if (isReloaded) {
-        GRP_EVENT("ReloadCfg end.");
-    }
-    return isReloaded;
+    return manager_.ReloadFrom(path);
 }
 
 bool ApplicationManager::ReloadFrom(const std::string& path) {
@@ -199,7 +240,6 @@ bool ApplicationManager::ReloadFrom(const std::string& path) {
 // that vanished. The latter also keeps its place in the dependency map, or no term graph would know
 // it.
 void ApplicationManager::CarryOverLocked(Tables& tables) {
-    auto depends = ParseAndDepend::GetInstance().GetApplicationDependsMap();
     removable_.clear();
     vanished_.clear();
     for (const Applications* table : {&baseApplications_, &drivingApplications_}) {
@@ -211,11 +251,36 @@ void ApplicationManager::CarryOverLocked(Tables& tables) {
                 removable_.insert(name);
                 if (tables.dynamicManifests.count(name) == 0) {
                     vanished_.insert(name);
-                    depends[name] = old->GetDepends();
                 }
             }
         }
     }
+}
+
+// What was read last knows nothing of the vanished ones.
+void ApplicationManager::KeepDependsLocked() {
+    if (vanished_.empty()) {
+        return;
+    }
+    auto depends = ParseAndDepend::GetInstance().GetApplicationDependsMap();
+    for (const std::string& name : vanished_) {
+        depends[name] = drivingApplications_.at(name)->GetDepends();
+    }
+    ParseAndDepend::GetInstance().SetApplicationDependsMap(depends);
+}
+
+// A reload reads the configuration without the mutex: the map is left alone meanwhile, or what it
+// has read would be written over, or what it puts back would bring the name back.
+void ApplicationManager::ForgetDependsLocked(const std::string& name) {
+    if (isReloading_) {
+        endedInReload_.insert(name);
+        return;
+    }
+    if (FindLocked(name) != nullptr || dynamicManifests_.count(name) > 0) {
+        return;  // configured again meanwhile
+    }
+    auto depends = ParseAndDepend::GetInstance().GetApplicationDependsMap();
+    depends.erase(name);
     ParseAndDepend::GetInstance().SetApplicationDependsMap(depends);
 }
 
@@ -238,6 +303,7 @@ void ApplicationManager::UpdateApplicationList(const std::vector<ApplicationMani
     baseApplications_.swap(tables.base);
     drivingApplications_.swap(tables.driving);
     dynamicManifests_.swap(tables.dynamicManifests);
+    KeepDependsLocked();
 }
 
 }  // namespace ProcMgr

@@ -212,6 +212,7 @@ bool ApplicationManager::PollAndWait(const Names& freeNames, StartAppInfo& batch
                                      TimePoint deadline) {
     // Before the lock: a task takes the batch's mutex, and the vector's end waits for all of them.
     std::vector<AsyncTask> tasks;
+    tasks.reserve(freeNames.size());  // growing could fail, and then wait for a task under the lock
     MutexLock lock(batch.mutex);
     CheckProcessCompleted(freeNames, batch, tasks);
     while (!batch.notified) {

@@ -1,6 +1,7 @@
 // Reading the configuration anew while the group runs.
 
 #include <atomic>
+#include <stdexcept>
 #include <thread>
 
 #include "src/manager/application_manager.h"
@@ -155,6 +156,46 @@ SCENARIO(Reload, VanishedButRunning) {
     EXPECT_EQ(Group::Find("tool"), nullptr);
     EXPECT_EQ(Depends().count("top"), 0u);
     EXPECT_EQ(group.Notices().size(), 2u);
+}
+
+// One that ends in the middle of a reload that fails takes its dependencies along, and enabling
+// again forgets those of none that is still up.
+SCENARIO(Reload, VanishedThroughFailureAndEnabling) {
+    Group group({App("top").DependsOn({"bus"}), App("other").DependsOn({"bus"}), App("bus")});
+    ASSERT_TRUE(group.EnableAndStart());
+    ASSERT_TRUE(group.pm.WaitIdle());
+    EXPECT_TRUE(Reload({App("bus")}));
+    SetParseHook([&group] { group.pm.Report({{"top", group.pm.PidOf("top"), kExited}}); });
+    ScriptManifest(ManifestCall::kParseYaml, -1);
+    EXPECT_FALSE(Reload({App("bus")}));
+    const ParseAndDepend::DependsMap left = {{"bus", {}}, {"other", {"bus"}}};
+    EXPECT_EQ(Depends(), left);
+    SetParseHook(nullptr);
+    ASSERT_TRUE(group.Enable());
+    EXPECT_EQ(Depends(), left);
+}
+
+// A name that another table of the configuration has meanwhile keeps its record when the owner is
+// enabled again.
+SCENARIO(Reload, EnablingKeepsRecordsWhereTheyAre) {
+    Group group({App("a").Driving()});
+    ASSERT_TRUE(group.Enable());
+    group.SayReady("a", 5);
+    SetConfiguration({App("a"), App("b")});
+    ASSERT_TRUE(group.Enable());
+    EXPECT_TRUE(Group::Runs("a"));
+    EXPECT_TRUE(group.Start());
+    EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, "a"), 0u);
+}
+
+// A reload that an exception ends lets the next one in.
+SCENARIO(Reload, ThrowsMidway) {
+    Group group({App("a")});
+    ASSERT_TRUE(group.Enable());
+    SetParseHook([] { throw std::runtime_error("out of everything"); });
+    EXPECT_THROW((void)Reload({App("a")}), std::runtime_error);
+    SetParseHook(nullptr);
+    EXPECT_TRUE(Reload({App("a")}));
 }
 
 // A report in the middle of a reload, before or after the process manager's answer, is in the
