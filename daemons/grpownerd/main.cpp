@@ -1,4 +1,5 @@
 #include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -45,6 +46,7 @@ int RunDaemon(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    (void)std::signal(SIGPIPE, SIG_IGN);  // whoever reads the progress may go
     (void)std::setlocale(LC_CTYPE, "");  // then the marks are plain
     try {
         Options options;
