@@ -47,7 +47,7 @@ int RunDaemon(const Options& options) {
 
 int main(int argc, char** argv) {
     (void)std::signal(SIGPIPE, SIG_IGN);  // whoever reads the progress may go
-    (void)std::setlocale(LC_CTYPE, "");  // then the marks are plain
+    (void)std::setlocale(LC_CTYPE, "");   // then the marks are plain
     try {
         Options options;
         const std::optional<int> status = GrpOwnerDaemon::ReadOptions(argc, argv, options);
