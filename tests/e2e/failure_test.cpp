@@ -31,6 +31,8 @@ TEST_F(Group, ALostHeartbeatRestarts) {
     const auto owner = Own("  heart: {command: [probe, beat], heartbeat: 200ms}\n");
     ASSERT_TRUE(owner->Says("Done, 1 of 1")) << owner->Output();
     ASSERT_TRUE(manager_->Says("begun heart"));  // until then a signal is its end
+    // A beat before the check is registered counts for nothing.
+    ASSERT_TRUE(owner->Says("register heart beat check success")) << owner->Output();
     const pid_t pid = PidBehind(owner->Output(), "heart  running   pid ");
     kill(pid, SIGUSR1);
     ASSERT_TRUE(owner->Says("heartbeat lost")) << owner->Output();

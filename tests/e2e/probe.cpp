@@ -3,7 +3,7 @@
 //   heard NAME   the owner has handled its READY=1         down NAME   at SIGTERM
 //
 //   probe        stays             probe ready  says READY=1 as `systemd-notify` does
-//   probe late   says it at SIGUSR2             probe beat   beats until SIGUSR1
+//   probe late   says it at SIGUSR2             probe beat   beats until SIGUSR1, then once more
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -89,7 +89,10 @@ int main(int argc, char** argv) {
             Notify("WATCHDOG=1");
         }
         number = sigtimedwait(&awaited, nullptr, isBeating ? &pause : nullptr);
-        isBeating = isBeating && number != SIGUSR1;
+        if (number == SIGUSR1) {
+            Notify("WATCHDOG=1");
+            isBeating = false;
+        }
         if (number == SIGUSR2) {
             SayReady();
         }
