@@ -1,11 +1,13 @@
 #pragma once
 // What our Linux implementation of the platform offers to daemons beyond the seam: the end of a
-// pipe, the heartbeats that arrive at the host and their periods, the match data, and the
-// configuration checker. The core never includes this.
+// pipe, what virtual files tell and allow, the heartbeats that arrive at the host and their
+// periods, the match data, and the configuration checker. The core never includes this.
 
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,6 +39,25 @@ void SetPipeEndHandler(PipeEndHandler handler);
 /// The pid of the process that serves the newest pipe to that name, as the kernel knows it; 0 when
 /// there is no pipe to it.
 int PipePeer(std::string_view target);
+
+// --- Virtual files and queues --------------------------------------------------------------------
+
+/// Sockets: "<run directory>/<name>.vfs" and "<run directory>/<name>.queue".
+std::string VirtualFilePath(std::string_view runDirectory, std::string_view name);
+std::string QueuePath(std::string_view runDirectory, std::string_view name);
+
+/// What connections to virtual files are told and may do. Root, the process's own user and the
+/// members of `changeGroup` may give every command, others only those of `openCommands`.
+struct VirtualFileOptions {
+    std::string owner;          // name of this process
+    std::string configuration;  // absolute path of the start configuration
+    ParseAndDepend::MatchData matchData;
+    std::set<uint32_t> openCommands;
+    std::optional<uint32_t> changeGroup;  // a group's number
+};
+
+/// To be set before the virtual file is registered.
+void SetVirtualFileOptions(VirtualFileOptions options);
 
 // --- Heartbeats ----------------------------------------------------------------------------------
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "grpowner/app_records.h"
 #include "grpowner/enumerations.h"
-#include "src/common/app_records.h"
 
 namespace ProcMgr::Message {
 

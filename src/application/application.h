@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "grpowner/app_records.h"
 #include "grpowner/enumerations.h"
 #include "platform/manifest_service.h"
 #include "src/application/timer.h"
-#include "src/common/app_records.h"
 #include "src/common/sync.h"
 
 namespace ProcMgr {

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "grpowner/app_records.h"
 #include "platform/manifest_service.h"
 #include "src/agent/messages.h"
 #include "src/application/application.h"
-#include "src/common/app_records.h"
 #include "src/common/sync.h"
 #include "src/manager/restart_batch.h"
 #include "src/manager/start_batch.h"
