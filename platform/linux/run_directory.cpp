@@ -51,6 +51,15 @@ const char* NonEmpty(const char* variable) {
     return value == nullptr || *value == '\0' ? nullptr : value;
 }
 
+std::string SocketPath(std::string_view runDirectory, std::string_view name,
+                       std::string_view ending) {
+    std::string path(runDirectory);
+    path += '/';
+    path += name;
+    path += ending;
+    return path;
+}
+
 }  // namespace
 
 std::string RunDirectory(std::string& error) {
@@ -79,11 +88,15 @@ std::string RunDirectory(std::string& error) {
 }
 
 std::string PipePath(std::string_view runDirectory, std::string_view processName) {
-    std::string path(runDirectory);
-    path += '/';
-    path += processName;
-    path += ".pipe";
-    return path;
+    return SocketPath(runDirectory, processName, ".pipe");
+}
+
+std::string VirtualFilePath(std::string_view runDirectory, std::string_view name) {
+    return SocketPath(runDirectory, name, ".vfs");
+}
+
+std::string QueuePath(std::string_view runDirectory, std::string_view name) {
+    return SocketPath(runDirectory, name, ".queue");
 }
 
 }  // namespace GrpOwnerLinux
