@@ -12,6 +12,10 @@
 //   configuration=<absolute path>         define=<NAME>=<VALUE>   (once for each pair of match
 //   data)
 //
+// A connection that is not served gets a greeting without rights and facts, then a refusal with the
+// sequence 0 that says why, and then the end. A packet that is no request is refused with the
+// sequence 0 too; the connection goes on.
+//
 // The requests of one connection are carried out one after the other, those of different ones side
 // by side. A connection may be ended by its client at any time.
 
@@ -51,7 +55,9 @@ struct VirtualFileAnswer {
     uint32_t magic = kVirtualFileMagic;
     uint32_t sequence = 0;
     VirtualFileOutcome outcome = VirtualFileOutcome::kDone;
-    int32_t code = 0;  // of a refusal: -EACCES, -EMSGSIZE, -EBUSY (too many connections), -ENOTTY
+    // Of a refusal: -EACCES, -EMSGSIZE, -EBADMSG, -ENOTTY (no operation for it); of a connection
+    // -EBUSY (too many), -EAGAIN, or what the operation that opens has answered.
+    int32_t code = 0;
     uint32_t length = 0;
 };
 
