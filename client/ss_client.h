@@ -59,10 +59,11 @@ struct ListAnswer {
 /// Talks to one owner. Its calls belong to one thread.
 class SsClient {
 public:
-    /// How long an owner may take at most beyond the time-out that it was given, and for what has
-    /// none.
+    /// How long an owner may take: beyond the time-out that it was given, for a command that has
+    /// none, and for stopping everything. A change may take its time-out three times.
     static constexpr std::chrono::milliseconds kMargin{2000};
-    static constexpr std::chrono::milliseconds kStopAllLimit{40000};
+    static constexpr std::chrono::milliseconds kPlainLimit{5000};
+    static constexpr std::chrono::milliseconds kStopAllLimit{38000};
 
     static Result<SsClient> Connect(const std::string& path);
 
@@ -82,7 +83,8 @@ public:
     Result<ListAnswer> List();
     /// Name to option; true when the owner would accept them.
     Result<bool> Verify(const std::map<std::string, uint32_t>& changes);
-    /// Split over as many records as it takes, in the order of the names.
+    /// In the order of the names, over as many records as it takes. kRefused with code 0 when the
+    /// owner could not find out.
     Result<std::vector<Status>> Query(const std::vector<std::string>& names,
                                       std::chrono::milliseconds timeout);
 
@@ -91,6 +93,14 @@ public:
                             std::chrono::milliseconds timeout);
 
 private:
+    Result<std::string> Call(Command command, const std::vector<uint8_t>& record,
+                             std::chrono::milliseconds limit);
+    Result<std::string> CallPlain(Command command, std::chrono::milliseconds limit);
+    Result<bool> CallForFlag(Command command, std::chrono::milliseconds limit);
+    Result<bool> QueryPart(const std::vector<std::string>& names, int32_t timeout,
+                           std::vector<Status>& statuses);
+    std::chrono::milliseconds PlainLimit() const;
+
     VirtualFile file_;
     int interruptFd_ = -1;
 };
