@@ -1,0 +1,207 @@
+#include "client/ss_wire.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+using namespace std::string_literals;
+
+namespace GrpOwnerClient::SsWire {
+namespace {
+
+using ProcMgr::OptionType;
+
+// One word for whatever a call ends with, so that tables compare.
+template <typename Value, typename Show>
+std::string Outcome(const Result<Value>& result, Show show) {
+    if (result) {
+        return show(*result);
+    }
+    switch (result.GetError().kind) {
+        case ErrorKind::kUsage:
+            return "usage";
+        case ErrorKind::kTooLarge:
+            return "too large";
+        case ErrorKind::kMalformed:
+            return "malformed";
+        default:
+            return "refused " + std::to_string(result.GetError().code);
+    }
+}
+
+std::string Same(const std::string& text) {
+    return text;
+}
+
+std::string Word(bool flag) {
+    return flag ? "yes" : "no";
+}
+
+// The requests as the owner's side is told to read them, and what must never leave.
+TEST(SsWire, PacksChangesLetterForLetter) {
+    const std::vector<std::string> many(kMaxEntries + 1);
+    const struct {
+        std::vector<Change> changes;
+        std::string payload;
+    } rows[] = {
+        {{}, "0#"},
+        {{{"cam", OptionType::START, {"-a", "-b"}, {{0, {"x"}}}}}, "1#cam#0#2#-a#-b#1#0#1#x#"},
+        {{{"a", OptionType::TERM, {}, {}}, {"b", OptionType::RESTART, {""}, {{0, {}}, {2, {"v"}}}}},
+         "2#a#1#0#0#b#2#1##2#0#0#2#1#v#"},
+        {{{"a#b", OptionType::START, {}, {}}}, "usage"},
+        {{{"", OptionType::START, {}, {}}}, "usage"},
+        {{{"a\0b"s, OptionType::START, {}, {}}}, "usage"},
+        {{{"a", OptionType::START, {"one\ntwo"}, {}}}, "usage"},
+        {{{"a", OptionType::START, {}, {{1, {"#"}}}}}, "usage"},
+        {{{"a", OptionType::START, {}, {{-1, {"x"}}}}}, "usage"},
+        {{{"a", OptionType::START, {}, {{3, {"x"}}}}}, "usage"},
+        {{{"a", OptionType::START, many, {}}}, "too large"},
+        {{{"a", OptionType::START, {}, {{0, many}}}}, "too large"},
+        {{{std::string(kLongestName + 1, 'n'), OptionType::START, {}, {}}}, "usage"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Outcome(PackChange(row.changes), Same), row.payload);
+    }
+    EXPECT_EQ(Outcome(PackVerify({{"nav", 2}, {"cam", 7}}), Same), "2#cam#7#nav#2#");
+    EXPECT_EQ(PackQuery({"cam", "x"}), "\2\0\0\0\3\0\0\0cam\1\0\0\0x"s);
+}
+
+// The last byte of a record is used, the one after it is refused with the numbers.
+TEST(SsWire, FillsARecordToItsEnd) {
+    const auto full = MakeRecord(std::string(3988, 'x'), 0x01020304, 7);
+    ASSERT_TRUE(full);
+    EXPECT_EQ(std::string(full->begin(), full->begin() + 13), "\x94\x0f\0\0\0\0\0\0\4\3\2\1x"s);
+    EXPECT_EQ(full->size(), 4000U);
+    EXPECT_EQ(full->back(), 'x');
+    const auto beyond = MakeRecord(std::string(3989, 'x'), 1, 7);
+    EXPECT_EQ(Outcome(beyond, [](const Record&) { return "fits"; }), "too large");
+    EXPECT_EQ(beyond.GetError().message,
+              "the request needs 3989 bytes for 7 applications, a record holds 3988 bytes and 1024 "
+              "applications");
+}
+
+// A thousand names of any length arrive once each and in order; no part can overflow its answer,
+// and none could have taken the next name as well.
+TEST(SsWire, SplitsAThousandNames) {
+    std::vector<std::string> names;
+    for (size_t index = 0; index < 1000; ++index) {
+        names.push_back(std::to_string(index) + std::string(index * 37 % 211, 'n'));
+    }
+    names.insert(names.begin() + 500, std::string(kLongestName, 'l'));
+    const auto parts = SplitQuery(names);
+    ASSERT_TRUE(parts);
+    const auto cost = [](const std::string& name) { return 12 + name.size(); };
+    std::vector<std::string> joined;
+    size_t last = 3983;
+    for (const auto& part : *parts) {
+        ASSERT_FALSE(part.empty());
+        EXPECT_GT(last + cost(part.front()), 3983U);
+        last = 0;
+        for (const std::string& name : part) {
+            last += cost(name);
+            joined.push_back(name);
+        }
+        EXPECT_LE(last, 3983U);
+    }
+    EXPECT_EQ(joined, names);
+    EXPECT_EQ(Outcome(SplitQuery({std::string(kLongestName + 1, 'l')}), [](auto&) { return "ok"; }),
+              "usage");
+}
+
+TEST(SsWire, BelievesNoTextThatIsNotInForm) {
+    const auto show = [](const ChangeAnswer& answer) {
+        std::string text = Word(answer.isOk);
+        for (const ChangeResult& result : answer.results) {
+            text += " " + result.name + "=" + std::to_string(result.state);
+        }
+        return text;
+    };
+    const struct {
+        std::string payload;
+        std::string outcome;
+    } changes[] = {
+        {"3#1#cam#0#nav#2#", "yes cam=0 nav=2"},
+        {"1#0#", "no"},
+        {"2#0##4294967295#", "no =4294967295"},
+        {"", "malformed"},
+        {"#1#", "malformed"},
+        {"0#1#", "malformed"},
+        {"1#2#", "malformed"},
+        {"1#1", "malformed"},
+        {"2#1#", "malformed"},
+        {"2#1#cam#", "malformed"},
+        {"2#1#cam#0", "malformed"},
+        {"2#1#cam#0#nav#0#", "malformed"},
+        {"2#1#cam#-1#", "malformed"},
+        {"2#1#cam# 1#", "malformed"},
+        {"2#1#cam#4294967296#", "malformed"},
+        {"4294967295#1#cam#0#", "malformed"},
+        {"18446744073709551617#1#", "malformed"},
+    };
+    for (const auto& row : changes) {
+        EXPECT_EQ(Outcome(UnpackChange(row.payload), show), row.outcome) << row.payload;
+    }
+    const auto names = [](const ListAnswer& answer) {
+        std::string text = Word(answer.isOk);
+        for (const std::string& name : answer.names) {
+            text += " " + name;
+        }
+        return text;
+    };
+    EXPECT_EQ(Outcome(UnpackList("1#cam#nav#"), names), "yes cam nav");
+    EXPECT_EQ(Outcome(UnpackList("0#"), names), "no");
+    for (const char* payload : {"", "1", "1#cam", "0#cam#", "2#cam#"}) {
+        EXPECT_EQ(Outcome(UnpackList(payload), names), "malformed") << payload;
+    }
+    EXPECT_EQ(Outcome(UnpackFlag("1"), Word) + Outcome(UnpackSetState("0#"), Word), "yesno");
+    for (const std::string& payload : {""s, "1#1"s, "01"s, "true"s, "1\0"s}) {
+        EXPECT_EQ(Outcome(UnpackFlag(payload), Word), "malformed") << payload;
+        EXPECT_EQ(Outcome(UnpackSetState(payload), Word), "malformed") << payload;
+    }
+}
+
+// Cut anywhere, or with counts and lengths that lie, a query's answer is none.
+TEST(SsWire, BelievesNoStatusBeyondTheAnswer) {
+    const auto show = [](const QueryAnswer& answer) {
+        std::string text = Word(answer.isOk);
+        for (const Status& entry : answer.entries) {
+            text += " " + entry.name + " " + std::to_string(entry.pid) + " " +
+                    std::to_string(entry.state);
+        }
+        return text;
+    };
+    const std::string good =
+        "\1\2\0\0\0\3\0\0\0cam\x39\5\0\0\3\0\0\0\0\0\0\0\xff\xff\xff\xff\1\0\0\0"s;
+    EXPECT_EQ(Outcome(UnpackQuery(good), show), "yes cam 1337 3  -1 1");
+    EXPECT_EQ(Outcome(UnpackQuery("\0\0\0\0\0"s), show), "no");
+    for (size_t length = 0; length < good.size(); ++length) {
+        EXPECT_EQ(Outcome(UnpackQuery(good.substr(0, length)), show), "malformed") << length;
+    }
+    EXPECT_EQ(Outcome(UnpackQuery(good + "x"), show), "malformed");
+    for (const size_t place : {0U, 1U, 4U, 5U, 8U}) {  // the flag, the count, a length
+        std::string bad = good;
+        bad[place] = '\x7f';
+        EXPECT_EQ(Outcome(UnpackQuery(bad), show), "malformed") << place;
+    }
+}
+
+// The operation's result, the claimed size and the record must agree before anything is read.
+TEST(SsWire, ChecksTheRecordAgainstTheResult) {
+    const auto answer = [](int code, uint64_t size, size_t length = kRecordSize) {
+        IoctlAnswer made{code, std::vector<uint8_t>(length, 'd')};
+        std::memcpy(made.buffer.data(), &size, std::min(length, sizeof(size)));
+        return Outcome(TakePayload(made), Same);
+    };
+    EXPECT_EQ(answer(10, 2), "dd");
+    EXPECT_EQ(answer(3996, 3988), std::string(3988, 'd'));
+    EXPECT_EQ(answer(3997, 3989), "malformed");
+    EXPECT_EQ(answer(10, 3), "malformed");
+    EXPECT_EQ(answer(7, UINT64_MAX), "malformed");
+    EXPECT_EQ(answer(10, 2, 3999), "malformed");
+    EXPECT_EQ(answer(8, 0, 4), "malformed");
+    EXPECT_EQ(answer(-15794176, 2), "refused -15794176");
+    EXPECT_EQ(answer(-15794179, 5000), "refused -15794179");
+}
+
+}  // namespace
+}  // namespace GrpOwnerClient::SsWire
