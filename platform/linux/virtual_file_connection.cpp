@@ -115,8 +115,10 @@ bool VirtualFileConnection::AnswerRefusal(uint32_t sequence, int32_t code,
     answer.sequence = sequence;
     answer.outcome = VirtualFileOutcome::kRefused;
     answer.code = code;
-    DlogInner(kLogModule, kLogInfo, "%s refuses with %d: %.*s", file_.name.c_str(), code,
-              static_cast<int>(reason.size()), reason.data());
+    if (CheckLogLevel(kLogModule, kLogInfo) == 1) {
+        DlogInner(kLogModule, kLogInfo, "%s refuses with %d: %.*s", file_.name.c_str(), code,
+                  static_cast<int>(reason.size()), reason.data());
+    }
     return SendFrame(socket_, answer, reason.data(), reason.size());
 }
 

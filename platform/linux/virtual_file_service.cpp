@@ -31,6 +31,12 @@ constexpr size_t kMaxConnections = 64;
 // Fewer for those who may only ask, so that they cannot keep out who may change.
 constexpr size_t kMaxQueryConnections = 48;
 
+void LogError(const std::string& text) {
+    if (CheckLogLevel(kLogModule, kLogError) == 1) {
+        DlogInner(kLogModule, kLogError, "%s", text.c_str());
+    }
+}
+
 /// Serves one virtual file. The mutex guards the count; the rest is constant once it runs.
 class VirtualFileServer {
 public:
@@ -99,8 +105,7 @@ private:
         try {
             connection.Serve();
         } catch (const std::exception& error) {
-            DlogInner(kLogModule, kLogError, "a connection to %s has ended: %s", file_.name.c_str(),
-                      error.what());
+            LogError("a connection to " + file_.name + " has ended: " + error.what());
         }
     }
 
@@ -205,8 +210,7 @@ int IAMRegisterService(const IAMServiceDescriptor* descriptor) {
     std::string reason;
     const int result = GrpOwnerLinux::Register(*descriptor, reason);
     if (result < 0) {
-        DlogInner(GrpOwnerLinux::kLogModule, GrpOwnerLinux::kLogError, "virtual file %s: %s",
-                  descriptor->name, reason.c_str());
+        GrpOwnerLinux::LogError(std::string("virtual file ") + descriptor->name + ": " + reason);
     }
     return result;
 }
