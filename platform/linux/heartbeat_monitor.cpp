@@ -10,9 +10,24 @@ constexpr int kStatusLost = 1;
 
 }  // namespace
 
-void HeartBeatMonitor::Register(const std::string& name, HeartBeatCheckCallback callback) {
+// An application's own word reaches us on another way than the process manager's report that leads
+// to the registration. Whichever is first, one that hangs right after its word is found out.
+void HeartBeatMonitor::Register(const std::string& name, HeartBeatCheckCallback callback,
+                                TimePoint now) {
     std::lock_guard<std::mutex> lock(mutex_);
-    checks_[name] = {callback, std::nullopt, 0, false, false};
+    Check& check = checks_[name];
+    uint32_t pid = check.lastBeat && !check.isLost ? check.pid : 0;
+    const auto early = earlyBeats_.find(name);
+    if (early != earlyBeats_.end()) {
+        if (now - early->second.time <= kEarlyBeatLife) {
+            pid = early->second.pid;
+        }
+        earlyBeats_.erase(early);
+    }
+    check = {callback, std::nullopt, pid, pid, false, false};
+    if (pid != 0) {
+        check.lastBeat = now;
+    }
 }
 
 void HeartBeatMonitor::Unregister(const std::string& name) {
@@ -24,6 +39,7 @@ void HeartBeatMonitor::Unregister(const std::string& name) {
 void HeartBeatMonitor::UnregisterAll() {
     std::unique_lock<std::mutex> lock(mutex_);
     checks_.clear();
+    earlyBeats_.clear();
     WaitForCallback(lock, nullptr);
 }
 
@@ -47,11 +63,19 @@ void HeartBeatMonitor::SetPeriod(const std::string& name, uint32_t periodMs) {
 bool HeartBeatMonitor::Beat(const std::string& name, uint32_t pid, TimePoint now) {
     std::lock_guard<std::mutex> lock(mutex_);
     const auto entry = checks_.find(name);
+    const bool isOfCheck =
+        entry != checks_.end() && (!entry->second.lastBeat || entry->second.firstPid == pid);
+    if (!isOfCheck && periodsMs_.count(name) != 0) {
+        earlyBeats_[name] = {now, pid};
+    }
     if (entry == checks_.end()) {
         return false;
     }
     Check& check = entry->second;
     const bool mustLook = check.isLost || !check.lastBeat;
+    if (!check.lastBeat) {
+        check.firstPid = pid;
+    }
     check.lastBeat = now;
     check.pid = pid;
     check.isLost = false;

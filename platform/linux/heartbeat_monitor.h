@@ -25,8 +25,12 @@ class HeartBeatMonitor {
 public:
     using TimePoint = HeartBeatClock::time_point;
 
-    /// Begins to check, or begins anew: counting starts with the next beat.
-    void Register(const std::string& name, HeartBeatCheckCallback callback);
+    /// How long a beat that overtakes its registration is kept.
+    static constexpr std::chrono::seconds kEarlyBeatLife{2};
+
+    /// Begins to check, or begins anew. An application that beats already, or whose first beat came
+    /// at most two seconds ago, is counted from now on, any other from its next beat.
+    void Register(const std::string& name, HeartBeatCheckCallback callback, TimePoint now);
 
     /// After the return no callback for the name begins. Waits for one that runs, unless it is the
     /// caller's own.
@@ -48,9 +52,16 @@ private:
     struct Check {
         HeartBeatCheckCallback callback = nullptr;
         std::optional<TimePoint> lastBeat;  // none: nothing is counted yet
+        uint32_t firstPid = 0;              // of the beat that began the counting
+        uint32_t pid = 0;                   // of the last beat
+        bool isLost = false;                // as it is
+        bool isToldLost = false;            // as it was told last
+    };
+
+    /// A beat of a process whose registration is still to come.
+    struct EarlyBeat {
+        TimePoint time;
         uint32_t pid = 0;
-        bool isLost = false;      // as it is
-        bool isToldLost = false;  // as it was told last
     };
 
     bool NextChange(TimePoint now, std::string& name, Check& change);
@@ -59,6 +70,7 @@ private:
 
     std::mutex mutex_;
     std::map<std::string, Check> checks_;
+    std::map<std::string, EarlyBeat> earlyBeats_;
     std::map<std::string, uint32_t> periodsMs_;
     std::optional<std::string> calling_;  // the name whose callback runs
     std::optional<std::thread::id> caller_;

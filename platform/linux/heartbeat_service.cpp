@@ -136,6 +136,7 @@ void HeartBeatArrived(const std::string& name, uint32_t pid) {
 
 }  // namespace GrpOwnerLinux
 
+using GrpOwnerLinux::HeartBeatClock;
 using GrpOwnerLinux::OtherHearts;
 using GrpOwnerLinux::OwnHeart;
 
@@ -161,7 +162,9 @@ int RegisterCheckHeartBeat(const char* name, size_t nameLength, uint32_t /*gid*/
     }
     const int result = OtherHearts().Start();
     if (result == 0) {
-        OtherHearts().monitor.Register(std::string(name, nameLength), callback);
+        OtherHearts().monitor.Register(std::string(name, nameLength), callback,
+                                       HeartBeatClock::now());
+        OtherHearts().Wake();  // an early beat is counted from now on
     }
     return result;
 }

@@ -28,7 +28,7 @@ int Record(const char* name, size_t length, unsigned pid, int status) {
 int UnregisterFromCallback(const char* name, size_t length, unsigned pid, int status) {
     monitor->Unregister(std::string(name, length));
     monitor->UnregisterAll();
-    monitor->Register("other", Record);  // no lock is held
+    monitor->Register("other", Record, {});  // no lock is held
     return Record(name, length, pid, status);
 }
 
@@ -56,6 +56,9 @@ protected:
         monitor_.TellChanges(start_ + milliseconds(ms));
         return Told::Instance().WaitFor(0);
     }
+    void Register(int ms, HeartBeatCheckCallback callback = Record) {
+        monitor_.Register("camera", callback, start_ + milliseconds(ms));
+    }
     bool Beat(int ms) { return monitor_.Beat("camera", 7, start_ + milliseconds(ms)); }
 
     using Lines = std::vector<std::string>;
@@ -64,7 +67,7 @@ protected:
 };
 
 TEST_F(HeartBeatTest, TellsEachChangeOnce) {
-    monitor_.Register("camera", Record);
+    Register(0);
     EXPECT_EQ(At(1'000'000), Lines{});  // nothing is counted before the first beat
     EXPECT_TRUE(Beat(0));
     EXPECT_EQ(monitor_.TellChanges(start_), start_ + milliseconds(300));
@@ -81,13 +84,12 @@ TEST_F(HeartBeatTest, TellsEachChangeOnce) {
 
 // A new registration is a new start: not lost, nothing counted; the period stays known.
 TEST_F(HeartBeatTest, BeginsAnewWithARegistration) {
-    monitor_.Register("camera", Record);
+    Register(0);
     Beat(0);
-    monitor_.Register("camera", Record);
-    EXPECT_EQ(At(300), Lines{});
-    Beat(400);
-    EXPECT_EQ(At(700), Lines{"camera 7 lost"});
-    monitor_.Register("camera", Record);
+    Register(100);
+    EXPECT_EQ(At(399), Lines{});
+    EXPECT_EQ(At(400), Lines{"camera 7 lost"});
+    Register(500);
     EXPECT_EQ(At(10'000), Lines{});
     Beat(10'000);
     EXPECT_EQ(At(10'000), Lines{});
@@ -95,8 +97,29 @@ TEST_F(HeartBeatTest, BeginsAnewWithARegistration) {
     EXPECT_EQ(At(1'000'000), Lines{});  // without a period never lost
 }
 
+// A beat that overtakes the registration is counted from there, for two seconds; one that the
+// process before it sent is not.
+TEST_F(HeartBeatTest, KeepsABeatThatOvertakesItsRegistration) {
+    Beat(0);
+    Register(2000);
+    EXPECT_EQ(At(2300), Lines{"camera 7 lost"});
+    monitor_.Unregister("camera");
+    Beat(3000);
+    Register(5001);
+    EXPECT_EQ(At(10'000), Lines{});
+    Beat(10'000);
+    monitor_.Unregister("camera");
+    Register(10'001);
+    EXPECT_EQ(At(11'000), Lines{});
+    Beat(12'000);
+    monitor_.Beat("camera", 8, start_ + milliseconds(12'100));  // of the process that follows
+    monitor_.Unregister("camera");
+    Register(12'200);
+    EXPECT_EQ(At(12'500), Lines{"camera 8 lost"});
+}
+
 TEST_F(HeartBeatTest, UnregistersFromWithinACallback) {
-    monitor_.Register("camera", UnregisterFromCallback);
+    Register(0, UnregisterFromCallback);
     Beat(0);
     EXPECT_EQ(At(300), Lines{"camera 7 lost"});
     Beat(301);
@@ -107,7 +130,7 @@ TEST_F(HeartBeatTest, UnregistersOnlyWhenTheCallbackHasEnded) {
     for (const bool all : {false, true}) {
         Told::Instance().Reset();
         Told::Instance().CloseGate();
-        monitor_.Register("camera", WaitInCallback);
+        Register(0, WaitInCallback);
         Beat(0);
         auto telling = std::async(std::launch::async,
                                   [this] { monitor_.TellChanges(start_ + milliseconds(300)); });
