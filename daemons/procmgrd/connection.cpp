@@ -88,6 +88,11 @@ void Connection::OnEvents(uint32_t events) {
 bool Connection::ReadFrame() {
     char packet[sizeof(PipeFrameHeader) + kMaxPipePayload];
     const ssize_t got = recv(socket_.Get(), packet, sizeof(packet), MSG_DONTWAIT | MSG_TRUNC);
+    if (got < 0 && errno == ECONNRESET && !reset_) {
+        // The owner went without reading all that we said; what it had said itself comes next.
+        reset_ = true;
+        return true;
+    }
     if (got < 0) {
         if (errno != EAGAIN && errno != EINTR) {
             Close(ErrorText(errno));

@@ -93,6 +93,7 @@ private:
     bool welcome_ = false;
     bool blocked_ = false;  // the socket is full
     bool deaf_ = false;
+    bool reset_ = false;  // the peer went with something unread
     bool closed_ = false;
     bool heartLost_ = false;
 };
