@@ -27,6 +27,11 @@ std::shared_ptr<Application> ApplicationManager::FindLocked(const std::string& n
 std::shared_ptr<Application> ApplicationManager::FindApplication(const std::string& name,
                                                                  bool create) {
     MutexLock lock(mutex_);
+    return FindOrCreateLocked(name, create);
+}
+
+std::shared_ptr<Application> ApplicationManager::FindOrCreateLocked(const std::string& name,
+                                                                    bool create) {
     if (auto application = FindLocked(name)) {
         return application;
     }
@@ -52,19 +57,29 @@ std::shared_ptr<Application> ApplicationManager::CreateDynamicLocked(const std::
     return entry->second;
 }
 
-// An ordinary application stays at its exit, or neither its restart policy nor a later start could
-// find it.
+// What the running change set still has to start or restart stays: it would be started without a
+// record, or not at all.
 void ApplicationManager::RemoveDynamicApplication(const std::string& name) {
     MutexLock lock(mutex_);
+    const bool isNeeded = stillToStart_.count(name) > 0 || stillToRestart_.count(name) > 0;
+    if (!isNeeded && HasEndedForGoodLocked(name)) {
+        RemoveLocked(name);
+    }
+}
+
+// An ordinary application stays at its exit, or neither its restart policy nor a later start could
+// find it.
+bool ApplicationManager::HasEndedForGoodLocked(const std::string& name) const {
     const auto entry = drivingApplications_.find(name);
     if (entry == drivingApplications_.end() || removable_.count(name) == 0) {
-        return;
+        return false;
     }
     const AppStateType state = entry->second->GetAppStateType();
-    if (state != AppStateType::TERMINATED && state != AppStateType::INITSTATE) {
-        return;
-    }
-    drivingApplications_.erase(entry);
+    return state == AppStateType::TERMINATED || state == AppStateType::INITSTATE;
+}
+
+void ApplicationManager::RemoveLocked(const std::string& name) {
+    drivingApplications_.erase(name);
     removable_.erase(name);
     if (vanished_.erase(name) > 0) {
         ForgetDependsLocked(name);

@@ -25,7 +25,8 @@ namespace ProcMgr {
 /// guards the tables and the flags; each batch has its own, which is taken before it, never after.
 /// Calls of the agent and reports to a batch are made with no lock held.
 ///
-/// One source file a concern: configuration and reload, start, change (results and reports), query.
+/// One source file a concern: configuration and reload, start, termination, change sets with their
+/// restarts, results and reports, query.
 class ApplicationManager {
 public:
     /// The one of the process. Never destroyed: service threads may still call it at exit.
@@ -70,6 +71,19 @@ public:
                    Milliseconds wait);
     void ReportStartAppResult(const std::string& name, AppChangeState state);
 
+    // --- Change sets -----------------------------------------------------------------------------
+
+    /// Terminates, then starts, then restarts, each in dependency order and each with a deadline of
+    /// its own. A phase that fails skips the later ones. Refused while another change set or a
+    /// reload runs.
+    /// @param results gains a line for each application whose phase was reached
+    /// @param timeoutMs milliseconds for each phase; 0 or less: as in the change set before
+    /// @return whether every application succeeded
+    bool ChangeApp(const std::vector<AppInfoForServer>& term,
+                   const std::vector<AppInfoForServer>& start,
+                   const std::vector<AppInfoForServer>& restart,
+                   std::vector<AppChangeInfo>& results, int32_t timeoutMs) EXCLUDES(mutex_);
+
     // --- Results and reports ---------------------------------------------------------------------
 
     /// Hands a final result to the batch that waits for it, by the state before the report.
@@ -90,6 +104,24 @@ public:
     void CheckAndRestartApp(const std::string& name) EXCLUDES(mutex_);
 
     // --- Query -----------------------------------------------------------------------------------
+
+    /// Asks the process manager for the states and waits for its answer.
+    /// @param states gains a line for each name, unknown ones first
+    /// @param timeoutMs milliseconds, shortened as for a change set
+    /// @return false when it could not be asked or gave no answer in time
+    bool QueryAppState(const std::vector<std::string>& names, std::vector<AppStatus>& states,
+                       int32_t timeoutMs) EXCLUDES(mutex_);
+    /// Appends the base names, then the driving ones, live instances of templates among them.
+    /// Always true.
+    bool QueryAppList(std::vector<std::string>& names) const EXCLUDES(mutex_);
+    /// Whether each name is an application or a template and each option an OptionType.
+    bool GrpOwnerVerifyApp(const std::map<std::string, uint32_t>& options) const EXCLUDES(mutex_);
+    /// Writes all that is known into the log.
+    void ApplicationDump() const EXCLUDES(mutex_);
+
+    // As of now, in name order.
+    std::vector<std::string> BaseNames() const EXCLUDES(mutex_);
+    std::vector<std::shared_ptr<Application>> DrivingApplications() const EXCLUDES(mutex_);
 
     /// Wakes the thread that waits for the process manager's answer to a state query.
     static void NotifyQueryAppState();
@@ -116,7 +148,11 @@ private:
     void ForgetDependsLocked(const std::string& name) REQUIRES(mutex_);
     static Application* FindIn(const Tables& tables, const std::string& name);
     std::shared_ptr<Application> FindLocked(const std::string& name) const REQUIRES(mutex_);
+    std::shared_ptr<Application> FindOrCreateLocked(const std::string& name, bool create)
+        REQUIRES(mutex_);
     std::shared_ptr<Application> CreateDynamicLocked(const std::string& name) REQUIRES(mutex_);
+    bool HasEndedForGoodLocked(const std::string& name) const REQUIRES(mutex_);
+    void RemoveLocked(const std::string& name) REQUIRES(mutex_);
 
     // Start.
     class BaseStart;
@@ -136,6 +172,30 @@ private:
     bool IsRunning(const std::string& name) EXCLUDES(mutex_);
     Milliseconds BatchWait(int32_t timeoutMs, uint32_t ownTimeoutMs) const;
 
+    // Change sets.
+    class ChangeSet;
+    bool ClaimChange(Names toStart, Names toRestart) EXCLUDES(mutex_);
+    void ReleaseChange() EXCLUDES(mutex_);
+    void ResetChangeAppInfo(int32_t timeoutMs);
+    bool RunPhases(const std::vector<AppInfoForServer>& term,
+                   const std::vector<AppInfoForServer>& start,
+                   const std::vector<AppInfoForServer>& restart);
+    bool StartChangedApps(const std::vector<AppInfoForServer>& apps);
+    bool TermApps(const std::vector<AppInfoForServer>& apps);
+    bool MakeTermGraph(const std::vector<AppInfoForServer>& apps);
+    void TermNoDependsApps(const Names& names);
+    enum class TermOutcome { kMissing, kRefused, kDownAlready, kAccepted };
+    TermOutcome BeginTerm(const std::string& name) EXCLUDES(mutex_);
+    bool RestartApps(const std::vector<AppInfoForServer>& apps);
+    enum class RestartOutcome { kMissing, kRefused, kAccepted };
+    RestartOutcome BeginRestart(const AppInfoForServer& app) EXCLUDES(mutex_);
+    void MarkLeftAppToTermFailed();
+    void MarkLeftAppToRestartFailed();
+    bool MergeChangeAppResult(std::vector<AppChangeInfo>& results) const;
+
+    // Query.
+    AppStatus StatusOf(const std::string& name) EXCLUDES(mutex_);
+
     // Reports.
     template <typename Report>
     void ApplyReport(const std::string& name, Report report) EXCLUDES(mutex_);
@@ -147,6 +207,9 @@ private:
     bool isTransitionFinished_ GUARDED_BY(mutex_) = true;
     bool isReloading_ GUARDED_BY(mutex_) = false;
     uint32_t baseStarts_ GUARDED_BY(mutex_) = 0;  // base starts in progress; they keep reloads out
+    // What the running change set has not begun to start or to restart yet; kept from removal.
+    Names stillToStart_ GUARDED_BY(mutex_);
+    Names stillToRestart_ GUARDED_BY(mutex_);
     std::string startEntryPath_ GUARDED_BY(mutex_);
     // Records in the driving table that go when they have ended: made from a template, or left over
     // by a reload.

@@ -1,4 +1,4 @@
-// Results and reports: from a report through the state machine to the batch that waits.
+// Change sets: terminate, then start, then restart, and answer what has become of each application.
 
 #include <utility>
 
@@ -8,128 +8,201 @@
 
 namespace ProcMgr {
 
-void ApplicationManager::ReportTermAppResult(const std::string& name, AppChangeState state) {
-    GRP_WARNING("ApplicationManager: ReportTermAppResult: appName=%s,status=%s.", name.c_str(),
-                GetAppState(static_cast<uint64_t>(state)).c_str());
-    term_.Report(name, state);
-}
+namespace {
 
-void ApplicationManager::ReportRestartAppResult(const std::string& name, AppChangeState state) {
-    GRP_WARNING("ApplicationManager: ReportRestartAppResult appName=%s,status=%s.", name.c_str(),
-                GetAppState(static_cast<uint64_t>(state)).c_str());
-    restart_.Report(name, state);
-}
-
-void ApplicationManager::ReportAppResult(const std::string& name, AppChangeState state,
-                                         AppStateType before) {
-    if (state == AppChangeState::PROCESSING) {
-        return;
+/// The list without duplicates: of a name listed twice the last entry wins.
+std::vector<AppInfoForServer> LastOfEach(const std::vector<AppInfoForServer>& apps) {
+    std::map<std::string, size_t> places;
+    for (size_t place = 0; place < apps.size(); ++place) {
+        places[apps[place].name] = place;
     }
-    // A start batch may wait for an application that it does not start itself.
-    baseStart_.NoteMoved(name);
-    changeStart_.NoteMoved(name);
-    switch (before) {
-        case AppStateType::INITSTATE:
-        case AppStateType::STARTING:
-            ReportStartAppResult(name, state);
-            break;
-        case AppStateType::RESTARTING:
-            ReportRestartAppResult(name, state);
-            break;
-        case AppStateType::TERMINATING:
-            ReportTermAppResult(name, state);
-            break;
-        case AppStateType::RUNNING:
-        case AppStateType::TERMINATED:
-            break;
-    }
-}
-
-// Look-up and transition are one critical section, so that no reload can come between them; the
-// batches are told after it.
-template <typename Report>
-void ApplicationManager::ApplyReport(const std::string& name, Report report) {
-    AppStateType before = AppStateType::INITSTATE;
-    AppChangeState result = AppChangeState::PROCESSING;
-    {
-        MutexLock lock(mutex_);
-        const auto application = FindLocked(name);
-        if (application == nullptr) {
-            GRP_WARNING("ApplicationManager: FindApplication %s (no application found).",
-                        name.c_str());
-            return;
+    std::vector<AppInfoForServer> last;
+    for (size_t place = 0; place < apps.size(); ++place) {
+        if (places.at(apps[place].name) == place) {
+            last.push_back(apps[place]);
         }
-        result = report(*application, before);
     }
-    ReportAppResult(name, result, before);
+    return last;
 }
 
-void ApplicationManager::ReportRunningNormalStartFromProcMgr(const std::string& name,
-                                                             uint32_t pid) {
-    ApplyReport(name, [pid](Application& application, AppStateType& before) {
-        application.SetPid(static_cast<int32_t>(pid));
-        return application.ReportRunningNormalStartFromProcMgr(before);
-    });
-}
+}  // namespace
 
-void ApplicationManager::ReportRunningNormalReStartFromProcMgr(const std::string& name,
-                                                               uint32_t pid) {
-    ApplyReport(name, [pid](Application& application, AppStateType& before) {
-        application.SetPid(static_cast<int32_t>(pid));
-        return application.ReportRunningNormalReStartFromProcMgr(before);
-    });
-}
-
-void ApplicationManager::ReportRunningAbnormalTermTimeoutFromProcMgr(const std::string& name) {
-    ApplyReport(name, [](Application& application, AppStateType& before) {
-        return application.ReportRunningAbnormalTermTimeoutFromProcMgr(before);
-    });
-}
-
-void ApplicationManager::ReportTerminatedNormalFromProcMgr(const std::string& name) {
-    ApplyReport(name, [](Application& application, AppStateType& before) {
-        return application.ReportTerminatedNormalFromProcMgr(before);
-    });
-}
-
-void ApplicationManager::ReportTerminatedAbnormalFromProcMgr(
-    const std::string& name, Message::AppAbnormalExitReason reason) {
-    ApplyReport(name, [reason](Application& application, AppStateType& before) {
-        return application.ReportTerminatedAbnormalFromProcMgr(static_cast<uint32_t>(reason),
-                                                               before);
-    });
-}
-
-void ApplicationManager::ReportRunningNormalStartFromApp(const std::string& name) {
-    ApplyReport(name, [](Application& application, AppStateType& before) {
-        return application.ReportRunningNormalStartFromApp(before);
-    });
-}
-
-void ApplicationManager::CheckAndRestartApp(const std::string& name) {
-    Message::RestartAppInfo info;
-    {
-        MutexLock lock(mutex_);
-        const auto application = FindLocked(name);
-        if (application == nullptr) {
-            GRP_WARNING("ApplicationManager: FindApplication %s (no application found).",
-                        name.c_str());
-            GRP_ERROR("ApplicationManager: SetTermedState %s (no application found, skip it).",
-                      name.c_str());
-            return;
+/// A change set, if it is let in: until its end no other one is, and no reload. Its claim is given
+/// back on every way out, after its results have been read: the next one empties the batches.
+class ApplicationManager::ChangeSet {
+public:
+    ChangeSet(ApplicationManager& manager, const std::vector<AppInfoForServer>& start,
+              const std::vector<AppInfoForServer>& restart)
+        : manager_(manager), isLetIn_(manager.ClaimChange(NamesOf(start), NamesOf(restart))) {}
+    ~ChangeSet() {
+        if (isLetIn_) {
+            manager_.ReleaseChange();
         }
-        if (!application->CanRestart()) {
-            GRP_INFO("ApplicationManager: don't need restart %s. (restart=%s)", name.c_str(),
-                     application->GetRestart().c_str());
-            return;
-        }
-        info = {name, application->GetArguments(), application->GetDynamicParas()};
     }
-    GRP_INFO("ApplicationManager: restart %s", name.c_str());
-    GRP_WARNING("RestartApps add %s to restartAppList", name.c_str());
-    GRP_WARNING("ApplicationManager: RestartApps emAgent RestartApp begin.");
-    const uint32_t result = ProcMgrAgent::GetInstance().RestartApp({std::move(info)});
-    GRP_WARNING("ApplicationManager: RestartApps emAgent RestartApp end. (return=%u)", result);
+    ChangeSet(const ChangeSet&) = delete;
+    ChangeSet& operator=(const ChangeSet&) = delete;
+
+    bool IsLetIn() const { return isLetIn_; }
+
+private:
+    static Names NamesOf(const std::vector<AppInfoForServer>& apps) {
+        Names names;
+        for (const AppInfoForServer& app : apps) {
+            names.insert(app.name);
+        }
+        return names;
+    }
+
+    ApplicationManager& manager_;
+    bool isLetIn_;
+};
+
+bool ApplicationManager::ClaimChange(Names toStart, Names toRestart) {
+    MutexLock lock(mutex_);
+    if (!isTransitionFinished_) {
+        GRP_ERROR("ChangeApp failed, because it is in transition.");
+        return false;
+    }
+    isTransitionFinished_ = false;
+    stillToStart_.swap(toStart);
+    stillToRestart_.swap(toRestart);
+    return true;
+}
+
+// What the change set kept or made without getting it up goes now: removals were skipped meanwhile,
+// and a template's record also comes into being when it is only looked at.
+void ApplicationManager::ReleaseChange() {
+    MutexLock lock(mutex_);
+    isTransitionFinished_ = true;
+    stillToStart_.clear();
+    stillToRestart_.clear();
+    for (const std::string& name : Names(removable_)) {
+        if (HasEndedForGoodLocked(name)) {
+            RemoveLocked(name);
+        }
+    }
+}
+
+bool ApplicationManager::ChangeApp(const std::vector<AppInfoForServer>& term,
+                                   const std::vector<AppInfoForServer>& start,
+                                   const std::vector<AppInfoForServer>& restart,
+                                   std::vector<AppChangeInfo>& results, int32_t timeoutMs) {
+    GRP_EVENT("ChangeApp begin. (term=%zu,start=%zu,restart=%zu,timeout=%d)", term.size(),
+              start.size(), restart.size(), timeoutMs);
+    const ChangeSet changeSet(*this, start, restart);
+    if (!changeSet.IsLetIn()) {
+        return false;
+    }
+    ResetChangeAppInfo(timeoutMs);
+    if (RunPhases(term, LastOfEach(start), LastOfEach(restart))) {
+        GRP_EVENT("ApplicationManager: ChangeApp end.");
+    }
+    return MergeChangeAppResult(results);
+}
+
+void ApplicationManager::ResetChangeAppInfo(int32_t timeoutMs) {
+    if (timeoutMs > 0) {
+        changeTimeout_ = timeoutMs;
+    }
+    changeStart_.Reset();
+    term_.Reset();
+    restart_.Reset();
+}
+
+// A phase that fails skips the later ones.
+bool ApplicationManager::RunPhases(const std::vector<AppInfoForServer>& term,
+                                   const std::vector<AppInfoForServer>& start,
+                                   const std::vector<AppInfoForServer>& restart) {
+    if (!term.empty() && !TermApps(term)) {
+        MarkLeftAppToTermFailed();
+        return false;
+    }
+    if (!start.empty() && !StartChangedApps(start)) {
+        return false;
+    }
+    GRP_WARNING("ApplicationManager: ChangeAppState restart begin.");
+    if (!restart.empty() && !RestartApps(restart)) {
+        MarkLeftAppToRestartFailed();
+        return false;
+    }
+    GRP_WARNING("ApplicationManager: ChangeAppState restart end.");
+    return true;
+}
+
+// A start that ends well may leave applications untouched: unknown ones, and those whose
+// dependencies cannot come up.
+bool ApplicationManager::StartChangedApps(const std::vector<AppInfoForServer>& apps) {
+    const bool isEnded =
+        StartApps(apps, changeStart_, BatchWait(changeTimeout_, changeStart_.timeout));
+    if (!isEnded || changeStart_.HasUntouched()) {
+        changeStart_.MarkLeft();
+    }
+    return isEnded;
+}
+
+bool ApplicationManager::RestartApps(const std::vector<AppInfoForServer>& apps) {
+    restart_.Request(apps);
+    const TimePoint deadline = Now() + BatchWait(changeTimeout_, restart_.timeout);
+    std::vector<Message::RestartAppInfo> toSend;
+    for (const AppInfoForServer& app : apps) {
+        switch (BeginRestart(app)) {
+            case RestartOutcome::kMissing:
+                GRP_ERROR(
+                    "RestartApp %s failed. because restart elem not in baseApplication and "
+                    "drivingApplication!",
+                    app.name.c_str());
+                ReportRestartAppResult(app.name, AppChangeState::RESTART_FAILED);
+                break;
+            case RestartOutcome::kRefused:
+                GRP_ERROR("RestartApp %s failed. because cannot restart in this state!",
+                          app.name.c_str());
+                ReportRestartAppResult(app.name, AppChangeState::RESTART_FAILED);
+                break;
+            case RestartOutcome::kAccepted:
+                toSend.push_back({app.name, app.argv, app.dynamicParas});
+                break;
+        }
+    }
+    if (!toSend.empty()) {
+        const uint32_t result = ProcMgrAgent::GetInstance().RestartApp(toSend);
+        GRP_WARNING("RestartApps done. (return=%u)", result);
+    }
+    if (!restart_.WaitUntilDone(deadline)) {
+        GRP_ERROR("RestartApps failed time-out");
+        return false;
+    }
+    return true;
+}
+
+// From here on the record is removed like any other that ends.
+ApplicationManager::RestartOutcome ApplicationManager::BeginRestart(const AppInfoForServer& app) {
+    MutexLock lock(mutex_);
+    stillToRestart_.erase(app.name);
+    const auto application = FindOrCreateLocked(app.name, true);
+    if (application == nullptr) {
+        return RestartOutcome::kMissing;
+    }
+    if (!application->Restart()) {
+        return RestartOutcome::kRefused;
+    }
+    application->SetArguments(app.argv);
+    application->SetDynamicParas(app.dynamicParas);
+    return RestartOutcome::kAccepted;
+}
+
+void ApplicationManager::MarkLeftAppToTermFailed() {
+    term_.MarkLeft();
+}
+
+void ApplicationManager::MarkLeftAppToRestartFailed() {
+    restart_.MarkLeft();
+}
+
+bool ApplicationManager::MergeChangeAppResult(std::vector<AppChangeInfo>& results) const {
+    const bool isStarted = changeStart_.AppendTo(results);
+    const bool isTerminated = term_.AppendTo(results);
+    const bool isRestarted = restart_.AppendTo(results);
+    return isStarted && isTerminated && isRestarted;
 }
 
 }  // namespace ProcMgr

@@ -144,9 +144,10 @@ bool ApplicationManager::FillAppInfoAndStart(StartPass& pass, StartAppInfo& batc
 }
 
 // Look-up and start are one critical section: a reload in between would leave the start in a record
-// that nobody looks at again.
+// that nobody looks at again. From here on the record is removed like any other that ends.
 ApplicationManager::StartOutcome ApplicationManager::BeginStart(const AppInfoForServer& app) {
     MutexLock lock(mutex_);
+    stillToStart_.erase(app.name);
     const auto application = FindLocked(app.name);
     if (application == nullptr) {
         GRP_WARNING("ApplicationManager: FindApplication %s (no application found).",

@@ -6,9 +6,33 @@
 
 namespace ProcMgr {
 
+void RestartAppsInfo::Reset() {
+    MutexLock lock(mutex);
+    restartAppsResult.clear();
+    notified = false;
+}
+
 void RestartAppsInfo::ClearNotified() {
     MutexLock lock(mutex);
     notified = false;
+}
+
+void RestartAppsInfo::Request(const std::vector<AppInfoForServer>& apps) {
+    MutexLock lock(mutex);
+    for (const AppInfoForServer& app : apps) {
+        restartAppsResult[app.name] = AppChangeState::INIT;
+    }
+}
+
+bool RestartAppsInfo::WaitUntilDone(TimePoint deadline) {
+    MutexLock lock(mutex);
+    while (!notified) {
+        if (!condition.WaitUntil(mutex, deadline) && !notified) {
+            return false;
+        }
+    }
+    notified = false;
+    return true;
 }
 
 void RestartAppsInfo::Report(const std::string& name, AppChangeState state) {
@@ -42,6 +66,16 @@ bool RestartAppsInfo::IsDoneLocked() const {
     };
     return std::all_of(restartAppsResult.begin(), restartAppsResult.end(),
                        [&isDone](const auto& entry) { return isDone(entry.second); });
+}
+
+void RestartAppsInfo::MarkLeft() {
+    MutexLock lock(mutex);
+    MarkUntouched(restartAppsResult, "Restart", AppChangeState::RESTART_FAILED);
+}
+
+bool RestartAppsInfo::AppendTo(std::vector<AppChangeInfo>& lines) const {
+    MutexLock lock(mutex);
+    return AppendResults(restartAppsResult, "Restart", lines);
 }
 
 }  // namespace ProcMgr

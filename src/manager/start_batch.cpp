@@ -104,19 +104,18 @@ void StartAppInfo::ReportLocked(const std::string& name, AppChangeState state) {
 
 void StartAppInfo::MarkLeft() {
     MutexLock lock(mutex);
-    for (auto& [name, state] : startAppResultMap) {
-        GRP_INFO("Start appName=%s state=%s", name.c_str(), NameOf(state).c_str());
-        if (state == AppChangeState::INIT) {
-            state = AppChangeState::START_FAILED;
-            GRP_ERROR("mark %s to START_FAILED", name.c_str());
-        }
-    }
+    MarkUntouched(startAppResultMap, "Start", AppChangeState::START_FAILED);
 }
 
 bool StartAppInfo::HasUntouched() const {
     MutexLock lock(mutex);
     return std::any_of(startAppResultMap.begin(), startAppResultMap.end(),
                        [](const auto& entry) { return entry.second == AppChangeState::INIT; });
+}
+
+bool StartAppInfo::AppendTo(std::vector<AppChangeInfo>& lines) const {
+    MutexLock lock(mutex);
+    return AppendResults(startAppResultMap, "Start", lines);
 }
 
 }  // namespace ProcMgr

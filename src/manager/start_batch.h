@@ -2,13 +2,14 @@
 
 #include <atomic>
 #include <cstdint>
-#include <map>
 #include <set>
 #include <string>
+#include <vector>
 
-#include "grpowner/enumerations.h"
+#include "grpowner/app_records.h"
 #include "platform/manifest_service.h"
 #include "src/common/sync.h"
+#include "src/manager/batch_results.h"
 
 namespace ProcMgr {
 
@@ -44,9 +45,11 @@ struct StartAppInfo {
     /// Turns what is still untouched into START_FAILED.
     void MarkLeft() EXCLUDES(mutex);
     bool HasUntouched() const EXCLUDES(mutex);
+    /// Appends the results; whether all are successes.
+    bool AppendTo(std::vector<AppChangeInfo>& lines) const EXCLUDES(mutex);
 
     mutable Mutex mutex;
-    std::map<std::string, AppChangeState> startAppResultMap GUARDED_BY(mutex);
+    BatchResults startAppResultMap GUARDED_BY(mutex);
     DependGraph startGraph GUARDED_BY(mutex);
     CondVar condition;
     std::atomic<uint32_t> timeout{0};  // milliseconds

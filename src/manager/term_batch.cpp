@@ -1,12 +1,73 @@
 #include "src/manager/term_batch.h"
 
+#include <utility>
+
 #include "src/common/logging.h"
 
 namespace ProcMgr {
 
+void TermAppInfo::Reset() {
+    MutexLock lock(resultMutex);
+    termAppsResult.clear();
+    notified = true;
+}
+
 void TermAppInfo::SetNotified() {
     MutexLock lock(resultMutex);
     notified = true;
+}
+
+void TermAppInfo::Request(const std::vector<AppInfoForServer>& apps) {
+    MutexLock lock(resultMutex);
+    for (const AppInfoForServer& app : apps) {
+        termAppsResult[app.name] = AppChangeState::INIT;
+    }
+}
+
+// A late result of an earlier change set may have been recorded since the request, and has then
+// been popped from the graph before this one: it would be offered for ever.
+void TermAppInfo::SetGraph(DependGraph graph) {
+    {
+        MutexLock lock(graphMutex);
+        termGraph = std::move(graph);
+    }
+    const std::vector<std::string> done = NamesWithResult();
+    MutexLock lock(graphMutex);
+    for (const std::string& name : done) {
+        termGraph.Pop(name);
+    }
+}
+
+std::vector<std::string> TermAppInfo::NamesWithResult() const {
+    MutexLock lock(resultMutex);
+    std::vector<std::string> names;
+    for (const auto& [name, state] : termAppsResult) {
+        if (state != AppChangeState::INIT) {
+            names.push_back(name);
+        }
+    }
+    return names;
+}
+
+bool TermAppInfo::IsGraphEmpty() const {
+    MutexLock lock(graphMutex);
+    return termGraph.IsEmpty();
+}
+
+std::set<std::string> TermAppInfo::FreeNames() const {
+    MutexLock lock(graphMutex);
+    return termGraph.GetNoDependVertices();
+}
+
+bool TermAppInfo::WaitForResult(TimePoint deadline) {
+    MutexLock lock(resultMutex);
+    while (!notified) {
+        if (!condition.WaitUntil(resultMutex, deadline) && !notified) {
+            return false;
+        }
+    }
+    notified = false;
+    return true;
 }
 
 void TermAppInfo::Report(const std::string& name, AppChangeState state) {
@@ -45,6 +106,16 @@ bool TermAppInfo::Record(const std::string& name, AppChangeState state) {
     }
     entry->second = state;
     return true;
+}
+
+void TermAppInfo::MarkLeft() {
+    MutexLock lock(resultMutex);
+    MarkUntouched(termAppsResult, "Term", AppChangeState::TERM_FAILED);
+}
+
+bool TermAppInfo::AppendTo(std::vector<AppChangeInfo>& lines) const {
+    MutexLock lock(resultMutex);
+    return AppendResults(termAppsResult, "Term", lines);
 }
 
 }  // namespace ProcMgr

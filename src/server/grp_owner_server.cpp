@@ -49,10 +49,6 @@ const char* NameOf(AppReportState state) {
 
 }  // namespace
 
-void GrpOwnerServer::SetSystemStateCallback(const SystemStateCallback& callback) {
-    systemStateCallback_ = callback;
-}
-
 void GrpOwnerServer::SetAppStateCallback(const AppStateCallback& callback) {
     AppStateSubscriber& subscriber = Subscriber();
     MutexLock lock(subscriber.mutex);

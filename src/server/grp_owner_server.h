@@ -7,18 +7,21 @@
 #include <string>
 #include <vector>
 
+#include "grpowner/app_records.h"
 #include "grpowner/procmgr_grp_owner.h"
 #include "src/agent/messages.h"
 #include "src/application/application.h"
+#include "src/common/sync.h"
 
 namespace ProcMgr {
 
-/// The coordinator: turns reports and notices into calls on the application manager and tells the
-/// host's subscriber.
+/// The coordinator: turns requests, reports and notices into calls on the application manager and
+/// tells the host's subscribers.
 ///
 /// Reports of the process manager and query answers arrive on the pipe service's handling thread,
-/// reports of applications on the host's threads, heartbeat notices on the heartbeat service's. It
-/// takes no lock on these paths; each application serialises its own changes.
+/// reports of applications on the host's threads, heartbeat notices on the heartbeat service's,
+/// requests on the platform's threads, several at a time. It takes no lock on these paths but
+/// leaves around a subscriber's slot; the manager serialises changes.
 class GrpOwnerServer {
 public:
     /// Applies a batch of the process manager's reports, in its order.
@@ -29,6 +32,37 @@ public:
 
     /// Applies what an application says of itself; its own stop report changes no state.
     int ReportAppStateFromApp(const std::string& name, int pid, AppReportState state) const;
+
+    // --- Requests of the system-state manager ----------------------------------------------------
+
+    /// Announces the terminations to the subscriber, carries the change set out and waits for it.
+    /// @param timeout milliseconds for each of its phases
+    /// @return whether every application succeeded
+    bool ChangeApp(const std::vector<AppInfoForServer>& term,
+                   const std::vector<AppInfoForServer>& start,
+                   const std::vector<AppInfoForServer>& restart,
+                   std::vector<AppChangeInfo>& results, int timeout);
+
+    /// Asks the host's subscriber, who alone knows what a system state means.
+    /// @return its answer, false without one or when it throws
+    bool SetSystemState(int state, int timeout);
+
+    // Each is the manager's operation of that name.
+    bool QueryAppState(const std::vector<std::string>& names, std::vector<AppStatus>& states,
+                       int timeout);
+    bool QueryAppList(std::vector<std::string>& names);
+    bool GrpOwnerVerifyApp(const std::map<std::string, unsigned int>& changes);
+    bool ReloadCfg();
+    bool ApplicationDump();  // always true
+
+    /// Stops the driving applications that are up, then, when that has succeeded, the base ones;
+    /// waits for all of it. No subscriber is told beforehand.
+    ///
+    /// While a change set or a reload runs, the first pass of a phase is refused and the next one,
+    /// which has nothing left to do, succeeds: who has to know asks for the states afterwards.
+    bool StopAllApp();
+
+    // --- What the host asks for ------------------------------------------------------------------
 
     /// Accepts and discards the event. Always 0.
     int GrpOwnerReportEvent(const unsigned char* data, unsigned int length) const;
@@ -53,6 +87,8 @@ public:
     static int HeartBeatNotify(const char* name, size_t nameLength, unsigned pid, int status);
 
 private:
+    bool StopDrivingApp() const;
+    bool StopBaseApp() const;
     void ApplyReport(const Message::AppStateInfo& report);
     void ApplyStart(const Message::AppStateInfo& report);
     void ApplyRestart(const Message::AppStateInfo& report, const Application& application);
@@ -64,7 +100,8 @@ private:
     static void UnregisterAppHeartBeatCheck(const Application& application);
     static void UpdateHeartBeatLostApps(const std::string& name, int pid, AppReportState state);
 
-    SystemStateCallback systemStateCallback_;
+    Mutex systemStateMutex_;  // a leaf
+    SystemStateCallback systemStateCallback_ GUARDED_BY(systemStateMutex_);
 };
 
 }  // namespace ProcMgr

@@ -19,6 +19,16 @@ constexpr int kFailed = 1;
 constexpr auto kOwnerWell = BaseServiceState::TERMINATING;
 constexpr auto kOwnerFailing = static_cast<BaseServiceState>(3);
 
+constexpr int kChangeTimeout = 5000;  // milliseconds
+
+std::vector<AppInfoForServer> ByName(const std::vector<std::string>& names) {
+    std::vector<AppInfoForServer> apps;
+    for (const std::string& name : names) {
+        apps.push_back({name, {}, {}});
+    }
+    return apps;
+}
+
 /// The façade's boundary: an exception becomes `failure`, with a line.
 template <typename Result, typename Function>
 Result Guarded(const char* operation, Result failure, Function function) {
@@ -161,12 +171,21 @@ int ProcMgrGrpOwnerImpl::ReportSelfStateToPm(bool ok) {
     });
 }
 
-int ProcMgrGrpOwnerImpl::ChangeAppState(const std::vector<std::string>& /*term*/,
-                                        const std::vector<std::string>& /*start*/,
-                                        const std::vector<std::string>& /*restart*/,
-                                        std::map<std::string, bool>& /*results*/) {
-    GRP_ERROR("GroupOwner: ChangeAppState failed: change sets are not available yet.");
-    return kFailed;
+int ProcMgrGrpOwnerImpl::ChangeAppState(const std::vector<std::string>& term,
+                                        const std::vector<std::string>& start,
+                                        const std::vector<std::string>& restart,
+                                        std::map<std::string, bool>& results) {
+    return Guarded("ChangeAppState", kFailed, [&] {
+        std::vector<AppChangeInfo> lines;
+        if (!server_.ChangeApp(ByName(term), ByName(start), ByName(restart), lines,
+                               kChangeTimeout)) {
+            return kFailed;
+        }
+        for (const AppChangeInfo& line : lines) {
+            results[line.name] = line.state == AppChangeState::SUCCESS;
+        }
+        return kOk;
+    });
 }
 
 int ProcMgrGrpOwnerImpl::GrpOwnerRestartApp(const std::string& name) {

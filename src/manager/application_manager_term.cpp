@@ -1,0 +1,102 @@
+// Termination: dependants before what they depend on.
+
+#include <utility>
+
+#include "src/agent/procmgr_agent.h"
+#include "src/common/logging.h"
+#include "src/manager/application_manager.h"
+
+namespace ProcMgr {
+
+bool ApplicationManager::TermApps(const std::vector<AppInfoForServer>& apps) {
+    GRP_WARNING("TermApps begin.");
+    const TimePoint deadline = Now() + BatchWait(changeTimeout_, term_.timeout);
+    term_.Request(apps);
+    if (!MakeTermGraph(apps)) {
+        return false;
+    }
+    while (!term_.IsGraphEmpty()) {
+        GRP_INFO("TermApps ... ");
+        if (!term_.WaitForResult(deadline)) {
+            GRP_ERROR("ChangeApp failed. because TermApps failed time-out.");
+            return false;
+        }
+        TermNoDependsApps(term_.FreeNames());
+    }
+    GRP_WARNING("TermApps end.");
+    return true;
+}
+
+bool ApplicationManager::MakeTermGraph(const std::vector<AppInfoForServer>& apps) {
+    std::vector<std::string> names;
+    names.reserve(apps.size());
+    for (const AppInfoForServer& app : apps) {
+        names.push_back(app.name);
+    }
+    DependGraph graph;
+    std::vector<std::string> unknown;
+    const bool isMade = ParseAndDepend::GetInstance().GetTermGraphWithErrApp(names, graph, unknown);
+    for (const std::string& name : unknown) {
+        GRP_ERROR("App <%s> is not in term graph, plz check start yaml.", name.c_str());
+    }
+    if (!isMade) {
+        GRP_ERROR("ParseAndDepend::GetInstance().GetTermGraphWithErrApp failed!");
+        return false;
+    }
+    term_.SetGraph(std::move(graph));
+    return true;
+}
+
+// Every result leads here, and what still terminates is free and sent again: the process manager
+// takes a repeated request for what it is. Results that arrive meanwhile share the next pass.
+void ApplicationManager::TermNoDependsApps(const Names& names) {
+    std::vector<Message::TermAppInfo> toSend;
+    toSend.reserve(names.size());
+    for (const std::string& name : names) {
+        switch (BeginTerm(name)) {
+            case TermOutcome::kMissing:
+                GRP_ERROR(
+                    "TermApp %s failed. because term elem not in baseApplication and "
+                    "drivingApplication!",
+                    name.c_str());
+                break;
+            case TermOutcome::kRefused:
+                GRP_ERROR(
+                    "ApplicationManager: termApp %s failed. because cannot term in this state!",
+                    name.c_str());
+                ReportTermAppResult(name, AppChangeState::TERM_FAILED);
+                break;
+            case TermOutcome::kDownAlready:
+                ReportTermAppResult(name, AppChangeState::SUCCESS);
+                break;
+            case TermOutcome::kAccepted:
+                toSend.push_back({name});
+                GRP_WARNING("ApplicationManager: Add to termAppList term info: name=%s ",
+                            name.c_str());
+                break;
+        }
+    }
+    if (toSend.empty()) {
+        return;
+    }
+    GRP_WARNING("ApplicationManager: TermApps emAgent TermApp begin.");
+    const uint32_t result = ProcMgrAgent::GetInstance().TermApp(toSend);
+    GRP_WARNING("ApplicationManager: TermApps emAgent TermApp end. (return=%u)", result);
+}
+
+// Look-up and transition are one critical section, so that they meet the record that a report
+// meets.
+ApplicationManager::TermOutcome ApplicationManager::BeginTerm(const std::string& name) {
+    MutexLock lock(mutex_);
+    const auto application = FindOrCreateLocked(name, true);
+    if (application == nullptr) {
+        return TermOutcome::kMissing;
+    }
+    if (!application->Term()) {
+        return TermOutcome::kRefused;
+    }
+    const bool isDown = application->IsAppTerminated() || application->IsAppInitializing();
+    return isDown ? TermOutcome::kDownAlready : TermOutcome::kAccepted;
+}
+
+}  // namespace ProcMgr

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "grpowner/app_records.h"
+#include "grpowner/enumerations.h"
+
+namespace ProcMgr {
+
+/// What has become of each application of a batch.
+using BatchResults = std::map<std::string, AppChangeState>;
+
+/// Turns what is still untouched into `failed`; logs every entry.
+/// @param what "Start", "Term" or "Restart"
+void MarkUntouched(BatchResults& results, const char* what, AppChangeState failed);
+
+/// Appends a line for each entry; logs those that did not succeed.
+/// @return whether all of them succeeded
+bool AppendResults(const BatchResults& results, const char* what,
+                   std::vector<AppChangeInfo>& lines);
+
+}  // namespace ProcMgr
