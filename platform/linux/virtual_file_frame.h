@@ -14,7 +14,7 @@
 //
 // A connection that is not served gets a greeting without rights and facts, then a refusal with the
 // sequence 0 that says why, and then the end. A packet that is no request is refused with the
-// sequence 0 too; the connection goes on.
+// sequence 0 too; the connection goes on. An empty packet cannot be told from the end.
 //
 // The requests of one connection are carried out one after the other, those of different ones side
 // by side. A connection may be ended by its client at any time.

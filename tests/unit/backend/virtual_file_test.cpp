@@ -9,10 +9,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <future>
-#include <list>
 #include <thread>
 
 #include "client/virtual_file.h"
@@ -29,12 +30,8 @@ namespace {
 
 using namespace GrpOwnerLinux;
 using namespace std::literals;
-using GrpOwnerClient::Connection;
-using GrpOwnerClient::ErrorKind;
-using GrpOwnerClient::Patience;
-using GrpOwnerClient::VirtualFile;
+using namespace GrpOwnerClient;
 using Bytes = std::vector<uint8_t>;
-using Lines = std::vector<std::string>;
 
 constexpr unsigned kInvert = 9;  // open to everybody
 constexpr unsigned kWait = 0;
@@ -50,12 +47,15 @@ int OnIoctl(IAMMgrFile* file, unsigned command, IAMIoctlArg* argument) {
     return bytes == nullptr ? -1 : static_cast<int>(argument->length);
 }
 
+std::atomic<int> openFiles{0};
+
 int OnOpen(IAMMgrFile* file) {
-    return std::strcmp(file->name, "shut") == 0 ? -5 : 0;
+    return file->name == "shut"s ? -5 : ++openFiles;
 }
 
 int OnClose(IAMMgrFile* file) {
     Told::Instance().Add(std::string("close ") + file->name);
+    --openFiles;
     return 0;
 }
 
@@ -75,6 +75,11 @@ protected:
             {"rover", "/etc/rover.yaml", {{"SITE", "a=b"}, {"X", ""}}, {kInvert}, 4711});
         EXPECT_EQ(Register("car"), 0);
     }
+    ~VirtualFiles() override {
+        while (openFiles > 0) {
+            std::this_thread::yield();  // what is told late is not the next test's
+        }
+    }
 
     std::string Path(const char* name = "car") { return VirtualFilePath(directory_.Path(), name); }
     VirtualFile Open() { return std::move(*VirtualFile::Open(Path(), 60s)); }
@@ -82,8 +87,13 @@ protected:
     PrivateDirectory directory_;
 };
 
-TEST_F(VirtualFiles, CarriesBuffersOfEveryLength) {
+TEST_F(VirtualFiles, TellsItsFactsAndCarriesBuffersOfEveryLength) {
     VirtualFile file = Open();
+    const Facts& facts = file.GetFacts();
+    EXPECT_EQ(std::pair(facts.mayChange, facts.serviceTimeout), std::pair(true, 60000ms));
+    EXPECT_EQ(std::pair(facts.owner, facts.ownerPid), std::pair("rover"s, getpid()));
+    EXPECT_EQ(facts.configuration, "/etc/rover.yaml");
+    EXPECT_EQ(facts.matchData, (std::map<std::string, std::string>{{"SITE", "a=b"}, {"X", ""}}));
     for (const size_t length : {0U, 1U, 3U, 4095U, 65536U}) {
         const auto answer = file.Ioctl(kInvert, Bytes(length, 0xa5), 60s);
         ASSERT_TRUE(answer) << answer.GetError().message;
@@ -91,17 +101,6 @@ TEST_F(VirtualFiles, CarriesBuffersOfEveryLength) {
         EXPECT_EQ(answer->buffer, Bytes(length, 0x5a));
     }
     EXPECT_EQ(file.Ioctl(kInvert, Bytes(65537), 60s).GetError().kind, ErrorKind::kTooLarge);
-}
-
-TEST_F(VirtualFiles, TellsItsFacts) {
-    const VirtualFile file = Open();
-    const auto& facts = file.GetFacts();
-    EXPECT_TRUE(facts.mayChange);
-    EXPECT_EQ(facts.serviceTimeout, 60s);
-    EXPECT_EQ(facts.owner, "rover");
-    EXPECT_EQ(facts.ownerPid, getpid());
-    EXPECT_EQ(facts.configuration, "/etc/rover.yaml");
-    EXPECT_EQ(facts.matchData, (std::map<std::string, std::string>{{"SITE", "a=b"}, {"X", ""}}));
 }
 
 // One command waits while another connection is answered; its client gives up, and the operation
@@ -122,10 +121,9 @@ TEST_F(VirtualFiles, ServesConnectionsSideBySide) {
     EXPECT_EQ(other.Ioctl(kWait, {1}, 1ms).GetError().kind, ErrorKind::kTimeout);
     Told::Instance().WaitFor(2);
     Told::Instance().OpenGate();
-    const Lines told = Told::Instance().WaitFor(6);
-    EXPECT_EQ(Lines(told.begin(), told.begin() + 3),
-              (Lines{"waits in car", "waits in car", "done"}));
-    EXPECT_EQ(told.back(), "close car");
+    const auto told = Told::Instance().WaitFor(6);
+    EXPECT_EQ(told[2], "done");
+    EXPECT_EQ(told[5], "close car");
     close(interrupt[0]);
 }
 
@@ -136,19 +134,16 @@ TEST_F(VirtualFiles, DropsAClientThatTakesNoAnswers) {
     const VirtualFileRequest request{kVirtualFileMagic, kInvert, 1, kMaxVirtualFileBuffer};
     while (!lazy->Send(&request, sizeof(request), buffer, Patience{60s, -1})) {
     }
-    EXPECT_EQ(Told::Instance().WaitFor(1), Lines{"close hasty"});
-    EXPECT_TRUE(Open().Ioctl(kInvert, {1}, 60s));
+    EXPECT_EQ(Told::Instance().WaitFor(1), std::vector{"close hasty"s});
 }
 
 TEST_F(VirtualFiles, RefusesWhatIsNoRequestAndGoesOn) {
     const struct {
         VirtualFileRequest request;
-        size_t headSize;
-        size_t bodySize;
+        size_t headSize, bodySize;
         int code;
         uint32_t sequence;
     } table[] = {
-        {{}, 1, 0, -EBADMSG, 0},
         {{}, 15, 0, -EBADMSG, 0},
         {{1, kInvert, 7, 0}, 16, 0, -EBADMSG, 0},
         {{kVirtualFileMagic, kInvert, 7, 3}, 16, 4, -EBADMSG, 7},
@@ -166,26 +161,21 @@ TEST_F(VirtualFiles, RefusesWhatIsNoRequestAndGoesOn) {
         VirtualFileAnswer answer;
         ASSERT_GT(packet->size(), sizeof(answer));  // with a reason, or the four bytes
         std::memcpy(&answer, packet->data(), sizeof(answer));
-        EXPECT_EQ(answer.code, row.code);
-        EXPECT_EQ(answer.sequence, row.sequence);
+        EXPECT_EQ(std::pair(answer.code, answer.sequence), std::pair(row.code, row.sequence));
         EXPECT_EQ(answer.outcome == VirtualFileOutcome::kRefused, row.code < 0);
     }
 }
 
 TEST_F(VirtualFiles, BoundsTheConnections) {
-    std::list<VirtualFile> files;
+    std::vector<VirtualFile> files;
     for (int i = 0; i < 64; ++i) {
         files.push_back(Open());
     }
-    const auto refused = VirtualFile::Open(Path(), 60s);
-    ASSERT_FALSE(refused);
-    EXPECT_EQ(refused.GetError().code, -EBUSY);
-    EXPECT_NE(refused.GetError().message.find("64"), std::string::npos);
-    files.pop_front();
+    EXPECT_EQ(VirtualFile::Open(Path(), 60s).GetError().code, -EBUSY);
+    files.pop_back();
     while (!VirtualFile::Open(Path(), 60s)) {
         std::this_thread::yield();  // until the service has seen that one has gone
     }
-    EXPECT_TRUE(files.back().Ioctl(kInvert, {1}, 60s));
 }
 
 TEST_F(VirtualFiles, HaveOneServerEach) {
@@ -195,27 +185,19 @@ TEST_F(VirtualFiles, HaveOneServerEach) {
     EXPECT_TRUE(Open().Ioctl(kInvert, {1}, 60s));
 
     std::string reason;
-    const pid_t child = fork();  // dies without a clean end and leaves its socket
-    if (child == 0) {
+    if (fork() == 0) {  // dies without a clean end and leaves its socket
         _exit(ListeningSocket().Open(Path("old"), reason) < 0);
     }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_EQ(status, 0);
+    EXPECT_GT(wait(nullptr), 0);
+    EXPECT_EQ(access(Path("old").c_str(), F_OK), 0);
     for (const char* name : {"old", "none"}) {
         const auto error = VirtualFile::Open(Path(name), 60s).GetError();
-        EXPECT_EQ(error.kind, ErrorKind::kUnreachable);
         EXPECT_EQ(error.message.find("nothing listens on " + Path(name)), 0U);
     }
     EXPECT_EQ(Register("old"), 0);
     EXPECT_TRUE(VirtualFile::Open(Path("old"), 60s));
-}
-
-TEST_F(VirtualFiles, MayRefuseToOpen) {
-    ASSERT_EQ(Register("shut"), 0);
-    const auto file = VirtualFile::Open(Path("shut"), 60s);
-    EXPECT_EQ(file.GetError().kind, ErrorKind::kRefused);
-    EXPECT_EQ(file.GetError().code, -5);
+    EXPECT_EQ(Register("shut"), 0);
+    EXPECT_EQ(VirtualFile::Open(Path("shut"), 60s).GetError().code, -5);
 }
 
 TEST(VirtualFileRightsTest, FollowUserAndGroups) {
@@ -252,9 +234,10 @@ TEST_F(VirtualFiles, KnowStrangersByTheirCredentials) {
             VirtualFile file = Open();
             EXPECT_EQ(file.GetFacts().mayChange, isMember);
             const auto answer = file.Ioctl(kWait, {1}, 60s);
+            const auto& error = answer.GetError();
             EXPECT_EQ(answer.Ok(), isMember);
-            EXPECT_TRUE(isMember || answer.GetError().kind == ErrorKind::kNotAllowed);
-            EXPECT_TRUE(isMember || answer.GetError().message.find("4711") != std::string::npos);
+            EXPECT_EQ(error.kind == ErrorKind::kNotAllowed, !isMember);
+            EXPECT_EQ(error.message.find("4711") != std::string::npos, !isMember);
             EXPECT_TRUE(file.Ioctl(kInvert, {1}, 60s));
         }).join();
     }
@@ -267,23 +250,20 @@ std::string Frame(const Header& header, const std::string& body = {}) {
     return std::string(reinterpret_cast<const char*>(&header), sizeof(header)) + body;
 }
 
-std::string Greeting(VirtualFileRights rights, const std::string& facts, uint32_t length) {
-    return Frame(VirtualFileGreeting{kVirtualFileMagic, rights, 1, length}, facts);
+std::string Greeting(VirtualFileRights rights, const std::string& facts, size_t length) {
+    return Frame(VirtualFileGreeting{kVirtualFileMagic, rights, 1, uint32_t(length)}, facts);
 }
 
 std::string Answer(uint32_t sequence, uint32_t outcome, uint32_t length) {
-    return Frame(VirtualFileAnswer{kVirtualFileMagic, sequence,
-                                   static_cast<VirtualFileOutcome>(outcome), -9, length},
-                 "xyz");
+    return Frame(std::array<uint32_t, 5>{kVirtualFileMagic, sequence, outcome, 0, length}, "xyz");
 }
 
 TEST(VirtualFileClientTest, BelievesNothing) {
     using Rights = VirtualFileRights;
     const std::string facts = "pid\0=\0pid=x\0define=\0define=A\0future=1\0cut"s;
-    const std::string good = Greeting(Rights::kQuery, facts, static_cast<uint32_t>(facts.size()));
+    const std::string good = Greeting(Rights::kQuery, facts, facts.size());
     const struct {
-        std::string greeting;
-        std::string answer;
+        std::string greeting, answer;
         ErrorKind error;
     } table[] = {
         {"", "", ErrorKind::kUnreachable},
@@ -294,7 +274,6 @@ TEST(VirtualFileClientTest, BelievesNothing) {
         {Greeting(Rights::kNone, "", 0), "", ErrorKind::kUnreachable},
         {Greeting(Rights::kNone, "", 0), Answer(0, 1, 3), ErrorKind::kRefused},
         {good, "", ErrorKind::kUnreachable},
-        {good, "x", ErrorKind::kMalformed},
         {good, Answer(2, 0, 3), ErrorKind::kMalformed},
         {good, Answer(1, 0, 0xffffffff), ErrorKind::kMalformed},
         {good, Answer(1, 0, 3), ErrorKind::kMalformed},  // three bytes for a buffer of two
