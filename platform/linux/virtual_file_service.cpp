@@ -158,7 +158,8 @@ std::string Facts(const VirtualFileOptions& options) {
     AddFact(facts, "pid", std::to_string(getpid()));
     AddFact(facts, "configuration", options.configuration);
     for (const auto& [name, value] : options.matchData) {
-        AddFact(facts, "define", name + "=" + value);
+        std::string pair = name;
+        AddFact(facts, "define", pair.append("=").append(value));
     }
     return facts;
 }
