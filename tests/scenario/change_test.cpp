@@ -179,9 +179,10 @@ SCENARIO(Change, TemplateAnew) {
         ASSERT_TRUE(Group::Runs("tool"));
         ASSERT_EQ(group.pm.LastRequest("tool").parameters.at(2), Names{number});
     }
+    EXPECT_EQ(Change(tool, {}, tool), "done tool=0 tool=0");  // a fresh record could not restart
     EXPECT_EQ(Change(tool, {}, {}), "done tool=0");
     EXPECT_TRUE(WaitUntil([] { return List().empty(); }));
-    EXPECT_EQ(group.pm.Count(PmEvent::kAskedRestart, "tool"), 0u);
+    EXPECT_EQ(group.pm.Count(PmEvent::kAskedRestart, "tool"), 1u);
 }
 
 // A check of names and options names every offender and makes no record.
