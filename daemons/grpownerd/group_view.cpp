@@ -22,10 +22,22 @@ GroupView::GroupView(const std::vector<ApplicationManifest>& manifests, bool sho
     : showProgress_(showProgress),
       isUtf8_(std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0),
       begin_(std::chrono::steady_clock::now()) {
+    Learn(manifests);
+    for (auto& [name, application] : applications_) {
+        application.isAwaited = application.isBase;
+    }
+}
+
+void GroupView::Learn(const std::vector<ApplicationManifest>& manifests) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (auto& [name, application] : applications_) {
+        application.isBase = false;  // unless it is still among them
+    }
     for (const ApplicationManifest& manifest : manifests) {
         Application& application = applications_[manifest.GetAppName()];
         application.isBase = manifest.GetIsAutoBoot();
         application.isTemplate = manifest.GetIsDynamicPara();
+        application.dependencies.clear();
         for (const std::string& dependency : manifest.GetDependList()) {
             application.dependencies +=
                 (application.dependencies.empty() ? "after " : ", ") + dependency;
@@ -109,7 +121,7 @@ size_t GroupView::CountLocked(bool runningOnly) const {
 
 bool GroupView::AllToldLocked() const {
     return std::all_of(applications_.begin(), applications_.end(), [](const auto& entry) {
-        return !entry.second.isBase || entry.second.lastPid > 0;
+        return !entry.second.isAwaited || entry.second.lastPid > 0;
     });
 }
 

@@ -19,6 +19,9 @@ class GroupView {
 public:
     GroupView(const std::vector<ApplicationManifest>& manifests, bool showProgress);
 
+    /// The configuration has been read again.
+    void Learn(const std::vector<ApplicationManifest>& manifests);
+
     void BootBegins();
     void BootEnds(bool isAllUp);
 
@@ -40,6 +43,7 @@ public:
 private:
     struct Application {
         bool isBase = false;
+        bool isAwaited = false;  // at the boot
         bool isTemplate = false;
         bool isRunning = false;
         int pid = -1;

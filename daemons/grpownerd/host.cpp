@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "platform/portable/manifest_fields.h"
 
@@ -30,16 +31,28 @@ Daemons::UniqueFd BlockSignals() {
     return Daemons::UniqueFd(signalfd(-1, &served, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
+void Raise(const Daemons::UniqueFd& event) {
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(event.Get(), &one, sizeof(one));
+}
+
+bool IsRaised(const Daemons::UniqueFd& event) {
+    uint64_t count = 0;
+    return read(event.Get(), &count, sizeof(count)) > 0;
+}
+
 }  // namespace
 
 Host::Host(const Options& options, const std::string& runDirectory,
-           const GrpOwnerLinux::Configuration& configuration)
+           const GrpOwnerLinux::Configuration& configuration, StateTable states)
     : options_(options),
       runDirectory_(runDirectory),
       owner_(ProcMgr::ProcMgrGrpOwner::GetInstance()),
       signals_(BlockSignals()),
       pipeEnd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      allStopped_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       view_(configuration.manifests, options.showProgress),
+      requests_(options, runDirectory, configuration, std::move(states), view_),
       notify_(runDirectory + "/" + options.name + ".notify", options.name) {
     for (const ApplicationManifest& manifest : configuration.manifests) {
         GrpOwnerLinux::SetHeartBeatPeriod(manifest.GetAppName(),
@@ -53,6 +66,7 @@ int Host::Run() {
         return EXIT_FAILURE;
     }
     booter_ = std::make_unique<Booter>(owner_, view_, [this](bool isAllUp) {
+        requests_.BootIsOver();
         supervisor_.Tell("READY=1\nSTATUS=" + view_.Status());
         if (!isAllUp) {
             std::fprintf(stderr, "grpownerd: not all base applications have started: %s\n",
@@ -63,12 +77,16 @@ int Host::Run() {
 }
 
 bool Host::Enable() {
+    if (!requests_.Prepare()) {
+        return false;
+    }
     ProcMgr::GrpOwnerCfg cfg;
     cfg.ssResFileName = options_.ssFile;
     cfg.enableEvent = options_.enableEvents;
     cfg.enableSsServer = options_.enableSs;
     (void)owner_.GrpOwnerConfig(cfg);  // always 0, as are the subscriptions
-    (void)owner_.SubscribeSystemState([](int, int) { return false; });
+    (void)owner_.SubscribeSystemState(
+        [this](int state, int timeout) { return requests_.SetSystemState(state, timeout); });
     (void)owner_.SubscribeAppState([this](const std::string& name, int pid, AppReportState state) {
         return OnAppState(name, pid, state);
     });
@@ -96,11 +114,10 @@ bool Host::Enable() {
 }
 
 int Host::Loop() {
-    std::array<pollfd, 3> watched{pollfd{signals_.Get(), POLLIN, 0},
-                                  pollfd{pipeEnd_.Get(), POLLIN, 0},
-                                  pollfd{notify_.Get(), POLLIN, 0}};
+    std::array<pollfd, 4> watched{
+        pollfd{signals_.Get(), POLLIN, 0}, pollfd{pipeEnd_.Get(), POLLIN, 0},
+        pollfd{allStopped_.Get(), POLLIN, 0}, pollfd{notify_.Get(), POLLIN, 0}};
     const auto interval = supervisor_.WatchdogInterval().count();
-    int exitCode = EXIT_SUCCESS;
     while (true) {
         (void)poll(watched.data(), watched.size(), interval > 0 ? static_cast<int>(interval) : -1);
         if (interval > 0) {
@@ -109,8 +126,7 @@ int Host::Loop() {
         notify_.ReadAll([this](const NotifySender& sender, const NotifyMessage& message) {
             OnNotify(sender, message);
         });
-        uint64_t count = 0;
-        if (read(pipeEnd_.Get(), &count, sizeof(count)) > 0) {
+        if (IsRaised(pipeEnd_)) {
             std::lock_guard<std::mutex> lock(reasonMutex_);
             std::fprintf(stderr,
                          "error: the process manager is gone: %s\n"
@@ -119,33 +135,40 @@ int Host::Loop() {
                          pipeEndReason_.c_str());
             return EXIT_FAILURE;
         }
-        if (HandleSignal(exitCode)) {
-            return exitCode;
+        if (IsRaised(allStopped_) || HandleSignals()) {
+            return EXIT_SUCCESS;
         }
     }
 }
 
-bool Host::HandleSignal(int& exitCode) {
+bool Host::HandleSignals() {
     signalfd_siginfo info{};
     while (read(signals_.Get(), &info, sizeof(info)) == sizeof(info)) {
-        if (info.ssi_signo == SIGTERM || info.ssi_signo == SIGINT) {
-            exitCode = EXIT_SUCCESS;
-            return true;
+        if (info.ssi_signo == SIGHUP) {
+            requests_.Reload();
+        } else if (info.ssi_signo == SIGUSR2) {
+            requests_.Dump();
+        } else if (!isEnding_) {
+            return BeginEnd();
         }
-        std::fprintf(stderr, "grpownerd: %s is not served yet\n",
-                     info.ssi_signo == SIGHUP ? "reload (HUP)" : "dump (USR2)");
     }
     return false;
 }
 
-// A second signal ends the process at once: from here on they are let through.
-int Host::End(int exitCode) {
+// Applications still speak while they stop, so the loop goes on. A second signal ends the process
+// at once: from here on they are let through.
+bool Host::BeginEnd() {
+    isEnding_ = true;
     sigset_t ends;
     sigemptyset(&ends);
     sigaddset(&ends, SIGTERM);
     sigaddset(&ends, SIGINT);
     pthread_sigmask(SIG_UNBLOCK, &ends, nullptr);
     supervisor_.Tell("STOPPING=1");
+    return !requests_.StopAll([this] { Raise(allStopped_); });
+}
+
+int Host::End(int exitCode) {
     (void)owner_.GrpOwnerDisable();  // always 0
     if (!booter_->Stop()) {
         // A start that still waits cannot be interrupted, and would meet what exit destroys.
@@ -162,8 +185,7 @@ void Host::OnPipeEnd(const std::string& reason) {
         std::lock_guard<std::mutex> lock(reasonMutex_);
         pipeEndReason_ = reason;
     }
-    const uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = write(pipeEnd_.Get(), &one, sizeof(one));
+    Raise(pipeEnd_);
 }
 
 bool Host::OnAppState(const std::string& name, int pid, AppReportState state) {
@@ -176,15 +198,22 @@ bool Host::OnAppState(const std::string& name, int pid, AppReportState state) {
             break;
         case AppReportState::ABNORMAL_EXIT:
             view_.Down(name, pid, "crashed");
+            requests_.Events().TellApplication(EventReporter::Kind::kCrashed, name);
             break;
         case AppReportState::HEART_BEAT_LOST:
             view_.Remark(name, "heartbeat lost");
+            requests_.Events().TellApplication(EventReporter::Kind::kHeartBeatLost, name);
             // Not from within the notice: the policy decides, on a thread that may call the
             // library.
-            restarts_.Do([this, name] { (void)owner_.GrpOwnerRestartApp(name); });
+            restarts_.Do([this, name] {
+                if (!isEnding_) {
+                    (void)owner_.GrpOwnerRestartApp(name);
+                }
+            });
             break;
         case AppReportState::HEART_BEAT_RECOVERY:
             view_.Remark(name, "heartbeat back");
+            requests_.Events().TellApplication(EventReporter::Kind::kHeartBeatBack, name);
             break;
         case AppReportState::ACTIVELY_EXIT:
             view_.Remark(name, "is being stopped");

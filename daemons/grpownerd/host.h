@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -10,6 +11,7 @@
 #include "daemons/grpownerd/group_view.h"
 #include "daemons/grpownerd/notify_socket.h"
 #include "daemons/grpownerd/options.h"
+#include "daemons/grpownerd/requests.h"
 #include "daemons/grpownerd/worker.h"
 #include "grpowner/procmgr_grp_owner.h"
 #include "platform/linux/host.h"
@@ -22,16 +24,18 @@ class Host {
 public:
     /// To be made before any thread: blocks the signals that it serves.
     Host(const Options& options, const std::string& runDirectory,
-         const GrpOwnerLinux::Configuration& configuration);
+         const GrpOwnerLinux::Configuration& configuration, StateTable states);
 
-    /// Runs until a signal or the end of the process manager.
+    /// Runs until all is stopped after a signal, or until the process manager ends.
     /// @return the exit code
     int Run();
 
 private:
     bool Enable();
     int Loop();
-    bool HandleSignal(int& exitCode);
+    /// @return true when the loop is to end
+    bool HandleSignals();
+    bool BeginEnd();
     int End(int exitCode);
     void OnPipeEnd(const std::string& reason);
     bool OnAppState(const std::string& name, int pid, ProcMgr::AppReportState state);
@@ -42,10 +46,13 @@ private:
     ProcMgr::ProcMgrGrpOwner& owner_;
     Daemons::Supervisor supervisor_;
     Daemons::UniqueFd signals_;
-    Daemons::UniqueFd pipeEnd_;  // readable when the pipe to the process manager has ended
+    Daemons::UniqueFd pipeEnd_;     // readable when the pipe to the process manager has ended
+    Daemons::UniqueFd allStopped_;  // readable when the end may come
+    std::atomic<bool> isEnding_{false};
     std::mutex reasonMutex_;
     std::string pipeEndReason_;  // guarded by reasonMutex_
     GroupView view_;
+    Requests requests_;
     Worker restarts_;
     NotifySocket notify_;
     std::unique_ptr<Booter> booter_;

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "daemons/grpownerd/host.h"
 #include "daemons/grpownerd/options.h"
@@ -21,6 +22,15 @@ int RunDaemon(const Options& options) {
     std::fputs(GrpOwnerLinux::RenderDiagnostics(configuration.diagnostics).c_str(), stderr);
     if (!configuration.Ok()) {
         return EXIT_FAILURE;
+    }
+    GrpOwnerDaemon::StateFile states;
+    if (!options.statesFile.empty()) {
+        states = GrpOwnerDaemon::ReadStateFile(options.statesFile, options.defines,
+                                               configuration.manifests);
+        std::fputs(GrpOwnerLinux::RenderDiagnostics(states.diagnostics).c_str(), stderr);
+        if (!states.isOk) {
+            return EXIT_FAILURE;
+        }
     }
     if (!options.runDirectory.empty()) {
         setenv("GRPOWNER_RUN_DIR", options.runDirectory.c_str(), 1);
@@ -38,7 +48,7 @@ int RunDaemon(const Options& options) {
     // Never destroyed: until the process is gone the library's threads may have notices for it.
     static GrpOwnerDaemon::Host& host =
         *std::make_unique<GrpOwnerDaemon::Host>(options, std::filesystem::canonical(runDirectory),
-                                                configuration)
+                                                configuration, std::move(states.states))
              .release();
     return host.Run();
 }

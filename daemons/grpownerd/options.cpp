@@ -1,8 +1,11 @@
 #include "daemons/grpownerd/options.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <fstream>
 #include <vector>
+
+#include "platform/linux/identity_lookup.h"
 
 namespace GrpOwnerDaemon {
 
@@ -12,12 +15,15 @@ constexpr int kWrongUsage = 2;
 
 constexpr char kFooter[] = R"(
 Signals:
-  TERM, INT  orderly end; the process manager then stops the group, dependants first.
-             A second one: leave at once
+  TERM, INT  orderly end: all applications stop, dependants first. A second one: leave at once;
+             the process manager stops what still runs
+  HUP        read the start configuration again
+  USR2       write the state of the group into the log
 
 Examples:
   grpownerd rover.yaml
-  grpownerd --name rover --define PREFIX=/opt/rover --progress rover.yaml)";
+  grpownerd --name rover --define PREFIX=/opt/rover --progress rover.yaml
+  grpownerd --name rover --group vehicle --states states.yaml --events rover rover.yaml)";
 
 void Define(const std::string& text, const std::string& place, Options& options) {
     const size_t equals = text.find('=');
@@ -51,6 +57,47 @@ std::string CheckName(const std::string& name) {
                    : "`" + name + "` is no name: use letters, digits, '.', '_', '-'";
 }
 
+std::optional<uint32_t> FindGroup(const std::string& name) {
+    uint32_t number = 0;
+    const char* const end = name.data() + name.size();
+    const auto [rest, error] = std::from_chars(name.data(), end, number);
+    if (error == std::errc() && rest == end) {
+        return number;
+    }
+    return GrpOwnerLinux::IdentityLookup().Group(name);
+}
+
+// Requests of the system-state manager and what comes with them.
+void AddRequestOptions(CLI::App& app, Options& options) {
+    app.add_option("--ss-file", options.ssFile,
+                   "Virtual file for requests: DIR/NAME.vfs (default: the owner's name)")
+        ->type_name("NAME")
+        ->check(CheckName);
+    app.add_option_function<std::string>(
+           "--group",
+           [&options](const std::string& name) {
+               options.changeGroup = FindGroup(name);
+               if (!options.changeGroup) {
+                   throw CLI::ValidationError("--group", "there is no group `" + name + "`");
+               }
+           },
+           "Members of this group may give every command too; without it only root and this user")
+        ->type_name("NAME");
+    CLI::Option* const states =
+        app.add_option("--states", options.statesFile,
+                       "Which applications run in which system state (YAML)")
+            ->type_name("FILE");
+    app.add_option("--events", options.eventQueue,
+                   "Offer system events at the queue DIR/NAME.queue; logging moves to syslog and "
+                   "standard error")
+        ->type_name("NAME")
+        ->check(CheckName);
+    app.add_flag_callback(
+           "--no-ss", [&options] { options.enableSs = false; },
+           "Serve no requests; HUP, USR2 and the ordered stop are without effect then")
+        ->excludes(states);
+}
+
 void AddOptions(CLI::App& app, Options& options) {
     app.add_option("CONFIG", options.configuration, "The group's start configuration (YAML)")
         ->required();
@@ -76,10 +123,8 @@ void AddOptions(CLI::App& app, Options& options) {
            "Directory of sockets (default: $GRPOWNER_RUN_DIR, or /run/grpowner for root, or "
            "$XDG_RUNTIME_DIR/grpowner)")
         ->type_name("DIR");
-    app.add_flag("--enable-ss", options.enableSs, "Serve requests of the system-state manager");
-    app.add_option("--ss-file", options.ssFile, "Its virtual file (default: NAME.vfs)")
-        ->type_name("NAME");
     app.add_flag("--enable-events", options.enableEvents, "Accept events of applications");
+    AddRequestOptions(app, options);
     app.add_flag("--progress", options.showProgress,
                  "Write a line to standard output for every change of an application");
 }
@@ -98,7 +143,7 @@ std::optional<int> ReadOptions(int argc, char** argv, Options& options) {
         return app.exit(error) == 0 ? 0 : kWrongUsage;
     }
     if (options.ssFile.empty()) {
-        options.ssFile = options.name + ".vfs";
+        options.ssFile = options.name;
     }
     return std::nullopt;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -11,8 +12,11 @@ struct Options {
     std::string name = "grpowner";  // the owner's process name
     std::map<std::string, std::string> defines;
     std::string runDirectory;  // empty: by the environment
-    std::string ssFile;        // empty: <name>.vfs
-    bool enableSs = false;
+    std::string ssFile;        // empty: the name
+    bool enableSs = true;
+    std::optional<uint32_t> changeGroup;  // whose members may give every command
+    std::string statesFile;               // empty: no system state is known
+    std::string eventQueue;               // name; empty: no queue
     bool enableEvents = false;
     bool showProgress = false;
 };

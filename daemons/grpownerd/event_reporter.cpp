@@ -1,0 +1,61 @@
+#include "daemons/grpownerd/event_reporter.h"
+
+#include <syslog.h>
+
+#include "grpowner/ss_to_owner_server.h"
+
+namespace GrpOwnerDaemon {
+
+namespace {
+
+constexpr uint32_t kKindFactor = 10000;
+constexpr uint32_t kOther = kKindFactor - 1;  // what has no number of its own
+
+}  // namespace
+
+EventReporter::EventReporter(const std::vector<ApplicationManifest>& manifests) {
+    for (const ApplicationManifest& manifest : manifests) {
+        const auto number = static_cast<uint32_t>(numbers_.size());
+        numbers_.emplace(manifest.GetAppName(), number);
+    }
+}
+
+int EventReporter::Open(const std::string& name) {
+    // The queue comes with syslog; whoever reads standard error is to see it nevertheless.
+    openlog(name.c_str(), LOG_PID | LOG_PERROR, LOG_DAEMON);
+#if __has_include("src/ss/ss_to_owner_server_impl.h")
+    const int result = ProcMgr::SsToOwnerServer::GetInstance().InitSysEventServer(name);
+#else
+    const int result = -1;
+#endif
+    if (result >= 0) {
+        worker_ = std::make_unique<Worker>();
+    }
+    return result;
+}
+
+void EventReporter::TellState(Kind kind, int state) {
+    const bool hasNumber = state >= 0 && static_cast<uint32_t>(state) < kOther;
+    Tell(kind, hasNumber ? static_cast<uint32_t>(state) : kOther);
+}
+
+void EventReporter::TellApplication(Kind kind, const std::string& name) {
+    const auto found = numbers_.find(name);
+    Tell(kind, found != numbers_.end() && found->second < kOther ? found->second : kOther);
+}
+
+void EventReporter::Tell(Kind kind, uint32_t number) {
+    if (!worker_) {
+        return;
+    }
+    ProcMgr::SysEvent event;
+    event.state = static_cast<uint32_t>(kind) * kKindFactor + number;
+    worker_->Do([event] {
+    // A reader that cannot be reached is in the log already.
+#if __has_include("src/ss/ss_to_owner_server_impl.h")
+        (void)ProcMgr::SsToOwnerServer::GetInstance().ReportSysEvent(event);
+#endif
+    });
+}
+
+}  // namespace GrpOwnerDaemon
