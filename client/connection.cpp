@@ -70,6 +70,45 @@ int MillisecondsUntil(std::chrono::steady_clock::time_point deadline) {
     return static_cast<int>(std::clamp<int64_t>(left, 0, INT_MAX));
 }
 
+/// Room for the one descriptor that a packet may carry.
+struct DescriptorSpace {
+    alignas(cmsghdr) char bytes[CMSG_SPACE(sizeof(int))] = {};
+
+    void AddTo(msghdr& message) {
+        message.msg_control = bytes;
+        // Without the padding, into which the kernel would put a second one.
+        message.msg_controllen = CMSG_LEN(sizeof(int));
+    }
+};
+
+OwnedDescriptor TakeDescriptor(msghdr& message) {
+    const cmsghdr* header = CMSG_FIRSTHDR(&message);
+    if (header == nullptr || header->cmsg_level != SOL_SOCKET || header->cmsg_type != SCM_RIGHTS ||
+        header->cmsg_len != CMSG_LEN(sizeof(int))) {
+        return OwnedDescriptor();
+    }
+    int fd = -1;
+    std::memcpy(&fd, CMSG_DATA(header), sizeof(fd));
+    return OwnedDescriptor(fd);
+}
+
+// Takes a packet that is there. Its whole length, however short the buffer; -1 with errno.
+ssize_t TakePacket(int socket, std::vector<uint8_t>& packet, OwnedDescriptor* descriptor) {
+    iovec part{packet.data(), packet.size()};
+    DescriptorSpace space;
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    if (descriptor != nullptr) {
+        space.AddTo(message);
+    }
+    const ssize_t received = recvmsg(socket, &message, MSG_DONTWAIT | MSG_TRUNC | MSG_CMSG_CLOEXEC);
+    if (received >= 0 && descriptor != nullptr) {
+        *descriptor = TakeDescriptor(message);
+    }
+    return received;
+}
+
 }  // namespace
 
 Result<Connection> Connection::Open(const std::string& path, milliseconds timeout) {
@@ -160,11 +199,12 @@ std::optional<Error> Connection::Send(const void* head, size_t headSize,
     return std::nullopt;
 }
 
-Result<std::vector<uint8_t>> Connection::Receive(size_t limit, const Patience& patience) {
+Result<std::vector<uint8_t>> Connection::Receive(size_t limit, const Patience& patience,
+                                                 OwnedDescriptor* descriptor) {
     std::vector<uint8_t> packet(limit);
     bool isReset = false;
     while (true) {
-        const ssize_t received = recv(fd_, packet.data(), packet.size(), MSG_DONTWAIT | MSG_TRUNC);
+        const ssize_t received = TakePacket(fd_, packet, descriptor);
         if (received == 0) {
             return Ended();
         }

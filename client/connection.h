@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "client/owned_descriptor.h"
 #include "client/result.h"
 
 namespace GrpOwnerClient {
@@ -43,7 +44,9 @@ public:
 
     /// Waits for one packet. The end of the connection is kUnreachable, a packet of more than
     /// `limit` bytes kMalformed.
-    Result<std::vector<uint8_t>> Receive(size_t limit, const Patience& patience);
+    /// @param descriptor filled in with the one that comes with the packet; none is taken without
+    Result<std::vector<uint8_t>> Receive(size_t limit, const Patience& patience,
+                                         OwnedDescriptor* descriptor = nullptr);
 
 private:
     explicit Connection(int fd) : fd_(fd) {}
