@@ -20,20 +20,32 @@ std::string ReadAll(const std::string& path) {
     return text.str();
 }
 
-// One run tells all of them, in the form that people read.
+// One run tells all of them, with place and help, in the form that people read.
 TEST(BadConfiguration, EveryKindOfMistakeAtOnce) {
-    const std::string folder = TEST_DATA "/";
-    std::filesystem::current_path(folder);
+    std::filesystem::current_path(TEST_DATA);
     const Configuration configuration = GrpOwnerLinux::LoadConfiguration("every_mistake.yaml", {});
     EXPECT_FALSE(configuration.Ok());
     EXPECT_TRUE(configuration.manifests.empty());
-    EXPECT_EQ(GrpOwnerLinux::RenderDiagnostics(configuration.diagnostics),
-              ReadAll(folder + "every_mistake.txt"));
+    EXPECT_EQ(Brief(configuration), ReadAll("every_mistake.txt"));
+    const std::string rendered = GrpOwnerLinux::RenderDiagnostics(configuration.diagnostics);
+    for (const char* const part : {R"(every_mistake.yaml:1:10: error: version `2` is not known
+  |
+1 | version: 2
+  |          ^
+  = help: this program reads version 1
+
+every_mistake.yaml:2:1: error: )",
+                                   R"(
+   |
+18 |   e: {command: "${PLACE}/x", args: ["ä$x", "${", "${1}", *no], readiness: notfy}
+   |                                                          ^^^
+)"}) {
+        EXPECT_NE(rendered.find(part), std::string::npos) << part << " is not in\n" << rendered;
+    }
 }
 
 // What spoils the whole file, or shows only in one that is otherwise good.
 TEST(BadConfiguration, Table) {
-    const std::string deep(64, '[');
     const std::string app = std::string(kHead) + "  a: {command: /a";
     const struct {
         std::string text, findings;
@@ -57,38 +69,32 @@ TEST(BadConfiguration, Table) {
          "6:4: this is not YAML: did not find expected key, while parsing a block mapping | what "
          "cannot go on here begins in line 3\n"},
         {app + ", x-a: &a [*a]}\n", "3:29: `*a` stands inside of what it stands for\n"},
-        {"version: 1\nx-a: " + deep, "2:69: this is nested deeper than 64 levels\n"},
+        {"version: 1\nx-a: " + std::string(64, '['),
+         "2:69: this is nested deeper than 64 levels\n"},
         {std::string(kHead) + "  a: \xC3\xA4\xC3\n",
          "3:7: the byte 0xc3 is not valid UTF-8 | save "
          "the file as UTF-8 text\n"},
         {std::string(kHead) + "  a: b\x1B[31m\n",
          "3:7: the control character U+001B is not "
          "allowed | save the file as UTF-8 text\n"},
-        {app + ", autostart: false, template: true, restart: on-failure}\n",
-         "3:63: warning: a template is never restarted by itself | this restart policy will have "
-         "no effect\n"},
     };
     for (const auto& row : kRows) {
         EXPECT_EQ(Brief(ConfigurationFile(row.text).Load()), row.findings) << row.text;
     }
 }
 
-TEST(BadConfiguration, WarningsAloneLeaveItGood) {
-    const ConfigurationFile file(std::string(kHead) +
-                                 "  a: {command: /a, depends_on: [b]}\n"
-                                 "  b: {command: /b, autostart: false}\n");
-    const Configuration configuration = file.Load();
+TEST(BadConfiguration, AWarningAloneLeavesItGood) {
+    const Configuration configuration =
+        ConfigurationFile(kHead + std::string("  a: {command: /a b}\n")).Load();
     EXPECT_EQ(configuration.diagnostics.size(), 1U);
     EXPECT_TRUE(configuration.Ok());
-    EXPECT_EQ(configuration.manifests.size(), 2U);
+    EXPECT_EQ(configuration.manifests.size(), 1U);
 }
 
 TEST(BadConfiguration, FilesThatCannotBeRead) {
     const ConfigurationFile file;
     const std::string folder = std::filesystem::path(file.Path()).parent_path();
     ASSERT_EQ(mkfifo((folder + "/pipe").c_str(), 0600), 0);
-    EXPECT_EQ(Brief(GrpOwnerLinux::LoadConfiguration(folder + "/none", {})),
-              "0:0: cannot read this file: No such file or directory\n");
     for (const char* const odd : {"/", "/pipe"}) {  // neither fails nor waits
         EXPECT_EQ(Brief(GrpOwnerLinux::LoadConfiguration(folder + odd, {})),
                   "0:0: cannot read this file: it is not a regular file\n");
@@ -101,90 +107,92 @@ TEST(BadConfiguration, FilesThatCannotBeRead) {
 
 // Both sides of each bound.
 TEST(BadConfiguration, Limits) {
-    const auto isGood = [](const std::string& text, const ParseAndDepend::MatchData& data = {}) {
-        return ConfigurationFile(text).Load(data).Ok();
-    };
-    const auto app = [](const std::string& name, const std::string& keys) {
+    const auto app = [](const std::string& keys, const std::string& name = "a") {
         return kHead + ("  " + name + ": {command: /a, " + keys + "}\n");
     };
-    const std::string good = app("a", "");
-    EXPECT_TRUE(isGood(good + std::string(1024 * 1024 - good.size(), '\n')));
-    EXPECT_FALSE(isGood(good + std::string(1024 * 1024 - good.size() + 1, '\n')));
-    EXPECT_TRUE(isGood(app(std::string(63, 'n'), "")));
-    EXPECT_FALSE(isGood(app(std::string(64, 'n'), "")));
-    // "a#" "1#" "...#" "0#"
-    EXPECT_TRUE(isGood(app("a", "args: [" + std::string(3955 - 7, 'x') + "]")));
-    EXPECT_FALSE(isGood(app("a", "args: [" + std::string(3955 - 6, 'x') + "]")));
-    EXPECT_TRUE(isGood(app("a", "x-deep: " + std::string(61, '[') + std::string(61, ']'))));
-    EXPECT_FALSE(isGood(app("a", "x-deep: " + std::string(62, '[') + std::string(62, ']'))));
-    EXPECT_TRUE(isGood(app("a", "user: 4294967294, node_type: 2147483647, cpu_affinity: [8191]")));
-    EXPECT_FALSE(isGood(app("a", "user: 4294967295")));
-    EXPECT_FALSE(isGood(app("a", "node_type: 2147483648")));
-    EXPECT_FALSE(isGood(app("a", "cpu_affinity: [8192]")));
-    EXPECT_FALSE(isGood(app("a", "stop_timeout: 0s")));
-    EXPECT_FALSE(isGood(good, {{"A", std::string(3955, 'x')}}));
+    const auto file = [&app](size_t size) {
+        return app("") + std::string(size - app("").size(), '\n');
+    };
+    const auto argument = [&app](size_t size) {  // of the record "a#" "1#" "...#" "0#"
+        return app("args: [" + std::string(size - 7, 'x') + "]");
+    };
+    const auto nested = [&app](size_t levels) {
+        return app("x-deep: " + std::string(levels - 3, '[') + std::string(levels - 3, ']'));
+    };
+    const struct {
+        std::string good, bad;
+    } kBounds[] = {
+        {file(1024 * 1024), file(1024 * 1024 + 1)},
+        {app("", std::string(63, 'n')), app("", std::string(64, 'n'))},
+        {argument(3955), argument(3956)},
+        {nested(64), nested(65)},
+        {app("user: 4294967294"), app("user: 4294967295")},
+        {app("node_type: 2147483647"), app("node_type: 2147483648")},
+        {app("cpu_affinity: [8191]"), app("cpu_affinity: [8192]")},
+        {app("stop_timeout: 1ms"), app("stop_timeout: 0s")},
+    };
+    for (const auto& [good, bad] : kBounds) {
+        EXPECT_TRUE(ConfigurationFile(good).Load().Ok()) << good.substr(0, 100);
+        EXPECT_FALSE(ConfigurationFile(bad).Load().Ok()) << bad.substr(0, 100);
+    }
+    EXPECT_FALSE(ConfigurationFile(app("")).Load({{"A", std::string(3955, 'x')}}).Ok());
 }
 
-// Small files that ask for much: refused before it is made.
+// Small files that ask for much: refused before it is made, and told in a line.
 TEST(BadConfiguration, NothingGrowsWithoutBound) {
-    std::string laughs = "version: 1\nx-0: &a0 [x, x, x, x, x, x, x, x, x]\n";
-    for (int level = 1; level <= 20; ++level) {
+    std::string laughs = "version: 1\nx-0: &a0 [x]\n";
+    for (int level = 1; level <= 60; ++level) {
         const std::string below = "*a" + std::to_string(level - 1);
-        laughs += "x-" + std::to_string(level) + ": &a" + std::to_string(level) + " [" + below;
-        for (int i = 0; i < 8; ++i) {
-            laughs += ", " + below;
-        }
-        laughs += "]\n";
+        laughs += "x-" + std::to_string(level) + ": &a" + std::to_string(level) + " [" + below +
+                  ", " + below + "]\n";
     }
-    EXPECT_NE(Brief(ConfigurationFile(laughs).Load()).find("stand for too much"),
-              std::string::npos);
-    std::string replaced = std::string(kHead) + "  a: {command: /a, args: [";
+    std::string replaced = kHead + std::string("  a: {command: /a, args: [");
     for (int i = 0; i < 20000; ++i) {
         replaced += "\"${A}${A}${A}${A}${A}${A}${A}${A}\", ";
     }
-    EXPECT_NE(Brief(ConfigurationFile(replaced + "]}\n").Load({{"A", std::string(3800, 'x')}}))
-                  .find("make too much text"),
-              std::string::npos);
-    // A cycle as long as the file is told in a line.
-    std::string chain = kHead;
+    std::string cycle = kHead;
     for (int i = 0; i < 10000; ++i) {
-        chain += "  a" + std::to_string(i) + ": {command: /a, depends_on: [a" +
+        cycle += "  a" + std::to_string(i) + ": {command: /a, depends_on: [a" +
                  std::to_string((i + 1) % 10000) + "]}\n";
     }
-    const Configuration cyclic = ConfigurationFile(chain).Load();
-    ASSERT_EQ(cyclic.diagnostics.size(), 1U);
-    EXPECT_EQ(cyclic.diagnostics[0].message,
-              "`a0` depends on itself: a0 -> a1 -> a2 -> a3 -> a4 -> a5 -> a6 -> ... -> a9995 -> "
-              "a9996 -> a9997 -> a9998 -> a9999 -> a0");
+    const std::pair<std::string, const char*> kRows[] = {
+        {laughs, "stand for too much"},
+        {replaced + "]}\n", "make too much text"},
+        {cycle, "a3 -> a4 -> a5 -> a6 -> ... -> a9995 -> a9996 -> a9997 -> a9998 -> a9999 -> a0"},
+    };
+    for (const auto& [text, told] : kRows) {
+        const Configuration configuration =
+            ConfigurationFile(text).Load({{"A", std::string(3800, 'x')}});
+        EXPECT_NE(Brief(configuration).find(told), std::string::npos) << told;
+    }
 }
 
 // Whatever the bytes: no crash, and either manifests or errors whose places are in the file.
 TEST(BadConfiguration, HostileBytes) {
-    const std::string good = ReadAll(TEST_DATA "/rover.yaml");
-    ASSERT_TRUE(ConfigurationFile(good).Load().Ok());
+    const std::string good = ReadAll(EXAMPLE);
     ConfigurationFile file;
     const auto check = [&file](const std::string& text) {
         file.Write(text);
-        const Configuration configuration = file.Load({{"PLACE", "/opt"}});
-        EXPECT_EQ(configuration.Ok() || !configuration.manifests.empty(), configuration.Ok());
+        const Configuration configuration = file.Load({{"BIN", "/opt"}, {"DATA", "/tmp"}});
+        EXPECT_EQ(configuration.Ok(), !configuration.manifests.empty()) << text;
         const auto lines = static_cast<uint32_t>(std::count(text.begin(), text.end(), '\n') + 1);
         for (const Diagnostic& found : configuration.diagnostics) {
             EXPECT_TRUE(found.line >= 1 && found.line <= lines + 1 && found.column >= 1 &&
                         found.message.find('\n') == std::string::npos)
                 << text;
         }
-        return GrpOwnerLinux::RenderDiagnostics(configuration.diagnostics).size();
+        (void)GrpOwnerLinux::RenderDiagnostics(configuration.diagnostics);  // for the sanitizers
+        return configuration.Ok();
     };
-    size_t rendered = 0;
+    ASSERT_TRUE(check(good));
     for (size_t place = 0; place < good.size(); ++place) {
-        rendered += check(good.substr(0, place));
+        check(good.substr(0, place));
         for (const char byte : std::string("\0\n\"{[:*&\xFF\xC3", 10)) {
             std::string text = good;
             text[place] = byte;
-            rendered += check(text);
+            check(text);
         }
     }
-    EXPECT_GT(rendered, good.size());
 }
 
 }  // namespace

@@ -22,13 +22,10 @@ ManifestFields Load(const std::string& keys, const std::string& head = "",
 
 TEST(GoodConfiguration, WhatIsNotSaidIsTheDefault) {
     const ManifestFields fields = Load("command: /bin/a");
-    EXPECT_EQ(fields.appName, "a");
-    EXPECT_EQ(fields.binPath, "/bin/a");
+    EXPECT_TRUE(fields.appName == "a" && fields.binPath == "/bin/a" && fields.restart == "no");
     EXPECT_TRUE(fields.arguments.empty() && fields.depends.empty() && fields.envArgv.empty());
     EXPECT_TRUE(fields.uid == kInheritedId && fields.gid == kInheritedId);
-    EXPECT_EQ(fields.restart, "no");
-    EXPECT_EQ(fields.termTimeOut, 3000U);
-    EXPECT_TRUE(fields.isAutoBoot);
+    EXPECT_TRUE(fields.termTimeOut == 3000 && fields.isAutoBoot);
     EXPECT_FALSE(fields.isSo || fields.isForceTerm || fields.isRosNode || fields.isReporting ||
                  fields.heartBeatSwitch || fields.isSetRtPrio || fields.isDynamicPara);
 }
@@ -42,15 +39,12 @@ TEST(GoodConfiguration, EveryKeyReachesItsAccessor) {
     EXPECT_EQ(fields.arguments, (Texts{"--fps", "30", ""}));
     EXPECT_EQ(fields.envArgv, (std::map<std::string, std::string>{{"A", "b"}, {"C", ""}}));
     EXPECT_TRUE(fields.uid == 0 && fields.gid == 0);
-    EXPECT_EQ(fields.restart, "on-forever");
-    EXPECT_EQ(fields.termTimeOut, 1500U);
+    EXPECT_TRUE(fields.restart == "on-forever" && fields.termTimeOut == 1500);
     EXPECT_TRUE(fields.isRosNode && !fields.isReporting);
-    EXPECT_TRUE(fields.heartBeatSwitch);
-    EXPECT_EQ(fields.heartBeatPeriodMs, 500U);
+    EXPECT_TRUE(fields.heartBeatSwitch && fields.heartBeatPeriodMs == 500);
     EXPECT_EQ(fields.coreAffinity, (std::vector<uint32_t>{0, 1, 2, 5}));
-    EXPECT_EQ(fields.resGroupName, "x/y");
     EXPECT_TRUE(fields.isSetRtPrio && !fields.isAutoBoot);
-    EXPECT_EQ(fields.nodeType, -7);
+    EXPECT_TRUE(fields.resGroupName == "x/y" && fields.nodeType == -7);
 }
 
 TEST(GoodConfiguration, OtherFormsOfTheSameKeys) {
@@ -74,8 +68,7 @@ TEST(GoodConfiguration, DefaultsStandBehindWhatAnApplicationSays) {
         "defaults: {restart: on-failure, stop_timeout: 9s, autostart: true, environment: {A: 1, "
         "B: 2}, cpu_affinity: [1]}";
     const ManifestFields plain = Load("command: /a", defaults);
-    EXPECT_EQ(plain.restart, "on-failure");
-    EXPECT_EQ(plain.termTimeOut, 9000U);
+    EXPECT_TRUE(plain.restart == "on-failure" && plain.termTimeOut == 9000);
     const ManifestFields own =
         Load("command: /a, restart: no, environment: {B: 3, C: 4}, cpu_affinity: [2]", defaults);
     EXPECT_EQ(own.restart, "no");
