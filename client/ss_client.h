@@ -48,7 +48,7 @@ struct ChangeAnswer {
 struct Status {
     std::string name;
     int32_t pid = -1;    // -1: unknown
-    uint32_t state = 1;  // process state: 0 to 5, see ProcMgr::GetProcessStateStr
+    uint32_t state = 1;  // 0: runs, 1: does not, 2: on its way up or down, 3: not known
 };
 
 struct ListAnswer {

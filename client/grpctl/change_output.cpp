@@ -1,0 +1,346 @@
+#include "client/grpctl/change_output.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <optional>
+#include <utility>
+
+#include "client/grpctl/duration.h"
+#include "client/grpctl/group_output.h"
+#include "client/grpctl/json_output.h"
+#include "client/grpctl/process_facts.h"
+#include "client/grpctl/screen.h"
+#include "client/grpctl/table.h"
+#include "client/grpctl/verbs.h"
+#include "grpowner/enumerations.h"
+
+namespace GrpCtl {
+
+namespace {
+
+using ProcMgr::OptionType;
+using std::chrono::milliseconds;
+
+bool IsGood(const Outcome& outcome) {
+    return outcome.result == static_cast<uint32_t>(AppChangeState::SUCCESS);
+}
+
+std::string ResultName(uint32_t result) {
+    const std::string name = ProcMgr::GetAppState(result);
+    return name.empty() ? std::to_string(result) : name;
+}
+
+std::string Reason(uint32_t result) {
+    switch (static_cast<AppChangeState>(result)) {
+        case AppChangeState::TERM_FAILED:
+            return "did not stop";
+        case AppChangeState::START_FAILED:
+            return "did not start";
+        case AppChangeState::RESTART_FAILED:
+            return "did not restart";
+        case AppChangeState::START_FAILED_BY_EIO:
+            return "its program cannot be started (input/output error)";
+        case AppChangeState::INIT:
+            return "the owner did not come to it";
+        case AppChangeState::PROCESSING:
+            return "not there in time";
+        default:
+            return "result " + std::to_string(result);
+    }
+}
+
+/// Shows the parts of one report. Lives for one call.
+class ReportShower {
+public:
+    ReportShower(const Dependencies* dependencies, const Group& group, const Report& report)
+        : dependencies_(dependencies), group_(group), report_(report) {
+        for (const Outcome& outcome : report.outcomes) {
+            if (!IsGood(outcome) && outcome.option == OptionType::START) {
+                failedStarts_.insert(outcome.name);
+            }
+        }
+    }
+
+    std::string WordFor(const Outcome& outcome) const {
+        if (!IsGood(outcome)) {
+            return "failed";
+        }
+        return std::string(report_.isStateKnown ? WordOf(StateOf(outcome)) : "done");
+    }
+
+    // What is worth a remark besides.
+    std::string Detail(const Outcome& outcome) const {
+        const int pid = report_.isStateKnown ? group_.At(outcome.name).pid : -1;
+        std::string text = pid > 0 ? "pid " + std::to_string(pid) : "";
+        const auto before = report_.pidsBefore.find(outcome.name);
+        if (outcome.option == OptionType::RESTART && pid > 0 &&
+            before != report_.pidsBefore.end() && before->second > 0) {
+            text += "   was " + std::to_string(before->second);
+        }
+        if (!IsGood(outcome)) {
+            text += (text.empty() ? "" : "   ") + Why(outcome);
+        }
+        return text;
+    }
+
+    // When its process was there, counted from the change's begin; for what has none, its end.
+    milliseconds When(const Outcome& outcome) const {
+        const int pid = report_.isStateKnown ? group_.At(outcome.name).pid : -1;
+        const std::optional<milliseconds> age = pid > 0 ? AgeOf(pid) : std::nullopt;
+        const auto since =
+            std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - end_);
+        return age ? std::clamp(report_.duration + since - *age, milliseconds(0), report_.duration)
+                   : report_.duration;
+    }
+
+    Style StyleFor(const Outcome& outcome) const {
+        return !IsGood(outcome)       ? Style::kBad
+               : report_.isStateKnown ? StyleOf(StateOf(outcome))
+                                      : Style::kPlain;
+    }
+
+private:
+    // A template whose instance is gone is stopped.
+    AppState StateOf(const Outcome& outcome) const {
+        const AppState state = group_.At(outcome.name).state;
+        return state == AppState::kTemplate ? AppState::kStopped : state;
+    }
+
+    std::string Why(const Outcome& outcome) const {
+        if (outcome.option == OptionType::START && dependencies_ != nullptr) {
+            for (const std::string& needed : dependencies_->AllNeeds({outcome.name})) {
+                if (failedStarts_.count(needed) > 0) {
+                    return "needs " + needed + ", which failed";
+                }
+            }
+        }
+        return Reason(outcome.result);
+    }
+
+    const Dependencies* const dependencies_;
+    const Group& group_;
+    const Report& report_;
+    const std::chrono::steady_clock::time_point end_ = std::chrono::steady_clock::now();
+    Names failedStarts_;
+};
+
+std::string PlainText(const Order& order, const Report& report, const ReportShower& shower,
+                      size_t good) {
+    std::vector<Row> rows;
+    for (const Outcome& outcome : report.outcomes) {
+        rows.push_back({"+" + ShowSeconds(shower.When(outcome)) + "s", outcome.name,
+                        shower.WordFor(outcome), shower.Detail(outcome)});
+    }
+    return LayOut(rows, false) + order.did + " " + std::to_string(good) + " of " +
+           std::to_string(report.outcomes.size()) + " in " + ShowDuration(report.duration) + "\n";
+}
+
+std::string TerminalText(const Order& order, const Report& report, const ReportShower& shower,
+                         size_t good, const Screen& screen) {
+    std::vector<Row> rows;
+    for (const Outcome& outcome : report.outcomes) {
+        rows.push_back({outcome.name,
+                        {shower.WordFor(outcome), shower.StyleFor(outcome)},
+                        shower.Detail(outcome)});
+    }
+    std::string did = order.did;
+    did.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(did.front())));
+    const bool isGood = good == report.outcomes.size();
+    std::string text = Stretch((isGood ? "[+] " : "[!] ") + did + " " + std::to_string(good) + "/" +
+                                   std::to_string(report.outcomes.size()),
+                               ShowDuration(report.duration), screen);
+    const std::vector<std::string> lines = Split(LayOut(rows, screen.isColored), '\n');
+    for (size_t index = 0; index < report.outcomes.size(); ++index) {
+        const Outcome& outcome = report.outcomes[index];
+        text += Stretch(" " + screen.Mark(IsGood(outcome)) + " " + lines[index],
+                        ShowDuration(shower.When(outcome)), screen);
+    }
+    return text;
+}
+
+Json JsonOf(const Order& order, const Plan& plan, const Group& group, const Report& report) {
+    Json json = NewObject();
+    json["command"] = order.verb;
+    json["ok"] = Failed(report).empty();
+    json["durationMs"] = report.duration.count();
+    json["applications"] = Json::array();
+    for (const Outcome& outcome : report.outcomes) {
+        const Application& application = group.At(outcome.name);
+        const bool isAdded =
+            outcome.option == OptionType::TERM
+                ? plan.addedStops.count(outcome.name) > 0
+                : outcome.option == OptionType::START && plan.addedStarts.count(outcome.name) > 0;
+        json["applications"].push_back(
+            {{"name", outcome.name},
+             {"option", ProcMgr::GetOptionType(static_cast<uint64_t>(outcome.option))},
+             {"asked", !isAdded},
+             {"result", ResultName(outcome.result)},
+             {"state", report.isStateKnown ? Json(NameOf(application.state)) : Json()},
+             {"pid", report.isStateKnown && application.pid > 0 ? Json(application.pid) : Json()}});
+    }
+    json["alreadyRunning"] = plan.alreadyUp;
+    return json;
+}
+
+/// One part of a dry run. Lives for one call.
+class WaveShower {
+public:
+    WaveShower(const Group& group, const Dependencies& dependencies)
+        : group_(group), dependencies_(dependencies) {}
+
+    std::string Show(const std::string& verb, const Names& names, const Names& added,
+                     bool isBackwards) const {
+        std::vector<std::vector<std::string>> waves = dependencies_.Waves(names);
+        if (isBackwards) {
+            std::reverse(waves.begin(), waves.end());
+        }
+        std::vector<Row> rows;
+        for (size_t index = 0; index < waves.size(); ++index) {
+            std::string number = std::to_string(index + 1);
+            for (const auto& [remark, members] : Remarks(waves[index], names, added, isBackwards)) {
+                rows.push_back({number, Joined(members), remark});
+                number.clear();
+            }
+        }
+        return "Would " + verb + " " + Count(names.size(), "application") + " in " +
+               Count(waves.size(), "wave") + " (nothing was changed):\n" +
+               LayOut(rows, false, "  ");
+    }
+
+private:
+    using Groups = std::vector<std::pair<std::string, std::vector<std::string>>>;
+
+    static std::string Count(size_t count, const std::string& what) {
+        return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+    }
+
+    Groups Remarks(const std::vector<std::string>& wave, const Names& names, const Names& added,
+                   bool isBackwards) const {
+        Groups groups;
+        for (const std::string& name : wave) {
+            const std::string remark = Remark(name, names, added.count(name) > 0, isBackwards);
+            const auto same = std::find_if(groups.begin(), groups.end(), [&](const auto& entry) {
+                return entry.first == remark;
+            });
+            if (same == groups.end()) {
+                groups.push_back({remark, {name}});
+            } else {
+                same->second.push_back(name);
+            }
+        }
+        return groups;
+    }
+
+    std::string Remark(const std::string& name, const Names& names, bool isAdded,
+                       bool isBackwards) const {
+        if (isBackwards) {
+            return isAdded ? "needs " + Joined(Within(dependencies_.NeedsOf(name), names))
+                           : "asked for";
+        }
+        const std::optional<ApplicationManifest>& manifest = group_.At(name).manifest;
+        const bool mustSayReady = manifest && manifest->GetIsReporting();
+        return (isAdded ? "needed by " + Joined(Within(dependencies_.NeededBy(name), names))
+                        : std::string("asked for")) +
+               (mustSayReady ? ", waits for READY=1" : "");
+    }
+
+    // An application in between may run already: then it is named all the same.
+    static Names Within(const Names& names, const Names& frame) {
+        Names within;
+        for (const std::string& name : names) {
+            if (frame.count(name) > 0) {
+                within.insert(name);
+            }
+        }
+        return within.empty() ? names : within;
+    }
+
+    const Group& group_;
+    const Dependencies& dependencies_;
+};
+
+Json DryRunJson(const Order& order, const Plan& plan, const Dependencies& dependencies,
+                bool isAccepted) {
+    Json json = NewObject();
+    json["command"] = order.verb;
+    json["dryRun"] = true;
+    json["accepted"] = isAccepted;
+    std::vector<std::vector<std::string>> stops = dependencies.Waves(plan.stops);
+    std::reverse(stops.begin(), stops.end());
+    json["stop"] = stops;
+    json["start"] = dependencies.Waves(plan.starts);
+    json["restart"] = plan.restarts;
+    json["alreadyRunning"] = plan.alreadyUp;
+    return json;
+}
+
+}  // namespace
+
+std::vector<std::string> Failed(const Report& report) {
+    std::vector<std::string> names;
+    for (const Outcome& outcome : report.outcomes) {
+        if (!IsGood(outcome)) {
+            names.push_back(outcome.name);
+        }
+    }
+    return names;
+}
+
+void ShowReport(const Options& options, const Order& order, const Plan& plan, const Group& group,
+                const Report& report) {
+    if (options.format == Format::kJson) {
+        PutJson(JsonOf(order, plan, group, report));
+        return;
+    }
+    if (options.format == Format::kName || options.format == Format::kPid) {
+        std::vector<Application> applications;
+        for (const Outcome& outcome : report.outcomes) {
+            if (IsGood(outcome)) {
+                applications.push_back(group.At(outcome.name));
+            }
+        }
+        Put(Lines(applications, options.format));
+        return;
+    }
+    if (options.isQuiet) {
+        return;
+    }
+    if (report.outcomes.empty()) {
+        Put("nothing to " + order.verb + "\n");
+        return;
+    }
+    const Screen screen = Screen::Of(STDOUT_FILENO, options.color);
+    const ReportShower shower(group.HasDependencies() ? &group.GetDependencies() : nullptr, group,
+                              report);
+    const size_t good = report.outcomes.size() - Failed(report).size();
+    Put(screen.isTerminal ? TerminalText(order, report, shower, good, screen)
+                          : PlainText(order, report, shower, good));
+}
+
+void ShowDryRun(const Options& options, const Order& order, const Plan& plan, const Group& group,
+                const Dependencies& dependencies, bool isAccepted) {
+    if (options.format == Format::kJson) {
+        PutJson(DryRunJson(order, plan, dependencies, isAccepted));
+        return;
+    }
+    if (plan.IsEmpty()) {
+        Put("nothing to " + order.verb + "\n");
+        return;
+    }
+    const WaveShower waves(group, dependencies);
+    if (!plan.stops.empty()) {
+        Put(waves.Show("stop", plan.stops, plan.addedStops, true));
+    }
+    if (!plan.starts.empty()) {
+        Put(waves.Show("start", plan.starts, plan.addedStarts, false));
+    }
+    if (!plan.restarts.empty()) {
+        Put("Would restart " + Joined(plan.restarts) + " (nothing was changed).\n");
+    }
+    Put(isAccepted ? "The owner accepts this change set.\n"
+                   : "The owner refuses this change set; its log says why.\n");
+}
+
+}  // namespace GrpCtl

@@ -1,0 +1,106 @@
+#include "client/grpctl/screen.h"
+
+#include <langinfo.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "platform/linux/utf8.h"
+
+namespace GrpCtl {
+
+namespace {
+
+bool IsSet(const char* variable) {
+    const char* const value = std::getenv(variable);
+    return value != nullptr && *value != '\0';
+}
+
+bool IsDumb() {
+    const char* const terminal = std::getenv("TERM");
+    return terminal == nullptr || std::strcmp(terminal, "dumb") == 0;
+}
+
+size_t WidthOf(int descriptor) {
+    constexpr size_t kLeast = 40;
+    constexpr size_t kMost = 100;  // a time far from its name is hard to read
+    winsize size{};
+    if (ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
+        return Screen().width;
+    }
+    return std::clamp<size_t>(size.ws_col, kLeast, kMost);
+}
+
+const char* CodeOf(Style style) {
+    switch (style) {
+        case Style::kGood:
+            return "\033[32m";
+        case Style::kBad:
+            return "\033[31m";
+        case Style::kBusy:
+            return "\033[33m";
+        case Style::kFaint:
+            return "\033[2m";
+        case Style::kHead:
+            return "\033[1m";
+        case Style::kPlain:
+            break;
+    }
+    return "";
+}
+
+}  // namespace
+
+Screen Screen::Of(int descriptor, Color color) {
+    Screen screen;
+    screen.isTerminal = isatty(descriptor) == 1;
+    screen.isColored = color == Color::kAlways || (color == Color::kAuto && screen.isTerminal &&
+                                                   !IsSet("NO_COLOR") && !IsDumb());
+    screen.isUtf8 = std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
+    screen.width = screen.isTerminal ? WidthOf(descriptor) : screen.width;
+    return screen;
+}
+
+std::string Screen::Mark(bool isGood) const {
+    const char* const good = isUtf8 ? "✔" : "[ok]";
+    const char* const bad = isUtf8 ? "✘" : "[!!]";
+    return Paint(isGood ? good : bad, isGood ? Style::kGood : Style::kBad, isColored);
+}
+
+std::string Paint(const std::string& text, Style style, bool isColored) {
+    const std::string code = isColored && !text.empty() ? CodeOf(style) : "";
+    return code.empty() ? text : code + text + "\033[0m";
+}
+
+std::string Stretch(const std::string& left, const std::string& right, const Screen& screen) {
+    // Colours take bytes, but no room.
+    size_t used = GrpOwnerLinux::CountCharacters(right);
+    for (std::string_view rest = left; !rest.empty();) {
+        if (rest.front() == '\033') {
+            rest.remove_prefix(std::min(rest.find('m'), rest.size() - 1) + 1);
+            continue;
+        }
+        uint32_t value = 0;
+        rest.remove_prefix(std::max<size_t>(GrpOwnerLinux::DecodeCharacter(rest, value), 1));
+        ++used;
+    }
+    return left + std::string(used + 1 < screen.width ? screen.width - 1 - used : 1, ' ') + right +
+           "\n";
+}
+
+void Say(const Options& options, const std::string& line) {
+    if (!options.isQuiet) {
+        std::fputs((GrpOwnerLinux::PrintableLine(line) + "\n").c_str(), stderr);
+    }
+}
+
+void Put(const std::string& text) {
+    (void)std::fwrite(text.data(), 1, text.size(), stdout);  // main looks at the stream's state
+}
+
+}  // namespace GrpCtl

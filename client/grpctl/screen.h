@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+
+#include "client/grpctl/options.h"
+
+namespace GrpCtl {
+
+enum class Style { kPlain, kGood, kBad, kBusy, kFaint, kHead };
+
+/// What a stream can show.
+struct Screen {
+    bool isTerminal = false;
+    bool isColored = false;
+    bool isUtf8 = false;
+    size_t width = 80;  // characters of a line
+
+    /// @param descriptor of the stream: each is asked for itself
+    static Screen Of(int descriptor, Color color);
+
+    /// Before a line that says how something went.
+    std::string Mark(bool isGood) const;
+};
+
+std::string Paint(const std::string& text, Style style, bool isColored);
+
+/// A line with something at either end.
+std::string Stretch(const std::string& left, const std::string& right, const Screen& screen);
+
+/// A message to people, unless they asked for quiet.
+void Say(const Options& options, const std::string& line);
+
+/// A result.
+void Put(const std::string& text);
+
+}  // namespace GrpCtl

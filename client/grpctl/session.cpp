@@ -1,0 +1,117 @@
+#include "client/grpctl/session.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <vector>
+
+#include "platform/linux/host.h"
+
+namespace GrpCtl {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Where sockets may lie: one's own directory, then that of the system.
+std::vector<std::string> Directories() {
+    constexpr char kShared[] = "/run/grpowner";
+    std::string error;
+    const std::string own = GrpOwnerLinux::RunDirectory(error);
+    if (own.empty()) {
+        throw Failure{kUnreachable, "cannot reach the group owner", error,
+                      "name the socket with --socket PATH"};
+    }
+    const char* const named = std::getenv("GRPOWNER_RUN_DIR");
+    if ((named != nullptr && *named != '\0') || own == kShared) {
+        return {own};
+    }
+    return {own, kShared};
+}
+
+std::vector<fs::path> SocketsIn(const std::string& directory, const std::string& ending) {
+    std::vector<fs::path> sockets;
+    std::error_code error;
+    for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (entry->path().extension() == ending) {
+            sockets.push_back(entry->path());
+        }
+    }
+    std::sort(sockets.begin(), sockets.end());
+    return sockets;
+}
+
+struct Kind {
+    const char* ending;
+    const char* many;    // "group owners"
+    const char* choice;  // how to choose one
+    const char* help;    // when there is none
+};
+
+constexpr Kind kOwners{".vfs", "group owners", "--owner NAME",
+                       "start the demo with `./dev demo`, or name the socket with --socket PATH"};
+constexpr Kind kQueues{".queue", "event queues", "`grpctl events NAME`",
+                       "an owner offers events when it is started with --events NAME"};
+
+std::string FindNamed(const std::string& name, const Kind& kind) {
+    const std::vector<std::string> directories = Directories();
+    for (const std::string& directory : directories) {
+        std::string path = directory + "/" + name + kind.ending;
+        std::error_code error;
+        if (fs::exists(path, error)) {
+            return path;
+        }
+    }
+    // The attempt to connect says the rest.
+    return directories.front() + "/" + name + kind.ending;
+}
+
+std::string FindOnly(const Kind& kind) {
+    const std::vector<std::string> directories = Directories();
+    for (const std::string& directory : directories) {
+        const std::vector<fs::path> sockets = SocketsIn(directory, kind.ending);
+        if (sockets.size() == 1) {
+            return sockets.front();
+        }
+        if (sockets.size() > 1) {
+            std::string names;
+            for (const fs::path& socket : sockets) {
+                names += (names.empty() ? "" : ", ") + socket.stem().string();
+            }
+            throw Failure{kWrongUsage, std::string("there are several ") + kind.many + ": " + names,
+                          "", std::string("choose one with ") + kind.choice};
+        }
+    }
+    throw Failure{
+        kUnreachable,
+        kind.ending == kQueues.ending ? "there is no event queue" : "cannot reach the group owner",
+        std::string("there is no *") + kind.ending + " in " + directories.front(), kind.help};
+}
+
+}  // namespace
+
+std::string FindOwnerSocket(const Options& options) {
+    if (!options.socket.empty()) {
+        return options.socket;
+    }
+    return options.owner.empty() ? FindOnly(kOwners) : FindNamed(options.owner, kOwners);
+}
+
+std::string FindQueueSocket(const Options& options, const std::string& name) {
+    if (!name.empty()) {
+        return name.find('/') == std::string::npos ? FindNamed(name, kQueues) : name;
+    }
+    return options.owner.empty() ? FindOnly(kQueues) : FindNamed(options.owner, kQueues);
+}
+
+Session::Session(const Options& options)
+    : options_(options),
+      socket_(FindOwnerSocket(options)),
+      client_(Need(GrpOwnerClient::SsClient::Connect(socket_))) {
+    client_.SetInterrupt(interrupt_.Descriptor());
+}
+
+}  // namespace GrpCtl

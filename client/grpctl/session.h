@@ -1,0 +1,35 @@
+#pragma once
+
+#include "client/grpctl/failure.h"
+#include "client/grpctl/interrupt.h"
+#include "client/grpctl/options.h"
+#include "client/grpctl/screen.h"
+#include "client/ss_client.h"
+
+namespace GrpCtl {
+
+/// One command's connection to the owner. Ctrl-C ends its waits from here on.
+class Session {
+public:
+    explicit Session(const Options& options);
+
+    GrpOwnerClient::SsClient& Client() { return client_; }
+    const GrpOwnerClient::Facts& Facts() const { return client_.GetFacts(); }
+    const Options& GetOptions() const { return options_; }
+    const std::string& Socket() const { return socket_; }
+    int InterruptDescriptor() const { return interrupt_.Descriptor(); }
+
+private:
+    const Options& options_;
+    const std::string socket_;
+    GrpOwnerClient::SsClient client_;
+    Interrupt interrupt_;
+};
+
+/// The socket of the owner that is meant.
+std::string FindOwnerSocket(const Options& options);
+
+/// The socket of the event queue of this name; without a name the only one there is.
+std::string FindQueueSocket(const Options& options, const std::string& name);
+
+}  // namespace GrpCtl

@@ -1,0 +1,27 @@
+#pragma once
+// What the verbs do. Each returns its exit code or throws a Failure.
+
+#include "client/grpctl/options.h"
+
+namespace GrpCtl {
+
+int RunList(const Options& options);
+int RunStatus(const Options& options);
+int RunIsRunning(const Options& options);
+int RunWait(const Options& options);
+
+int RunStart(const Options& options);
+int RunStop(const Options& options);
+int RunRestart(const Options& options);
+int RunChange(const Options& options);
+int RunStopAll(const Options& options);
+
+int RunSetState(const Options& options);
+int RunVerify(const Options& options);
+int RunReload(const Options& options);
+int RunDump(const Options& options);
+
+int RunEvents(const Options& options);
+int RunRaw(const Options& options);
+
+}  // namespace GrpCtl

@@ -1,0 +1,201 @@
+#include "client/grpctl/verbs.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "client/grpctl/duration.h"
+#include "client/grpctl/failure.h"
+#include "client/grpctl/verb_runs.h"
+#include "platform/linux/utf8.h"
+
+namespace GrpCtl {
+
+namespace {
+
+using Text = const std::string&;
+
+uint64_t ToNumber(const std::string& text, const std::string& name, uint64_t most) {
+    uint64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    if (text.empty() || error != std::errc() || rest != end || number > most) {
+        throw Failure{kWrongUsage, GrpOwnerLinux::Quote(text) + " is not a number for " + name, "",
+                      "0 to " + std::to_string(most)};
+    }
+    return number;
+}
+
+void Append(std::vector<std::string>& names, const std::string& text) {
+    for (std::string& name : Split(text, ',')) {
+        names.push_back(std::move(name));
+    }
+}
+
+void SetTimeout(Options& options, Text text) {
+    options.timeout = ParseDuration(text);
+    if (!options.timeout) {
+        throw Failure{
+            kWrongUsage, GrpOwnerLinux::Quote(text) + " is not a time", "",
+            "write a number with its unit, at least 1ms and a day at most: 500ms, 3s, 2m"};
+    }
+}
+
+void SetFormat(Options& options, Text word) {
+    options.format = word == "wide"   ? Format::kWide
+                     : word == "json" ? Format::kJson
+                     : word == "name" ? Format::kName
+                     : word == "pid"  ? Format::kPid
+                                      : Format::kText;
+}
+
+void SetColor(Options& options, Text word) {
+    options.color = word == "always"  ? Color::kAlways
+                    : word == "never" ? Color::kNever
+                                      : Color::kAuto;
+}
+
+void AddParameter(Options& options, Text text) {
+    constexpr uint64_t kMostIndex = 2;
+    const size_t equals = text.find('=');
+    if (equals == std::string::npos) {
+        throw Failure{kWrongUsage, GrpOwnerLinux::Quote(text) + " is not a parameter", "",
+                      "write its index, 0 to 2, and its values: --param 0=a,b"};
+    }
+    const auto index =
+        static_cast<int32_t>(ToNumber(text.substr(0, equals), "--param", kMostIndex));
+    Append(options.parameters[index], text.substr(equals + 1));
+}
+
+// clang-format off
+const std::vector<Switch> kSwitches{
+    {"-o,--output", "FORMAT", "text|wide|json|name|pid", "",
+     "How to show results: text, wide, json, name or pid",
+     [](Options& o, Text v) { SetFormat(o, v); }},
+    {"--json", "", "", "", "The same as -o json; objects carry \"schema\": 1",
+     [](Options& o, Text) { o.format = Format::kJson; }},
+    {"-q,--quiet", "", "", "", "No messages but errors",
+     [](Options& o, Text) { o.isQuiet = true; }},
+    {"--color", "WHEN", "auto|always|never", "", "auto, always or never",
+     [](Options& o, Text v) { SetColor(o, v); }},
+    {"--socket", "PATH", "", "", "The owner's socket",
+     [](Options& o, Text v) { o.socket = v; }},
+    {"--owner", "NAME", "", "", "The owner's name, when the run directory has several",
+     [](Options& o, Text v) { o.owner = v; }},
+    {"--timeout", "TIME", "", "", "How long the owner may take, for example 500ms or 3s (default: 5s)",
+     [](Options& o, Text v) { SetTimeout(o, v); }},
+
+    {"--dry-run", "", "", "start stop restart change", "Show what would be done and ask the owner whether it would accept it",
+     [](Options& o, Text) { o.isDryRun = true; }},
+    {"--no-deps", "", "", "start change", "Send exactly what is typed",
+     [](Options& o, Text) { o.isWithoutDependencies = true; }},
+    {"--with-dependents", "", "", "stop change", "Stop running applications that need a stopped one too",
+     [](Options& o, Text) { o.isWithDependents = true; }},
+    {"--force", "", "", "stop change", "Stop it although running applications need it",
+     [](Options& o, Text) { o.isForced = true; }},
+    {"--param", "INDEX=VALUE,...", "", "start restart", "Parameter of a template, index 0 to 2; may be repeated",
+     [](Options& o, Text v) { AddParameter(o, v); }},
+    {"--stop", "NAME,...", "", "change", "Stop these first",
+     [](Options& o, Text v) { Append(o.stops, v); }},
+    {"--start", "NAME,...", "", "change", "Then start these",
+     [](Options& o, Text v) { Append(o.starts, v); }},
+    {"--restart", "NAME,...", "", "change", "Then restart these",
+     [](Options& o, Text v) { Append(o.restarts, v); }},
+    {"-f,--file", "FILE", "", "change", "Take the change set from a file; - is standard input",
+     [](Options& o, Text v) { o.changeFile = v; }},
+
+    {"--for", "STATE", "running|stopped", "wait", "running (default) or stopped",
+     [](Options& o, Text v) { o.isForStopped = v == "stopped"; }},
+    {"--count", "NUMBER", "", "events", "End after so many events",
+     [](Options& o, Text v) { o.eventCount = ToNumber(v, "--count", UINT64_MAX); }},
+    {"--file", "FILE", "", "raw", "Send the bytes of a file; - is standard input",
+     [](Options& o, Text v) { o.inputFile = v; }},
+    {"--text", "TEXT", "", "raw", "Send this text",
+     [](Options& o, Text v) { o.inputText = v; }},
+    {"--record", "", "", "raw", "Put the bytes into a record of 4000, behind their size and the time-out",
+     [](Options& o, Text) { o.isRecord = true; }},
+    {"--size", "NUMBER", "", "raw", "The size that the record claims, whatever is true",
+     [](Options& o, Text v) { o.claimedSize = ToNumber(v, "--size", UINT64_MAX); }},
+};
+
+const std::vector<Verb> kVerbs{
+    {"list", "", 0, 0, false, "Show all applications", "", RunList},
+    {"status", "[NAME...]", 0, kAnyNumber, false, "Show the group, or some applications in detail",
+     "Exit code 3 when one of the named applications does not run.", RunStatus},
+    {"is-running", "NAME...", 1, kAnyNumber, false, "Tell whether applications run",
+     "Exit code 0 when all of them run, else 3.", RunIsRunning},
+    {"wait", "NAME...", 1, kAnyNumber, false, "Wait until applications run, or until none does",
+     "Exit code 124 when that is not so within --timeout.", RunWait},
+    {"start", "NAME... [-- ARGUMENT...]", 1, kAnyNumber, true, "Start applications and what they need",
+     "What runs already is left alone. Arguments behind -- replace those of the configuration;\n"
+     "they and --param go with one name only.\n\n"
+     "  grpctl start planner --dry-run\n"
+     "  grpctl start recorder --param 0=left,right -- --quality 9", RunStart},
+    {"stop", "NAME...", 1, kAnyNumber, false, "Stop applications",
+     "Refuses while running applications need them.", RunStop},
+    {"restart", "NAME... [-- ARGUMENT...]", 1, kAnyNumber, true, "Restart applications",
+     "Arguments behind -- replace those of the configuration; they and --param go with one name only.",
+     RunRestart},
+    {"change", "", 0, 0, false, "Stop, start and restart applications in one change set",
+     "The owner carries out all stops, then all starts, then all restarts; a failing step skips the\n"
+     "later ones. A file looks like this:\n\n"
+     "  stop: [planner]\n"
+     "  start:\n"
+     "    - camera\n"
+     "    - {name: recorder, arguments: [--quality, \"9\"], parameters: {0: [left, right]}}\n"
+     "  restart: [lidar]", RunChange},
+    {"stop-all", "", 0, 0, false, "Stop all applications, driving ones first",
+     "Checks afterwards and says what still runs.", RunStopAll},
+    {"set-state", "STATE", 1, 1, false, "Set the system state",
+     "STATE is off, working, suspend, upgrade, calibration, delay_bind_core, or a number.\n"
+     "What that means is the host's business: it may carry it out after it has accepted it.",
+     RunSetState},
+    {"verify", "NAME[=OPTION]...", 1, kAnyNumber, false, "Ask whether the owner would accept a change set",
+     "OPTION is start (default), stop, restart, or any number. Nothing is changed.", RunVerify},
+    {"reload", "", 0, 0, false, "Let the owner read its configuration again", "", RunReload},
+    {"dump", "", 0, 0, false, "Let the owner write its state into its log", "", RunDump},
+    {"events", "[QUEUE]", 0, 1, false, "Show system events as they happen",
+     "One line for each, until Ctrl-C; with --json one object for each. With --timeout it ends when\n"
+     "none comes for so long.", RunEvents},
+    {"raw", "COMMAND [HEX...]", 1, kAnyNumber, false, "Send any bytes as any command and show the answer",
+     "Nothing is checked here: for tries with hostile requests.\n\n"
+     "  grpctl raw 6 --record\n"
+     "  grpctl raw 0 --record --text '1#camera#0#0#0#'\n"
+     "  grpctl raw 9 --record 01000000 06000000 63616d657261\n"
+     "  grpctl raw 2 --record --size 4000 --text 1", RunRaw},
+};
+// clang-format on
+
+}  // namespace
+
+const std::vector<Verb>& Verbs() {
+    return kVerbs;
+}
+
+const std::vector<Switch>& Switches() {
+    return kSwitches;
+}
+
+const Verb* FindVerb(std::string_view name) {
+    const auto found = std::find_if(kVerbs.begin(), kVerbs.end(),
+                                    [name](const Verb& verb) { return verb.name == name; });
+    return found == kVerbs.end() ? nullptr : &*found;
+}
+
+bool Applies(const Switch& entry, std::string_view verb) {
+    const std::vector<std::string> verbs = Split(entry.verbs, ' ');
+    return entry.verbs.empty() || std::find(verbs.begin(), verbs.end(), verb) != verbs.end();
+}
+
+std::vector<std::string> Split(std::string_view text, char separator) {
+    std::vector<std::string> pieces;
+    while (true) {
+        const size_t end = text.find(separator);
+        pieces.emplace_back(text.substr(0, end));
+        if (end == std::string_view::npos) {
+            return pieces;
+        }
+        text.remove_prefix(end + 1);
+    }
+}
+
+}  // namespace GrpCtl
