@@ -1,0 +1,115 @@
+// What people type and read: times, tables, bytes, and the process facts behind an up-time.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "client/grpctl/duration.h"
+#include "client/grpctl/hex.h"
+#include "client/grpctl/process_facts.h"
+#include "client/grpctl/table.h"
+
+using namespace std::string_literals;
+
+namespace GrpCtl {
+namespace {
+
+using std::chrono::milliseconds;
+
+// A time without a unit, of zero or of more than a day is refused: the owner takes 0 for "as
+// before".
+TEST(GrpctlText, ReadsTimesWithTheirUnit) {
+    const struct {
+        const char* text;
+        int64_t count;  // -1: refused
+    } rows[] = {
+        {"500ms", 500},
+        {"3s", 3000},
+        {"1.5s", 1500},
+        {"2m", 120000},
+        {"1h", 3600000},
+        {"0.25m", 15000},
+        {"24h", 86400000},
+        {"1.5ms", 1},
+        {"1.0005s", 1000},
+        {"5", -1},
+        {"0s", -1},
+        {"0.1ms", -1},
+        {"25h", -1},
+        {"-1s", -1},
+        {"1.s", -1},
+        {".5s", -1},
+        {"3 s", -1},
+        {"3S", -1},
+        {"", -1},
+        {"ms", -1},
+        {"1.2.3s", -1},
+        {"9999999999s", -1},
+        {"99999999999999999999ms", -1},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(ParseDuration(row.text).value_or(milliseconds(-1)).count(), row.count)
+            << row.text;
+    }
+}
+
+TEST(GrpctlText, ShowsTimesAsShortAsTheyStayUseful) {
+    const struct {
+        int64_t count;
+        const char* duration;
+        const char* age;
+    } rows[] = {
+        {38, "38ms", "0s"},         {1180, "1.18s", "1s"},        {59999, "59.99s", "59s"},
+        {134000, "2m14s", "2m14s"}, {11100000, "3h05m", "3h05m"}, {187200000, "2d04h", "2d04h"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(ShowDuration(milliseconds(row.count)), row.duration);
+        EXPECT_EQ(ShowAge(milliseconds(row.count)), row.age);
+    }
+}
+
+// Columns are as wide as their characters, not their bytes; colours take no room; what would change
+// the terminal is not let through.
+TEST(GrpctlText, LaysTablesOut) {
+    EXPECT_EQ(LayOut({{"NAME", "PID"}, {"grün", "7"}, {"x", ""}, {"a\033[2Jb", "9"}}, false),
+              "NAME     PID\n"
+              "grün     7\n"
+              "x\n"
+              "a?[2Jb   9\n");
+    EXPECT_EQ(LayOut({{{"up", Style::kGood}, "1"}}, true), "\033[32mup\033[0m   1\n");
+}
+
+TEST(GrpctlText, StretchesALineToTheEdge) {
+    Screen screen;
+    screen.width = 20;
+    EXPECT_EQ(Stretch("\033[32m✔\033[0m cam", "38ms", screen),
+              "\033[32m✔\033[0m cam          38ms\n");
+    EXPECT_EQ(Stretch("a name of many characters", "1s", screen), "a name of many characters 1s\n");
+}
+
+TEST(GrpctlText, DumpsBytes) {
+    std::vector<uint8_t> bytes;
+    ASSERT_TRUE(AppendHex("0a5A", bytes));
+    EXPECT_FALSE(AppendHex("0", bytes));
+    EXPECT_FALSE(AppendHex("+1", bytes));
+    bytes.resize(64);
+    bytes.push_back(1);
+    EXPECT_EQ(HexDump(bytes),
+              "00000000  0a 5a 00 00 00 00 00 00  00 00 00 00 00 00 00 00  |.Z..............|\n"
+              "00000010  00 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00  |................|\n"
+              "*\n"
+              "00000040  01                                                |.|\n");
+}
+
+// The name is the program's own choice and may look like the fields behind it.
+TEST(GrpctlText, FindsTheStartOfAProcess) {
+    const std::string fields = " S 1 2 3 0 -1 4194560 1 0 0 0 1 2 0 0 20 0 1 0 4711 99 5";
+    EXPECT_EQ(StartTicks("42 (sh)" + fields), 4711U);
+    EXPECT_EQ(StartTicks("42 (a) S 1 (b) R)" + fields), 4711U);
+    EXPECT_EQ(StartTicks("42 (sh) S 1 2 3"), std::nullopt);
+    EXPECT_EQ(StartTicks(""), std::nullopt);
+    EXPECT_EQ(AgeOf(-1), std::nullopt);
+    EXPECT_LT(AgeOf(getpid()).value_or(std::chrono::hours(1)), std::chrono::minutes(30));
+}
+
+}  // namespace
+}  // namespace GrpCtl
