@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "platform/secure_memory.h"
+#include "src/common/field_reader.h"
 #include "src/common/logging.h"
 
 namespace ProcMgr::Serialization {
@@ -214,20 +215,17 @@ void ProcMgrCombineMsg(RequestType type, uint32_t count, const std::string& join
 bool ProcMgrUnpackedAppStateRequest(const RequestMsg* record,
                                     std::vector<Message::AppStateInfo>& apps) {
     const uint64_t length = std::min<uint64_t>(record->length, sizeof(record->data));
-    std::istringstream stream(std::string(record->data, length));
-    stream.imbue(std::locale::classic());
-    uint32_t count = 0;
-    char separator = 0;
-    stream >> count >> separator;
+    FieldReader fields(std::string(record->data, length));
+    const auto count = fields.GetNumber<uint32_t>();
     if (count >= kTooManyApps) {
         GRP_ERROR("ProcMgr : ProcMgrMaster UnpackedAppStateRequest err: big AppListSize=%u", count);
         return false;
     }
     apps.resize(count);
     for (Message::AppStateInfo& app : apps) {
-        std::getline(stream, app.name, kSeparator);
+        app.name = fields.GetText();
         for (uint32_t* number : {&app.pid, &app.type, &app.reason, &app.spare}) {
-            stream >> *number >> separator;
+            *number = fields.GetNumber<uint32_t>();
         }
     }
     return true;
