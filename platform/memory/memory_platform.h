@@ -1,6 +1,6 @@
 #pragma once
 // How a test scripts and watches the platform in memory: a full second implementation of the log,
-// pipe, heartbeat and manifest services inside one process.
+// pipe, heartbeat, manifest and messaging services inside one process.
 //
 // All functions may be called on any thread, hooks and answers included: the implementation never
 // holds a lock of its own while it calls out. What has been recorded is handed out as copies.
@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/manifest_service.h"
+#include "platform/messaging_service.h"
 #include "platform/pipe_service.h"
 #include "platform/portable/manifest_fields.h"
 
@@ -148,5 +149,89 @@ std::vector<ParseCall> ParseCalls();
 /// Called at the beginning of every ParseYaml, on its thread: the place where a test lets things
 /// happen in the middle of a reload.
 void SetParseHook(std::function<void()> hook);
+
+// --- Messaging -----------------------------------------------------------------------------------
+
+enum class MessagingCall {
+    kRegisterService,
+    kRegisterQueue,
+    kRegisterPool,
+    kDestroyPool,
+    kMalloc,
+    kWrite,
+    kFree,
+    kEnqueue,
+};
+
+/// The next `times` calls fail with this result and have no effect.
+void ScriptMessaging(MessagingCall call, int result, unsigned times = 1);
+
+/// A virtual file or a queue that was offered, also one that was refused.
+struct OfferedService {
+    MessagingCall call = MessagingCall::kRegisterService;  // or kRegisterQueue
+    std::string name;
+    int32_t timeoutMs = 0;
+    int result = 0;
+};
+std::vector<OfferedService> OfferedServices();
+
+/// A client's connection to a virtual file, open while it lives if the owner lets it. The owner's
+/// operations run on the calling thread; connections of several threads run side by side.
+class VirtualFileClient {
+public:
+    explicit VirtualFileClient(const std::string& name);
+    ~VirtualFileClient();
+    VirtualFileClient(const VirtualFileClient&) = delete;
+    VirtualFileClient& operator=(const VirtualFileClient&) = delete;
+
+    /// What opening told; -ENOENT when nobody offers such a file.
+    int OpenResult() const { return openResult_; }
+
+    /// @return the operation's result; -EBADF when the file is not open or takes no commands
+    int Ioctl(unsigned command, void* buffer, size_t length);
+
+private:
+    const std::string name_;
+    IAMMgrFile file_{};
+    const IAMFileOperations* operations_ = nullptr;
+    int openResult_ = 0;
+};
+
+/// A reader of a queue, connected while it lives if the owner lets it. The readers of an array are
+/// in the order of their addresses, which is the owner's.
+class QueueReader {
+public:
+    QueueReader(const std::string& queueName, const std::string& readerName);
+    ~QueueReader() { Close(); }
+    QueueReader(const QueueReader&) = delete;
+    QueueReader& operator=(const QueueReader&) = delete;
+
+    /// What opening told; -ENOENT when nobody offers such a queue.
+    int OpenResult() const { return openResult_; }
+
+    /// Takes all that was put on the queue so far and gives the blocks back.
+    std::vector<std::string> Take();
+
+    void Close();
+
+    IamQfsMgrFile* File() { return &file_; }
+
+private:
+    const std::string name_;
+    IamQfsMgrFile file_{};
+    const IAMQueueOperations* operations_ = nullptr;
+    int openResult_ = 0;
+};
+
+/// Pools that are registered, by name, with what they were registered with and the blocks in use:
+/// those that the owner holds and those that wait on a queue.
+struct PoolRecord {
+    std::string name;
+    uint32_t blockSize = 0;
+    uint32_t blockCount = 0;
+    size_t held = 0;
+    size_t enqueued = 0;
+};
+std::vector<PoolRecord> Pools();
 
 }  // namespace GrpOwnerMemory

@@ -53,6 +53,7 @@ void Reset() {
     ResetPipe();
     ResetHeartBeat();
     ResetManifest();
+    ResetMessaging();
     ResetLog();
 }
 

@@ -48,5 +48,6 @@ void ResetLog();
 void ResetPipe();
 void ResetHeartBeat();
 void ResetManifest();
+void ResetMessaging();
 
 }  // namespace GrpOwnerMemory
