@@ -23,11 +23,7 @@ EventReporter::EventReporter(const std::vector<ApplicationManifest>& manifests) 
 int EventReporter::Open(const std::string& name) {
     // The queue comes with syslog; whoever reads standard error is to see it nevertheless.
     openlog(name.c_str(), LOG_PID | LOG_PERROR, LOG_DAEMON);
-#if __has_include("src/ss/ss_to_owner_server_impl.h")
     const int result = ProcMgr::SsToOwnerServer::GetInstance().InitSysEventServer(name);
-#else
-    const int result = -1;
-#endif
     if (result >= 0) {
         worker_ = std::make_unique<Worker>();
     }
@@ -51,10 +47,8 @@ void EventReporter::Tell(Kind kind, uint32_t number) {
     ProcMgr::SysEvent event;
     event.state = static_cast<uint32_t>(kind) * kKindFactor + number;
     worker_->Do([event] {
-    // A reader that cannot be reached is in the log already.
-#if __has_include("src/ss/ss_to_owner_server_impl.h")
+        // A reader that cannot be reached is in the log already.
         (void)ProcMgr::SsToOwnerServer::GetInstance().ReportSysEvent(event);
-#endif
     });
 }
 
