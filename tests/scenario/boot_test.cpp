@@ -92,7 +92,7 @@ Apps RandomLayers(std::mt19937_64& random) {
 }
 
 TEST(Boot, RandomLayersInRandomOrder) {
-    ForSeeds(60, [](uint64_t seed) {
+    ForSeeds(200, [](uint64_t seed) {
         std::mt19937_64 random(seed);
         const Apps apps = RandomLayers(random);
         Group group(apps, seed);
