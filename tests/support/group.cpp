@@ -48,7 +48,10 @@ Group::Group(const std::vector<ManifestFields>& manifests, uint64_t seed)
         notices_.push_back(name + " " + std::to_string(pid) + " " + NoticeName(state) + " " + then);
         return true;
     };
-    (void)owner.GrpOwnerConfig({});         // always 0
+    ProcMgr::GrpOwnerCfg config;
+    config.ssResFileName = kRequestFile;
+    config.enableSsServer = true;
+    (void)owner.GrpOwnerConfig(config);     // always 0
     (void)owner.SubscribeAppState(notice);  // always 0
     std::set<std::string> reporting;
     for (const ManifestFields& manifest : manifests) {

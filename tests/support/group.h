@@ -12,6 +12,9 @@
 
 namespace GrpOwnerTest {
 
+/// The virtual file on which the owner of a group takes requests.
+constexpr char kRequestFile[] = "owner";
+
 /// The real owner of a group over the platform in memory, with a process manager by script. One for
 /// each scenario.
 class Group {

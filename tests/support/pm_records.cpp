@@ -67,6 +67,26 @@ PmAppRequest DecodeApp(Fields& fields, bool withArguments) {
     return app;
 }
 
+PmRequest DecodeQuery(const std::string& payload) {
+    PmRequest request;
+    request.type = kQuery;
+    size_t place = 0;
+    const auto number = [&] {
+        uint32_t value = 0;
+        if (payload.copy(reinterpret_cast<char*>(&value), sizeof(value), place) != sizeof(value)) {
+            Broken("a query that ends early");
+        }
+        place += sizeof(value);
+        return value;
+    };
+    for (uint32_t left = number(); left > 0; --left) {
+        const uint32_t length = number();
+        request.apps.push_back({payload.substr(place, length), {}, {}});
+        place += length;
+    }
+    return request;
+}
+
 std::string Payload(const std::string& bytes, uint32_t& type) {
     if (bytes.size() != kRecordSize) {
         Broken(std::to_string(bytes.size()) + " bytes");
@@ -89,6 +109,9 @@ std::string Payload(const std::string& bytes, uint32_t& type) {
 PmRequest DecodeRequest(const std::string& bytes) {
     PmRequest request;
     const std::string payload = Payload(bytes, request.type);
+    if (request.type == kQuery) {
+        return DecodeQuery(payload);
+    }
     Fields fields(payload);
     uint32_t pieces = fields.Number();
     switch (request.type) {

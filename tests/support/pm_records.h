@@ -18,6 +18,7 @@ enum PmType : uint32_t {
     kReports = 4,
     kLoad = 6,
     kReload = 7,
+    kQuery = 9,
     kQueryAnswer = 10,
 };
 
@@ -45,7 +46,7 @@ struct PmAppRequest {
 
 struct PmRequest {
     uint32_t type = 0;
-    std::vector<PmAppRequest> apps;            // start, restart, terminate
+    std::vector<PmAppRequest> apps;            // start, restart, terminate, query
     std::string path;                          // load and reload
     std::map<std::string, std::string> match;  // load and reload
     uint32_t baseState = 0;                    // base-service report

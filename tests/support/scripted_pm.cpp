@@ -98,6 +98,10 @@ void ScriptedPm::Receive(const std::string& bytes) {
     std::vector<Answer> atOnce;
     try {
         const PmRequest request = DecodeRequest(bytes);
+        if (request.type == kQuery) {
+            AnswerQuery(request.apps);
+            return;
+        }
         const Lock lock(mutex_);
         for (const PmAppRequest& app : request.apps) {
             TakeRequest(request.type, app, atOnce);
@@ -111,6 +115,14 @@ void ScriptedPm::Receive(const std::string& bytes) {
     }
 }
 
+void ScriptedPm::AnswerQuery(const std::vector<PmAppRequest>& apps) {
+    std::vector<std::pair<std::string, uint32_t>> states;
+    for (const PmAppRequest& app : apps) {
+        states.emplace_back(app.name, PidOf(app.name) == 0 ? kDown : kUp);
+    }
+    (void)GrpOwnerMemory::Deliver(EncodeQueryAnswer(states));  // unheard when the pipe is closed
+}
+
 void ScriptedPm::TakeRequest(uint32_t type, const PmAppRequest& app, std::vector<Answer>& atOnce) {
     constexpr PmEvent::Kind kKinds[] = {PmEvent::kAskedStart, PmEvent::kAskedRestart,
                                         PmEvent::kAskedTerm};
@@ -121,6 +133,11 @@ void ScriptedPm::TakeRequest(uint32_t type, const PmAppRequest& app, std::vector
     const auto fate = fates_.find(app.name);
     if (fate != fates_.end() && fate->second == Fate::kStaysSilent) {
         return;
+    }
+    if (type != kTerm) {
+        ended_.erase(app.name);
+    } else if (!ended_.insert(app.name).second) {
+        return;  // a process ends once, however often that is asked for
     }
     const PmReport report = ReportFor(type, app.name);
     const bool runs = report.type == kStarted || report.type == kRestarted;

@@ -41,7 +41,8 @@ struct PmEvent {
 
 /// A process manager by script over the pipe in memory. Requests are read on the owner's threads;
 /// answers are given on a thread of its own, one record after the other, unless the habits say
-/// otherwise. Its mutex guards everything and is held during no call to the owner.
+/// otherwise; only queries are always answered inside the send call. Its mutex guards everything
+/// and is held during no call to the owner.
 class ScriptedPm {
 public:
     explicit ScriptedPm(uint64_t seed = 1);
@@ -80,6 +81,9 @@ private:
     };
 
     void Receive(const std::string& bytes);
+    static constexpr uint32_t kDown = 1, kUp = 2;  // in the answer to a query
+
+    void AnswerQuery(const std::vector<PmAppRequest>& apps);
     void TakeRequest(uint32_t type, const PmAppRequest& app, std::vector<Answer>& atOnce);
     PmReport ReportFor(uint32_t type, const std::string& name);
     void Give(const std::vector<Answer>& answers);
@@ -95,6 +99,7 @@ private:
     std::set<std::string> reporting_;
     std::function<void(const std::string&, uint32_t)> say_;
     std::map<std::string, uint32_t> pids_;
+    std::set<std::string> ended_;  // by request; another one is not answered again
     std::map<std::string, PmAppRequest> requests_;
     std::vector<PmEvent> events_;
     std::vector<Answer> answers_;  // still to be given
