@@ -107,8 +107,8 @@ private:
 
     // What will be done beyond what was typed, or not done although it was.
     void Announce() const {
-        for (const std::string& name : plan_.alreadyUp) {
-            Say(options_, Quote(name) + " runs already");
+        if (!plan_.alreadyUp.empty()) {
+            Say(options_, "already running: " + Joined(dependencies_.InOrder(plan_.alreadyUp)));
         }
         if (options_.isDryRun) {
             return;  // it shows all that

@@ -96,6 +96,23 @@ void Show(const Options& options, const StopAllReport& report) {
     }
 }
 
+// The owner does not say why it stopped nothing; it refuses even an empty change set meanwhile.
+bool IsInTransition(Session& session, const Options& options) {
+    const auto answer = session.Client().ChangeApps({}, options.Timeout());
+    return answer && !answer->isOk && answer->results.empty();
+}
+
+Failure StillRunning(Session& session, const Options& options, const StopAllReport& report) {
+    const std::string what = "still running: " + Joined(report.left);
+    // With a change set in progress the first try is refused, and the next, empty one succeeds.
+    if (report.isOk || IsInTransition(session, options)) {
+        return {kInTransition, what, "a change set was in progress, or they were started again",
+                "try again when it has ended"};
+    }
+    return {kFailed, what, "they did not stop in time",
+            "try again; `grpctl dump` makes the owner write its state into its log"};
+}
+
 bool StopAll(Session& session) {
     const GrpOwnerClient::Result<bool> answer = session.Client().StopAll();
     if (answer) {
@@ -172,10 +189,7 @@ int RunStopAll(const Options& options) {
     if (report.left.empty()) {
         return kDone;
     }
-    throw Failure{report.isOk ? kInTransition : kFailed, "still running: " + Joined(report.left),
-                  report.isOk ? "a change set was in progress, or they were started again"
-                              : "they did not stop in time, or a change set was in progress",
-                  "try again; `grpctl dump` makes the owner write its state into its log"};
+    throw StillRunning(session, options, report);
 }
 
 }  // namespace GrpCtl

@@ -89,8 +89,9 @@ std::string ShowDuration(milliseconds duration) {
     if (count < kSecond) {
         return std::to_string(count) + "ms";
     }
-    return count < kMinute ? Two(count / kSecond, ".", count % kSecond / 10, "s")
-                           : ShowAge(duration);
+    return count < kMinute && count % kSecond != 0
+               ? Two(count / kSecond, ".", count % kSecond / 10, "s")
+               : ShowAge(duration);
 }
 
 std::string ShowSeconds(milliseconds duration) {

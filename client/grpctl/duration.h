@@ -11,7 +11,7 @@ namespace GrpCtl {
 /// longer than a day.
 std::optional<std::chrono::milliseconds> ParseDuration(std::string_view text);
 
-/// As short as it stays useful: "38ms", "1.18s", "14s", "2m14s", "3h05m", "2d04h".
+/// As short as it stays useful: "38ms", "1.18s", "3s", "2m14s", "3h05m", "2d04h".
 std::string ShowDuration(std::chrono::milliseconds duration);
 
 /// The same in whole seconds: of what runs, nobody wants to know more.

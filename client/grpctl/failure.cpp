@@ -33,6 +33,7 @@ Failure ToFailure(const Error& error) {
             // Without a code it is the owner that got no answer.
             return {error.code == 0 ? kNoAnswer : kFailed, error.message, "", ""};
         case ErrorKind::kTooLarge:
+            return {kWrongUsage, error.message, "", "divide it"};
         case ErrorKind::kUsage:
             return {kWrongUsage, error.message, "", ""};
         case ErrorKind::kMalformed:

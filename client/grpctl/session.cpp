@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <utility>
 #include <vector>
 
 #include "platform/linux/host.h"
@@ -14,6 +15,7 @@ namespace GrpCtl {
 namespace {
 
 namespace fs = std::filesystem;
+using GrpOwnerClient::SsClient;
 
 // Where sockets may lie: one's own directory, then that of the system.
 std::vector<std::string> Directories() {
@@ -91,6 +93,14 @@ std::string FindOnly(const Kind& kind) {
         std::string("there is no *") + kind.ending + " in " + directories.front(), kind.help};
 }
 
+SsClient Connect(const std::string& path) {
+    auto client = SsClient::Connect(path);
+    if (!client && client.GetError().kind == GrpOwnerClient::ErrorKind::kTimeout) {
+        throw Failure{kNoAnswer, "the group owner does not answer", client.GetError().message, ""};
+    }
+    return Need(std::move(client));
+}
+
 }  // namespace
 
 std::string FindOwnerSocket(const Options& options) {
@@ -108,9 +118,7 @@ std::string FindQueueSocket(const Options& options, const std::string& name) {
 }
 
 Session::Session(const Options& options)
-    : options_(options),
-      socket_(FindOwnerSocket(options)),
-      client_(Need(GrpOwnerClient::SsClient::Connect(socket_))) {
+    : options_(options), socket_(FindOwnerSocket(options)), client_(Connect(socket_)) {
     client_.SetInterrupt(interrupt_.Descriptor());
 }
 

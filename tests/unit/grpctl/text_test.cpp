@@ -58,8 +58,13 @@ TEST(GrpctlText, ShowsTimesAsShortAsTheyStayUseful) {
         const char* duration;
         const char* age;
     } rows[] = {
-        {38, "38ms", "0s"},         {1180, "1.18s", "1s"},        {59999, "59.99s", "59s"},
-        {134000, "2m14s", "2m14s"}, {11100000, "3h05m", "3h05m"}, {187200000, "2d04h", "2d04h"},
+        {38, "38ms", "0s"},
+        {3000, "3s", "3s"},
+        {1180, "1.18s", "1s"},
+        {59999, "59.99s", "59s"},
+        {134000, "2m14s", "2m14s"},
+        {11100000, "3h05m", "3h05m"},
+        {187200000, "2d04h", "2d04h"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(ShowDuration(milliseconds(row.count)), row.duration);
