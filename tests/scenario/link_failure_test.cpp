@@ -1,0 +1,103 @@
+// Change sets whose process manager dies or answers late, and the end of the owner's own process.
+
+#include <cstdlib>
+#include <thread>
+
+#include "tests/support/group.h"
+#include "tests/support/isolated.h"
+#include "tests/support/manifest_builder.h"
+#include "tests/support/requester.h"
+
+namespace GrpOwnerTest {
+namespace {
+
+using namespace GrpOwnerMemory;
+
+constexpr int kBrokenPipe = -32;
+constexpr int kShort = 100;  // milliseconds; for waits that nothing ends
+
+// The process manager dies before a start, between the terminations and the start, and while it is
+// waited for. Starts that cannot be sent fail at once, restarts and terminations by their time-out,
+// and after enabling again change sets go on from where the applications were left.
+SCENARIO(LinkFailure, ProcessManagerDies) {
+    Group group({App("old"), App("kept"), App("new").Driving(), App("next").Driving()});
+    ASSERT_TRUE(group.EnableAndStart());
+    ASSERT_TRUE(group.pm.WaitIdle());
+    Requester requester;
+    ScriptPipe(PipeCall::kSend, kBrokenPipe, 2);
+    EXPECT_EQ(requester.Change({}, {"new"}, {"kept"}, kShort), "3#0#new#2#kept#3#");
+    ASSERT_TRUE(group.Enable());
+    EXPECT_EQ(requester.Change({"kept"}, {"kept", "new"}), "4#1#kept#0#new#0#kept#0#");
+
+    ASSERT_EQ(group.owner.SubscribeAppState([](const std::string&, int, auto state) {
+        if (state == ProcMgr::AppReportState::SWITCH_OFF) {
+            ScriptPipe(PipeCall::kSend, kBrokenPipe);
+        }
+        return true;
+    }),
+              0);
+    EXPECT_EQ(requester.Change({"old"}, {"next", "old"}), "4#0#next#2#old#2#old#0#");
+    ASSERT_EQ(group.owner.SubscribeAppState(nullptr), 0);
+
+    for (const char* name : {"kept", "next"}) {
+        group.pm.SetFate(name, Fate::kStaysSilent);
+    }
+    EXPECT_EQ(requester.Change({}, {"next"}, {}, kShort), "2#0#next#5#");
+    EXPECT_EQ(requester.Change({"kept"}, {"old"}, {}, kShort), "2#0#kept#1#");
+    for (const char* name : {"kept", "next"}) {
+        group.pm.SetFate(name, Fate::kRuns);
+    }
+    ASSERT_TRUE(group.Enable());
+    EXPECT_EQ(requester.Change({"kept", "next"}, {"kept", "next", "old"}, {"new"}),
+              "7#1#kept#0#next#0#old#0#kept#0#next#0#new#0#");
+}
+
+// The result of a start that timed out comes inside the next change set, whose own start has waited
+// for it; that of a restart finds its application terminating and is no result of that.
+SCENARIO(LinkFailure, LateResults) {
+    Group group({App("slow").Driving(), App("user").Driving().DependsOn({"slow"}), App("base")});
+    ASSERT_TRUE(group.EnableAndStart());
+    ASSERT_TRUE(group.pm.WaitIdle());
+    Requester requester;
+    const auto next = [&group](const ProcMgr::AppStateType state, auto&& change) {
+        EXPECT_EQ(Group::State("slow"), state);
+        ClearLog();
+        std::thread waits(change);
+        EXPECT_TRUE(WaitUntil([] {
+            return CountLog(kWarning, "StartApps begin.") == 1 ||
+                   CountLog(kWarning, "ApplicationManager: TermApps emAgent TermApp begin.") == 1;
+        }));
+        group.pm.Release();
+        waits.join();
+    };
+    group.pm.Hold();
+    EXPECT_EQ(requester.Change({}, {"slow"}, {}, kShort), "2#0#slow#5#");
+    next(ProcMgr::AppStateType::STARTING,
+         [] { EXPECT_EQ(Requester().Change({}, {"user"}), "2#1#user#0#"); });
+    ASSERT_TRUE(group.pm.WaitIdle());
+    group.pm.Hold();
+    EXPECT_EQ(requester.Change({}, {}, {"slow"}, kShort), "2#0#slow#3#");
+    next(ProcMgr::AppStateType::RESTARTING,
+         [] { EXPECT_EQ(Requester().Change({"slow"}, {}), "2#1#slow#0#"); });
+    EXPECT_EQ(group.pm.PidOf("slow"), 0u);
+}
+
+// The process ends while reports are handled, requests wait and applications are restarted: nothing
+// is used that is gone already, whichever thread is where.
+TEST(LinkFailure, ExitWhileReportsArrive) {
+    ForSeeds(20, [](uint64_t seed) {
+        Group group({App("a").Restart("on-forever").HeartBeat(3), App("b").Restart("on-forever")},
+                    seed);
+        ASSERT_TRUE(group.EnableAndStart());
+        for (int i = 0; i < 5000; ++i) {
+            Post(EncodeReports({{"a", 1, kCrashed, 9}, {"b", 1, kRestarted}}));
+        }
+        std::thread([] { (void)Requester().Change({}, {}, {"a", "b"}); }).detach();
+        EXPECT_TRUE(
+            WaitUntil([&] { return group.pm.Count(PmEvent::kAskedRestart, "a") >= seed * 3; }));
+        std::exit(testing::Test::HasFailure() ? 1 : 0);  // with the group and its threads alive
+    });
+}
+
+}  // namespace
+}  // namespace GrpOwnerTest
