@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "grpowner/ss_to_owner_server.h"
 #include "platform/heartbeat_service.h"
 #include "src/agent/procmgr_agent.h"
 #include "src/common/logging.h"
@@ -50,6 +51,10 @@ ProcMgrGrpOwner& ProcMgrGrpOwner::GetInstance() {
     return instance;
 }
 
+ProcMgrGrpOwnerImpl::~ProcMgrGrpOwnerImpl() {
+    server_->SetSystemStateCallback(nullptr);  // what it has bound may go after us
+}
+
 int ProcMgrGrpOwnerImpl::GrpOwnerConfig(const GrpOwnerCfg& cfg) {
     startupEntry_ = cfg.startupEntry;
     spareName_ = cfg.spareName;
@@ -76,20 +81,53 @@ bool ProcMgrGrpOwnerImpl::GroupOwnerRegCb() {
     // Results are ignored: each registration logs its own failure and keeps the callback.
     (void)agent.RegAppStateChangeCallBackImpl(
         [this](const std::vector<Message::AppStateInfo>& reports) {
-            server_.ReportAppStateFromProcMgr(reports);
+            server_->ReportAppStateFromProcMgr(reports);
         });
     (void)agent.RegQueryAppStateCallBackImpl(
         [this](const std::map<std::string, uint32_t>& details) {
-            server_.QueryAppStateRespFromProcMgr(details);
+            server_->QueryAppStateRespFromProcMgr(details);
         });
     if (!ApplicationManager::GetInstance().ApplicationMgrInit(startupEntry_)) {
         GRP_ERROR("GroupOwner: ApplicationManager init failed.");
         return false;
     }
     if (enableSsServer_) {
-        GRP_WARNING("GroupOwner: requests on %s are not served yet.", ssResFileName_.c_str());
+        RegisterRequestHandlers();
     }
     return true;
+}
+
+// The callbacks share the coordinator: requests may still be carried out while the process exits.
+// Results are ignored: each registration logs its own failure, and the owner works without.
+void ProcMgrGrpOwnerImpl::RegisterRequestHandlers() {
+    const std::shared_ptr<GrpOwnerServer> server = server_;
+    using Apps = std::vector<AppInfoForServer>;
+    SsToOwnerServer& requests = SsToOwnerServer::GetInstance();
+    (void)requests.RegSsVerifyAppCallBackImpl(
+        [server](const std::map<std::string, unsigned int>& changes) {
+            return server->GrpOwnerVerifyApp(changes);
+        },
+        ssResFileName_);
+    (void)requests.RegSsChangeAppTimeoutCallBackImpl(
+        [server](const Apps& term, const Apps& start, const Apps& restart,
+                 std::vector<AppChangeInfo>& results,
+                 int timeout) { return server->ChangeApp(term, start, restart, results, timeout); },
+        ssResFileName_);
+    (void)requests.RegReloadCallBackImpl([server] { return server->ReloadCfg(); }, ssResFileName_);
+    (void)requests.RegDumpCallBackImpl([server] { return server->ApplicationDump(); },
+                                       ssResFileName_);
+    (void)requests.RegQueryAppListCallBackImpl(
+        [server](std::vector<std::string>& names) { return server->QueryAppList(names); },
+        ssResFileName_);
+    (void)requests.RegStopAllAppCallBackImpl([server] { return server->StopAllApp(); },
+                                             ssResFileName_);
+    (void)requests.RegSetSystemStateTimeoutCallBackImpl(
+        [server](int state, int timeout) { return server->SetSystemState(state, timeout); },
+        ssResFileName_);
+    (void)requests.RegSsQueryAppStateCallBackImpl(
+        [server](const std::vector<std::string>& names, std::vector<AppStatus>& states,
+                 int timeout) { return server->QueryAppState(names, states, timeout); },
+        ssResFileName_);
 }
 
 int ProcMgrGrpOwnerImpl::GrpOwnerDisable() {
@@ -108,7 +146,7 @@ bool ProcMgrGrpOwnerImpl::StartAutoStartApp() {
 
 bool ProcMgrGrpOwnerImpl::CheckAppExisted(const std::string& name) const {
     return Guarded("CheckAppExisted", false, [&] {
-        if (server_.FindApp(name) != nullptr) {
+        if (server_->FindApp(name) != nullptr) {
             return true;
         }
         GRP_EVENT("App %s is not managed by app manager, will be added to monitor.", name.c_str());
@@ -118,7 +156,7 @@ bool ProcMgrGrpOwnerImpl::CheckAppExisted(const std::string& name) const {
 
 int ProcMgrGrpOwnerImpl::QueryAppInfo(const std::string& name, ApplicationInfo& out) const {
     return Guarded("QueryAppInfo", kFailed, [&] {
-        const auto application = server_.FindApp(name);
+        const auto application = server_->FindApp(name);
         if (application == nullptr) {
             GRP_EVENT("App %s is not managed this group owner.", name.c_str());
             return kFailed;
@@ -131,7 +169,7 @@ int ProcMgrGrpOwnerImpl::QueryAppInfo(const std::string& name, ApplicationInfo& 
 int ProcMgrGrpOwnerImpl::ReportAppStateFromApp(const std::string& name, int pid,
                                                AppReportState state) const {
     return Guarded("ReportAppStateFromApp", kFailed,
-                   [&] { return server_.ReportAppStateFromApp(name, pid, state); });
+                   [&] { return server_->ReportAppStateFromApp(name, pid, state); });
 }
 
 int ProcMgrGrpOwnerImpl::ReportEventFromApp(const unsigned char* data, unsigned int length) const {
@@ -139,12 +177,12 @@ int ProcMgrGrpOwnerImpl::ReportEventFromApp(const unsigned char* data, unsigned 
         GRP_ERROR("Event report module isn't enabled.");
         return kFailed;
     }
-    return server_.GrpOwnerReportEvent(data, length);
+    return server_->GrpOwnerReportEvent(data, length);
 }
 
 int ProcMgrGrpOwnerImpl::SubscribeSystemState(const SystemStateCallback& callback) {
     return Guarded("SubscribeSystemState", kFailed, [&] {
-        server_.SetSystemStateCallback(callback);
+        server_->SetSystemStateCallback(callback);
         return kOk;
     });
 }
@@ -177,8 +215,8 @@ int ProcMgrGrpOwnerImpl::ChangeAppState(const std::vector<std::string>& term,
                                         std::map<std::string, bool>& results) {
     return Guarded("ChangeAppState", kFailed, [&] {
         std::vector<AppChangeInfo> lines;
-        if (!server_.ChangeApp(ByName(term), ByName(start), ByName(restart), lines,
-                               kChangeTimeout)) {
+        if (!server_->ChangeApp(ByName(term), ByName(start), ByName(restart), lines,
+                                kChangeTimeout)) {
             return kFailed;
         }
         for (const AppChangeInfo& line : lines) {

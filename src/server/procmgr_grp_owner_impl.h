@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,11 @@ namespace ProcMgr {
 /// agent. Takes no lock; no exception leaves it.
 class ProcMgrGrpOwnerImpl : public ProcMgrGrpOwner {
 public:
+    ProcMgrGrpOwnerImpl() = default;
+    ~ProcMgrGrpOwnerImpl() override;
+    ProcMgrGrpOwnerImpl(const ProcMgrGrpOwnerImpl&) = delete;
+    ProcMgrGrpOwnerImpl& operator=(const ProcMgrGrpOwnerImpl&) = delete;
+
     int GrpOwnerConfig(const GrpOwnerCfg& cfg) override;
     int GrpOwnerEnable() override;
     int GrpOwnerDisable() override;
@@ -33,6 +39,7 @@ public:
 
 private:
     bool GroupOwnerRegCb();
+    void RegisterRequestHandlers();
 
     static uint64_t logOutput_;
     static Mutex fdMutex_;
@@ -42,7 +49,7 @@ private:
     std::string ssResFileName_;
     bool enableEvent_ = false;
     bool enableSsServer_ = false;
-    GrpOwnerServer server_;
+    const std::shared_ptr<GrpOwnerServer> server_ = std::make_shared<GrpOwnerServer>();
 };
 
 }  // namespace ProcMgr
