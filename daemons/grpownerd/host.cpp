@@ -108,6 +108,9 @@ bool Host::Enable() {
         }
         return false;
     }
+    if (!requests_.CheckThatServed()) {
+        return false;
+    }
     notify_.SetManager(GrpOwnerLinux::PipePeer(kProcessManager));
     (void)owner_.ReportSelfStateToPm(true);  // a lost process manager ends the loop anyway
     return true;

@@ -56,6 +56,19 @@ bool Requests::Prepare() {
     return result >= 0;
 }
 
+bool Requests::CheckThatServed() const {
+    const std::string trouble = options_.enableSs ? self_.Check() : "";
+    if (!trouble.empty()) {
+        std::fprintf(stderr,
+                     "error: cannot serve requests\n"
+                     "  why: %s\n"
+                     " help: the log above may say more; choose another file with --ss-file, or "
+                     "serve none with --no-ss\n",
+                     trouble.c_str());
+    }
+    return trouble.empty();
+}
+
 void Requests::BootIsOver() {
     changer_.Release();
 }

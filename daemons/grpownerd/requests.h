@@ -27,6 +27,10 @@ public:
     /// @return false when that failed, which has been said
     bool Prepare();
 
+    /// To be called when the owner is enabled.
+    /// @return false when requests cannot arrive although they should, which has been said
+    bool CheckThatServed() const;
+
     /// From here on changes can succeed; on any thread.
     void BootIsOver();
 

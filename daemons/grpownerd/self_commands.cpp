@@ -1,14 +1,16 @@
 #include "daemons/grpownerd/self_commands.h"
 
+#include <unistd.h>
+
 #include <chrono>
 #include <thread>
-
-#include "client/ss_client.h"
 
 namespace GrpOwnerDaemon {
 
 namespace {
 
+using GrpOwnerClient::Error;
+using GrpOwnerClient::ErrorKind;
 using GrpOwnerClient::Result;
 using GrpOwnerClient::SsClient;
 using std::chrono::milliseconds;
@@ -38,8 +40,24 @@ void AwaitChange(SsClient& client) {
 
 }  // namespace
 
+Result<SsClient> ConnectToSelf(const std::string& path) {
+    auto client = SsClient::Connect(path);
+    if (client && client->GetFacts().ownerPid != getpid()) {
+        return Error{ErrorKind::kUnreachable,
+                     path + " belongs to another process, the owner `" + client->GetFacts().owner +
+                         "` with the pid " + std::to_string(client->GetFacts().ownerPid),
+                     0};
+    }
+    return client;
+}
+
+std::string SelfCommands::Check() const {
+    const auto client = ConnectToSelf(path_);
+    return client ? "" : client.GetError().message;
+}
+
 std::string SelfCommands::Reload() const {
-    auto client = SsClient::Connect(path_);
+    auto client = ConnectToSelf(path_);
     return client ? Outcome(client->Reload(),
                             "a change or another reload has not ended, or the "
                             "process manager refuses the configuration")
@@ -47,12 +65,12 @@ std::string SelfCommands::Reload() const {
 }
 
 std::string SelfCommands::Dump() const {
-    auto client = SsClient::Connect(path_);
+    auto client = ConnectToSelf(path_);
     return client ? Outcome(client->Dump(), "the owner has refused") : client.GetError().message;
 }
 
 std::string SelfCommands::StopAll() const {
-    auto client = SsClient::Connect(path_);
+    auto client = ConnectToSelf(path_);
     if (!client) {
         return client.GetError().message;
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "daemons/grpownerd/self_commands.h"
 #include "daemons/grpownerd/state_plan.h"
 
 namespace GrpOwnerDaemon {
@@ -95,7 +96,7 @@ void StateChanger::Reach(const Request& request) {
 
 // Asks anew who runs each time: the change that was waited for has changed that.
 StateChanger::Step StateChanger::Try(const Request& request, std::string& trouble) {
-    auto client = SsClient::Connect(path_);
+    auto client = ConnectToSelf(path_);
     if (!client) {
         trouble = client.GetError().message;
         return Step::kFailed;
