@@ -16,8 +16,6 @@ namespace {
 
 using GrpOwnerClient::Change;
 using GrpOwnerClient::ChangeAnswer;
-using GrpOwnerClient::Error;
-using GrpOwnerClient::ErrorKind;
 using GrpOwnerClient::Result;
 using GrpOwnerLinux::Quote;
 using ProcMgr::OptionType;

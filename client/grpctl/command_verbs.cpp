@@ -134,6 +134,7 @@ int RunVerify(const Options& options) {
     ShowFlag(options, "accepted", isAccepted, "the owner accepts this change set");
     if (!isAccepted) {
         std::vector<std::string> names;
+        names.reserve(changes.size());
         for (const auto& [name, option] : changes) {
             names.push_back(name);
         }

@@ -77,6 +77,7 @@ std::vector<std::vector<std::string>> Dependencies::Waves(const Names& names) co
         byLevel[Level(name, names, levels)].push_back(name);
     }
     std::vector<std::vector<std::string>> waves;
+    waves.reserve(byLevel.size());
     for (auto& [level, wave] : byLevel) {
         waves.push_back(std::move(wave));
     }

@@ -13,7 +13,6 @@ namespace GrpCtl {
 
 namespace {
 
-using GrpOwnerClient::ErrorKind;
 using GrpOwnerClient::Facts;
 using GrpOwnerClient::ListAnswer;
 using GrpOwnerClient::Result;

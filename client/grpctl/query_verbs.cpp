@@ -120,6 +120,7 @@ void ShowStates(const Group& group, const Options& options) {
         Put(Lines(chosen, options.format));
     } else if (!options.isQuiet) {
         std::vector<Row> rows;
+        rows.reserve(chosen.size());
         for (const Application& application : chosen) {
             rows.push_back({application.name,
                             {std::string(WordOf(application.state)), StyleOf(application.state)}});

@@ -1,10 +1,9 @@
 #include "client/grpctl/session.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -48,49 +47,61 @@ std::vector<fs::path> SocketsIn(const std::string& directory, const std::string&
 
 struct Kind {
     const char* ending;
-    const char* many;    // "group owners"
-    const char* choice;  // how to choose one
-    const char* help;    // when there is none
+    std::string (*path)(std::string_view directory, std::string_view name);
+    const char* many;     // "group owners"
+    const char* choice;   // how to choose one
+    const char* missing;  // what to say when there is none
+    const char* help;     // and what to do then
 };
 
-constexpr Kind kOwners{".vfs", "group owners", "--owner NAME",
+constexpr Kind kOwners{".vfs",
+                       GrpOwnerLinux::VirtualFilePath,
+                       "group owners",
+                       "--owner NAME",
+                       "cannot reach the group owner",
                        "start the demo with `./dev demo`, or name the socket with --socket PATH"};
-constexpr Kind kQueues{".queue", "event queues", "`grpctl events NAME`",
+constexpr Kind kQueues{".queue",
+                       GrpOwnerLinux::QueuePath,
+                       "event queues",
+                       "`grpctl events NAME`",
+                       "there is no event queue",
                        "an owner offers events when it is started with --events NAME"};
 
 std::string FindNamed(const std::string& name, const Kind& kind) {
     const std::vector<std::string> directories = Directories();
     for (const std::string& directory : directories) {
-        std::string path = directory + "/" + name + kind.ending;
+        std::string path = kind.path(directory, name);
         std::error_code error;
         if (fs::exists(path, error)) {
             return path;
         }
     }
-    // The attempt to connect says the rest.
-    return directories.front() + "/" + name + kind.ending;
+    return kind.path(directories.front(), name);  // the attempt to connect says the rest
+}
+
+Failure SeveralOf(const std::vector<fs::path>& sockets, const Kind& kind) {
+    std::string names;
+    for (const fs::path& socket : sockets) {
+        names.append(names.empty() ? "" : ", ").append(socket.stem().string());
+    }
+    return {kWrongUsage, std::string("there are several ") + kind.many + ": " + names, "",
+            std::string("choose one with ") + kind.choice};
 }
 
 std::string FindOnly(const Kind& kind) {
     const std::vector<std::string> directories = Directories();
     for (const std::string& directory : directories) {
         const std::vector<fs::path> sockets = SocketsIn(directory, kind.ending);
+        if (sockets.size() > 1) {
+            throw SeveralOf(sockets, kind);
+        }
         if (sockets.size() == 1) {
             return sockets.front();
         }
-        if (sockets.size() > 1) {
-            std::string names;
-            for (const fs::path& socket : sockets) {
-                names += (names.empty() ? "" : ", ") + socket.stem().string();
-            }
-            throw Failure{kWrongUsage, std::string("there are several ") + kind.many + ": " + names,
-                          "", std::string("choose one with ") + kind.choice};
-        }
     }
-    throw Failure{
-        kUnreachable,
-        kind.ending == kQueues.ending ? "there is no event queue" : "cannot reach the group owner",
-        std::string("there is no *") + kind.ending + " in " + directories.front(), kind.help};
+    throw Failure{kUnreachable, kind.missing,
+                  std::string("there is no *") + kind.ending + " in " + directories.front(),
+                  kind.help};
 }
 
 SsClient Connect(const std::string& path) {
