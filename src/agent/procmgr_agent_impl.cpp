@@ -13,6 +13,7 @@
 #include "src/agent/ezcom_retry.h"
 #include "src/common/environment.h"
 #include "src/common/logging.h"
+#include "src/common/never_destroyed.h"
 #include "src/common/process_constants.h"
 
 namespace ProcMgr {
@@ -42,9 +43,16 @@ int ParseResult(const EzcomResponse& response) {
 
 }  // namespace
 
+// Closed at exit, but not destroyed: a request that still runs then finds it unconnected.
 ProcMgrAgent& ProcMgrAgent::GetInstance() {
-    static ProcMgrAgentImpl instance;
-    return instance;
+    static NeverDestroyed<ProcMgrAgentImpl> instance;
+    static struct ExitCloser {
+        ExitCloser() = default;
+        ExitCloser(const ExitCloser&) = delete;
+        ExitCloser& operator=(const ExitCloser&) = delete;
+        ~ExitCloser() { instance->Close(); }
+    } closer;
+    return *instance;
 }
 
 uint32_t ProcMgrAgentImpl::IsOk() {

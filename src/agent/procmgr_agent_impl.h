@@ -62,7 +62,11 @@ public:
     /// is being destroyed.
     static void ProcMgrAgentRequstMsgHandler(int fd, const EzcomRequest* request);
 
-    /// The process's agent; null before its construction and after its destruction.
+    /// The end of its work: leaves the process-wide slot, waits for handlers that run, ends the
+    /// heartbeat and drops the callbacks. The pipe stays open; requests are refused from here on.
+    void Close() EXCLUDES(callbackMutex_);
+
+    /// The process's agent; null before its construction and once it is closed.
     static ProcMgrAgentImpl* GetThis();
 
 private:

@@ -72,6 +72,10 @@ ProcMgrAgentImpl::ProcMgrAgentImpl() {
 }
 
 ProcMgrAgentImpl::~ProcMgrAgentImpl() {
+    Close();
+}
+
+void ProcMgrAgentImpl::Close() {
     isConnected_ = false;
     {
         AgentSlot& slot = Slot();
@@ -84,6 +88,11 @@ ProcMgrAgentImpl::~ProcMgrAgentImpl() {
         }
     }
     (void)UnregisterSendHeartBeat();  // harmless when there was no heartbeat
+    AppStateChangeCallback reports;
+    QueryAppStateRespCallback answers;
+    MutexLock lock(callbackMutex_);
+    appStateChangeCb_.swap(reports);
+    dealQueryAppStateRespCb_.swap(answers);
 }
 
 ProcMgrAgentImpl* ProcMgrAgentImpl::GetThis() {
