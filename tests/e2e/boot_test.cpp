@@ -1,5 +1,6 @@
 // A large group of real processes comes up and goes down in order.
 #include <map>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -50,19 +51,14 @@ std::string Yaml(const std::map<std::string, Planned>& plan) {
     return yaml.str();
 }
 
-// Where in the log of starts something has happened, as in "begun app-1-2".
+// The line on which something has happened first, as in "begun app-1-2".
 std::map<std::string, size_t> ReadStory(const std::string& output) {
-    const std::string prefix = "procmgrd: own/";
+    const std::regex byManager("^procmgrd: own/([^:]+): (\\w+)");
     std::map<std::string, size_t> story;
     std::istringstream lines(output);
-    size_t number = 0;
-    for (std::string line; std::getline(lines, line); ++number) {
-        const size_t colon = line.find(": ", prefix.size());
-        if (line.rfind(prefix, 0) == 0 && colon != std::string::npos) {
-            const std::string verb = line.substr(colon + 2, line.find(',', colon) - colon - 2);
-            line = verb + " " + line.substr(prefix.size(), colon - prefix.size());
-        }
-        story.emplace(line, number);
+    for (std::string line; std::getline(lines, line);) {
+        line = std::regex_replace(line.substr(0, line.find(',')), byManager, "$2 $1");
+        story.emplace(line, story.size());
     }
     return story;
 }

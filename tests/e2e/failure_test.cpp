@@ -1,12 +1,8 @@
 // What goes wrong in a real group, and how it comes back or ends.
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
 #include <csignal>
-#include <cstring>
 
 #include "tests/e2e/group.h"
+#include "tests/support/process/word_socket.h"
 
 namespace EndToEnd {
 
@@ -44,11 +40,7 @@ TEST_F(Group, ALostHeartbeatRestarts) {
 // An application that is ready only after the base start's time-out; until then a stranger pretends
 // to be it.
 TEST_F(Group, AStrangerIsNotBelievedAndALateOneLetsTheOthersStart) {
-    const int supervisor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    strncpy(address.sun_path, Path("supervisor").c_str(), sizeof(address.sun_path) - 1);
-    ASSERT_EQ(bind(supervisor, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    const ProcessTest::WordSocket supervisor(Path("supervisor"));
     Manage();
     const auto owner =
         Own("  base: {command: probe}\n"
@@ -61,11 +53,7 @@ TEST_F(Group, AStrangerIsNotBelievedAndALateOneLetsTheOthersStart) {
     ASSERT_TRUE(stranger.Says("heard late")) << stranger.Output();
 
     ASSERT_TRUE(owner->Says("Not all started: 1 of 3")) << owner->Output();
-    char told[256] = "";
-    (void)!recv(supervisor, told, sizeof(told) - 1, 0);
-    close(supervisor);
-    EXPECT_STREQ(told, "READY=1\nSTATUS=1 of 3 base applications run");
-
+    EXPECT_EQ(supervisor.Hear(), "READY=1\nSTATUS=1 of 3 base applications run");
     kill(PidBehind(manager_->Output(), "own/late: runs, pid "), SIGUSR2);
     ASSERT_TRUE(owner->Says("Done, 3 of 3")) << owner->Output();
     EndAll(*owner);
@@ -79,7 +67,7 @@ TEST_F(Group, WhenTheProcessManagerIsKilledAllEnd) {
     manager_->Signal(SIGKILL);
     EXPECT_EQ(owner->Wait(), 1) << owner->Output();
     EXPECT_TRUE(owner->Says("error: the process manager is gone")) << owner->Output();
-    EXPECT_TRUE(HasEnded(pid));
+    EXPECT_TRUE(ProcessTest::HasEnded(pid));
 }
 
 }  // namespace EndToEnd

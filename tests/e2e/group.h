@@ -1,41 +1,26 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "tests/e2e/daemon.h"
+#include "tests/support/process/managed_test.h"
 
 namespace EndToEnd {
 
-/// A real process manager and real owners in a directory of their own, removed at the end. What the
-/// applications print comes into the process manager's output, in the order in which it happened.
-class Group : public testing::Test {
+using ProcessTest::Daemon;
+
+/// Real owners of a real process manager.
+class Group : public ProcessTest::ManagedTest {
 protected:
-    Group();
-    ~Group() override;
-
-    void Manage(std::vector<std::string> options = {});
-
     /// An owner named "own" of this configuration, whose applications need only say what differs
     /// from `command: probe`.
     std::unique_ptr<Daemon> Own(const std::string& applications,
-                                const std::vector<std::string>& environment = {});
-    std::string Path(const std::string& name) const { return directory_ + "/" + name; }
-    std::string Write(const std::string& name, const std::string& text) const;
+                                const std::vector<std::string>& environment = {},
+                                const std::vector<std::string>& options = {});
 
     /// Ends owner, then process manager, and expects that nothing is left.
     void EndAll(Daemon& owner);
-
-    std::unique_ptr<Daemon> manager_;
-
-private:
-    std::string directory_;
 };
 
-/// The pid behind the last "<before>" in a text; 0 when there is none.
+/// The pid behind the last "<before>" in a text. It throws when there is none: as a
+/// signal's target, 0 would be the test itself.
 pid_t PidBehind(const std::string& text, const std::string& before);
 
 }  // namespace EndToEnd

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-namespace EndToEnd {
+namespace ProcessTest {
 
 /// A real program in a process group of its own. What it prints, and what those print that it has
 /// started, is collected by a thread. Killed at the end unless it was waited for.
@@ -46,4 +46,4 @@ private:
 /// Waits for the end of any process, a child or not.
 bool HasEnded(pid_t pid);
 
-}  // namespace EndToEnd
+}  // namespace ProcessTest

@@ -1,9 +1,11 @@
-// The application of these tests. It prints what happens to it, one line at a time:
-//   begun NAME   first of all          ready NAME   just before it says READY=1
-//   heard NAME   the owner has handled its READY=1         down NAME   at SIGTERM
+// The application of the tests with real processes. It prints what happens to it, a line at a time:
+//   begun NAME, pid PID   first of all     ready NAME   just before it says READY=1
+//   down NAME             at SIGTERM       heard NAME   the owner has handled its READY=1
 //
-//   probe        stays             probe ready  says READY=1 as `systemd-notify` does
-//   probe late   says it at SIGUSR2             probe beat   beats until SIGUSR1, then once more
+//   probe [stay [STATUS]]  stays; its end has that status     probe stubborn  stays at SIGTERM too
+//   probe ready            says READY=1 as `systemd-notify` does
+//   probe late             says it at SIGUSR2
+//   probe beat             beats until SIGUSR1, then once more
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -23,8 +25,8 @@ std::string Variable(const char* name) {
     return value != nullptr ? value : "";
 }
 
-void Print(const std::string& word) {
-    const std::string line = word + " " + Variable("GRPOWNER_APPLICATION") + "\n";
+void Print(const std::string& word, const std::string& more = "") {
+    const std::string line = word + " " + Variable("GRPOWNER_APPLICATION") + more + "\n";
     (void)!write(STDOUT_FILENO, line.data(), line.size());
 }
 
@@ -78,13 +80,13 @@ int main(int argc, char** argv) {
         sigaddset(&awaited, number);
     }
     sigprocmask(SIG_BLOCK, &awaited, nullptr);
-    Print("begun");
+    Print("begun", ", pid " + std::to_string(getpid()));
     if (mode == "ready") {
         SayReady();
     }
     bool isBeating = mode == "beat";
     const timespec pause{0, atol(Variable("WATCHDOG_USEC").c_str()) * 1000 / 2};
-    for (int number = 0; number != SIGTERM;) {
+    for (int number = 0; number != SIGTERM || mode == "stubborn";) {
         if (isBeating) {
             Notify("WATCHDOG=1");
         }
@@ -98,5 +100,5 @@ int main(int argc, char** argv) {
         }
     }
     Print("down");
-    return 0;
+    return argc > 2 ? atoi(argv[2]) : 0;
 }

@@ -1,4 +1,4 @@
-#include "tests/e2e/daemon.h"
+#include "tests/support/process/daemon.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -11,7 +11,7 @@
 #include <csignal>
 #include <stdexcept>
 
-namespace EndToEnd {
+namespace ProcessTest {
 
 namespace {
 
@@ -122,4 +122,4 @@ bool HasEnded(pid_t pid) {
     return result == 1;
 }
 
-}  // namespace EndToEnd
+}  // namespace ProcessTest
