@@ -50,15 +50,6 @@ TEST_F(ApplicationTest, LimiterRefusesTheSixthRestartOfAWindow) {
     EXPECT_EQ(app.GetRestartCount(), 0U);
 }
 
-TEST_F(ApplicationTest, LimiterNeverCountsOnForever) {
-    Application app(Manifest(App("cam").Restart("on-forever")), "");
-    app.SetRestartCount(3);
-    for (int i = 0; i < 20; ++i) {
-        EXPECT_TRUE(app.IsOkToRestart());
-    }
-    EXPECT_EQ(app.GetRestartCount(), 3U);
-}
-
 TEST_F(ApplicationTest, OnlyTheTwoPoliciesRestart) {
     for (const auto& [policy, restarts] : std::map<std::string, bool>{
              {"on-forever", true}, {"on-failure", true}, {"no", false}, {"", false}}) {
@@ -70,22 +61,6 @@ TEST_F(ApplicationTest, OnlyTheTwoPoliciesRestart) {
         EXPECT_EQ(app.IsAppTerminated(), !restarts);
         EXPECT_EQ(LogLines().empty(), !restarts);
     }
-}
-
-TEST_F(ApplicationTest, ForcedStates) {
-    Application app(Manifest(App("cam")), "");
-    const auto outside = static_cast<AppStateType>(6);
-    EXPECT_TRUE(app.Start());
-    EXPECT_FALSE(app.CompareAndSetAppState(AppStateType::RUNNING, AppStateType::TERMINATED));
-    EXPECT_FALSE(app.CompareAndSetAppState(AppStateType::STARTING, outside));
-    app.SetAppState(nullptr);
-    EXPECT_EQ(app.GetAppStateType(), AppStateType::STARTING);
-    EXPECT_TRUE(GrpOwnerTest::LoggedInOrder(
-        {{kError, "Application::MapStateTypeToStatePointer: failed to determine the state type: 6"},
-         {kError,
-          "Application::CompareAndSetAppState: the next state should not be null, old state type "
-          "is 2; next state type is 6"},
-         {kError, "Application::SetAppState: setting application cam 'state to NULL is invalid"}}));
 }
 
 TEST_F(ApplicationTest, ReloadCarriesWhatChangedAtRunTime) {
@@ -118,21 +93,6 @@ TEST_F(ApplicationTest, MovedRecordHasItsOwnState) {
     EXPECT_TRUE(Logged(kInfo, "TerminatedApplicationState appName:cam Start"));
     EXPECT_EQ(moved.GetArguments(), std::vector<std::string>{"-v"});
     EXPECT_EQ(moved.GetDynamicParas(), (DynamicParas{{1, {"p"}}}));
-}
-
-TEST_F(ApplicationTest, Dump) {
-    ManifestFields fields = App("template").DependsOn({"bus", "arm"}).Arguments({"-v", "x"});
-    fields.uid = 10;
-    fields.gid = 20;
-    fields.restart = "on-failure";
-    fields.isSo = true;
-    fields.resGroupName = "vision";
-    fields.coreAffinity = {3, 1};
-    EXPECT_EQ(Application(Manifest(fields), "cam").AppInfoToString(),
-              " appName:cam\n binPath:/opt/template\n uid:10\n gid:20\n restart:on-failure\n"
-              " isSo:1\n pid:-1\n termTimeOut:3000\n isForceTerm:0\n isRosNode:0\n isReporting:0\n"
-              " resGroupName:vision\n isAutoBoot:1\n argument: -v x\n depends: arm bus\n"
-              " coreAffinity: 3 1\n");
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include <fstream>
 #include <sstream>
 
-#include "grpowner/enumerations.h"
 #include "platform/memory/memory_platform.h"
 #include "src/common/cgroup_tasks.h"
 #include "src/common/logging.h"
@@ -46,44 +45,6 @@ extern "C" __attribute__((format(printf, 3, 4))) void __syslog_chk(int priority,
 namespace ProcMgr {
 namespace {
 
-using Names = std::vector<std::string>;
-
-TEST(Names, DenseTablesAndTheirEnds) {
-    const std::pair<std::string (*)(uint64_t), Names> tables[] = {
-        {GetProcessStateStr,
-         {"INITSTATE", "STARTING", "RUNNING", "TERMINATING", "TERMINATED", "RESTARTING"}},
-        {GetReportAppStateTypeStr,
-         {"RUNNING_NORMAL_START", "RUNNING_NORMAL_RESTART", "RUNNING_ABNORMAL_TERM_TIMEOUT",
-          "TERMINATED_NORMAL_EXIT", "TERMINATED_ABNORMAL_EXIT", "INVALID_INTERMEDIATE_STATE"}},
-        {GetBaseServiceStateTypeStr, {"INIT", "RUNNING", "TERMINATING"}},
-        {GetAppExecStateStr, {"RUNNING", "TERMINATED"}},
-        {GetOptionType, {"START", "TERM", "RESTART"}},
-        {GetGroupOwner, {"DATAMASTER", "IAM", "APPMGR"}},
-        {GetAppState,
-         {"SUCCESS", "TERM_FAILED", "START_FAILED", "RESTART_FAILED", "INIT", "PROCESSING",
-          "START_FAILED_BY_EIO"}},
-        {GetSysState, {"OFF", "WORKING", "SUSPEND", "UPGRADE", "CALIBRATION"}},
-    };
-    for (const auto& [nameOf, names] : tables) {
-        for (size_t value = 0; value < names.size(); ++value) {
-            EXPECT_EQ(nameOf(value), names[value]);
-        }
-        EXPECT_EQ(nameOf(names.size()), "");
-        EXPECT_EQ(nameOf(static_cast<uint64_t>(-1)), "");
-    }
-    EXPECT_EQ(GetSysState(127), "");
-    EXPECT_EQ(GetSysState(128), "DELAY_BIND_CORE");
-    EXPECT_EQ(GetSysState(129), "");
-}
-
-TEST(Logging, LevelsOfBothSinks) {
-    const std::pair<int, int> levels[] = {{0, 7}, {1, 6}, {2, 4}, {3, 3}, {16, 5}, {1, 6}};
-    for (uint32_t level = 0; level < 6; ++level) {
-        EXPECT_EQ(GetDLogLevel(static_cast<GrpOwnerLogLevel>(level)), levels[level].first);
-        EXPECT_EQ(GetSyslogLevel(static_cast<GrpOwnerLogLevel>(level)), levels[level].second);
-    }
-}
-
 // Syslog gets the bare line and the platform nothing any more; the platform gets place and module,
 // and only what it wants.
 TEST(Logging, OneSinkAtATime) {
@@ -107,21 +68,6 @@ TEST(ProcessUtils, BootTrace) {
     EXPECT_EQ(FormatBootStrace(5, 1, "x"), "[5.000000s][BOOT_TRACE][x]");
     EXPECT_EQ(FormatBootStrace(1500000, 1000000000, ""), "[0.001500s][BOOT_TRACE][]");
     EXPECT_EQ(FormatBootStrace(5, 0, "x"), "");
-    // The clock of this machine moves on; the stamp's form does not.
-    double seconds = 0;
-    int end = 0;
-    const std::string stamp = BootStrace("PM_AGENT");
-    EXPECT_EQ(std::sscanf(stamp.c_str(), "[%lfs][BOOT_TRACE][PM_AGENT]%n", &seconds, &end), 1);
-    EXPECT_EQ(static_cast<size_t>(end), stamp.size());
-    EXPECT_GT(seconds, 0);
-}
-
-TEST(ProcessUtils, Digits) {
-    EXPECT_TRUE(IsStrDigits(""));
-    EXPECT_TRUE(IsStrDigits("0123456789"));
-    for (const char* text : {"-1", "1 ", "1a", "\xb2"}) {
-        EXPECT_FALSE(IsStrDigits(text)) << text;
-    }
 }
 
 TEST(WaitLadder, BothSidesOfEachStep) {

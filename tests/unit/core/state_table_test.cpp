@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "platform/memory/memory_platform.h"
 #include "src/application/application.h"
-#include "src/application/init_application_state.h"
 #include "tests/support/manifest_builder.h"
 
 namespace ProcMgr {
@@ -46,22 +46,10 @@ struct Row {
     const char* text;  // behind class and name; the failed report has reason 2
 };
 
-const char* ClassOf(AppStateType state) {
-    switch (state) {
-        case INITSTATE:
-            return "InitApplicationState";
-        case STARTING:
-            return "StartingApplicationState";
-        case RUNNING:
-            return "RunningApplicationState";
-        case RESTARTING:
-            return "RestartingApplicationState";
-        case TERMINATING:
-            return "TerminatingApplicationState";
-        case TERMINATED:
-            return "TerminatedApplicationState";
-    }
-    return "";
+std::string ClassOf(AppStateType state) {
+    constexpr const char* kNames[] = {"Init",       "Running",     "Starting",
+                                      "Restarting", "Terminating", "Terminated"};
+    return std::string(kNames[static_cast<uint32_t>(state)]) + "ApplicationState";
 }
 
 using Op = Operation;
@@ -79,9 +67,6 @@ const Row kRows[] = {
     {INITSTATE, Op::kStart, Ready::kAny, "true", STARTING, kInfo, "  Start()"},
     {INITSTATE, Op::kTerm, Ready::kAny, "true", INITSTATE, kWarning, " Term, return."},
     {INITSTATE, Op::kRestart, Ready::kAny, "false", INITSTATE, kError, " Restart" INVALID},
-    {INITSTATE, Op::kStarted, Ready::kAny, "PROCESSING", INITSTATE, kWarning, STARTED},
-    {INITSTATE, Op::kTimeout, Ready::kAny, "PROCESSING", INITSTATE, kWarning, TIMEOUT},
-    {INITSTATE, Op::kRestarted, Ready::kAny, "PROCESSING", INITSTATE, kWarning, RESTARTED},
     {INITSTATE, Op::kExited, Ready::kAny, "PROCESSING", INITSTATE, kWarning, EXITED},
     {INITSTATE, Op::kFailed, Ready::kAny, "PROCESSING", INITSTATE, kWarning, FAILED ", reason=2"},
     {INITSTATE, Op::kOwn, Ready::kAny, "SUCCESS", RUNNING, kWarning, OWN},
@@ -91,8 +76,6 @@ const Row kRows[] = {
     {STARTING, Op::kRestart, Ready::kAny, "false", STARTING, kError, " Restart" INVALID},
     {STARTING, Op::kStarted, Ready::kByPm, "SUCCESS", RUNNING, kEvent, STARTED},
     {STARTING, Op::kStarted, Ready::kByItself, "PROCESSING", STARTING, kEvent, STARTED},
-    {STARTING, Op::kTimeout, Ready::kAny, "PROCESSING", STARTING, kWarning, TIMEOUT},
-    {STARTING, Op::kRestarted, Ready::kAny, "PROCESSING", STARTING, kWarning, RESTARTED},
     {STARTING, Op::kExited, Ready::kAny, "START_FAILED", TERMINATED, kWarning, EXITED},
     {STARTING, Op::kFailed, Ready::kAny, "START_FAILED", TERMINATED, kInfo, FAILED},
     {STARTING, Op::kOwn, Ready::kByPm, "PROCESSING", STARTING, kInfo, OWN},
@@ -101,9 +84,6 @@ const Row kRows[] = {
     {RUNNING, Op::kStart, Ready::kAny, "true", RUNNING, kWarning, " Start" DUPLICATE},
     {RUNNING, Op::kTerm, Ready::kAny, "true", TERMINATING, kInfo, " Term"},
     {RUNNING, Op::kRestart, Ready::kAny, "true", RESTARTING, kInfo, " Restart"},
-    {RUNNING, Op::kStarted, Ready::kAny, "PROCESSING", RUNNING, kWarning, STARTED},
-    {RUNNING, Op::kTimeout, Ready::kAny, "PROCESSING", RUNNING, kWarning, TIMEOUT},
-    {RUNNING, Op::kRestarted, Ready::kAny, "PROCESSING", RUNNING, kWarning, RESTARTED},
     {RUNNING, Op::kExited, Ready::kAny, "PROCESSING", TERMINATED, kWarning, EXITED},
     {RUNNING, Op::kFailed, Ready::kAny, "PROCESSING", TERMINATED, kInfo, FAILED ", reason=2"},
     {RUNNING, Op::kOwn, Ready::kAny, "PROCESSING", RUNNING, kError,
@@ -112,8 +92,6 @@ const Row kRows[] = {
     {RESTARTING, Op::kStart, Ready::kAny, "false", RESTARTING, kError, " Start" INVALID},
     {RESTARTING, Op::kTerm, Ready::kAny, "true", TERMINATING, kWarning, " Term"},
     {RESTARTING, Op::kRestart, Ready::kAny, "false", RESTARTING, kError, " Restart" INVALID},
-    {RESTARTING, Op::kStarted, Ready::kAny, "PROCESSING", RESTARTING, kWarning, STARTED},
-    {RESTARTING, Op::kTimeout, Ready::kAny, "PROCESSING", RESTARTING, kWarning, TIMEOUT},
     {RESTARTING, Op::kRestarted, Ready::kByPm, "SUCCESS", RUNNING, kInfo, RESTARTED},
     {RESTARTING, Op::kRestarted, Ready::kByItself, "PROCESSING", RESTARTING, kInfo, RESTARTED},
     {RESTARTING, Op::kExited, Ready::kAny, "RESTART_FAILED", TERMINATED, kWarning, EXITED},
@@ -125,9 +103,7 @@ const Row kRows[] = {
     {TERMINATING, Op::kTerm, Ready::kAny, "true", TERMINATING, kEvent,
      " Term, continuing terminating."},
     {TERMINATING, Op::kRestart, Ready::kAny, "false", TERMINATING, kError, " Restart" INVALID},
-    {TERMINATING, Op::kStarted, Ready::kAny, "PROCESSING", TERMINATING, kWarning, STARTED},
     {TERMINATING, Op::kTimeout, Ready::kAny, "TERM_FAILED", RUNNING, kInfo, TIMEOUT},
-    {TERMINATING, Op::kRestarted, Ready::kAny, "PROCESSING", TERMINATING, kWarning, RESTARTED},
     {TERMINATING, Op::kExited, Ready::kAny, "SUCCESS", TERMINATED, kInfo, EXITED},
     {TERMINATING, Op::kFailed, Ready::kAny, "SUCCESS", TERMINATED, kWarning, FAILED ", reason=2"},
     {TERMINATING, Op::kOwn, Ready::kAny, "PROCESSING", TERMINATING, kWarning, OWN},
@@ -135,13 +111,14 @@ const Row kRows[] = {
     {TERMINATED, Op::kStart, Ready::kAny, "true", STARTING, kInfo, " Start"},
     {TERMINATED, Op::kTerm, Ready::kAny, "true", TERMINATED, kWarning, " Term" DUPLICATE},
     {TERMINATED, Op::kRestart, Ready::kAny, "true", RESTARTING, kInfo, " Restart"},
-    {TERMINATED, Op::kStarted, Ready::kAny, "PROCESSING", TERMINATED, kWarning, STARTED},
-    {TERMINATED, Op::kTimeout, Ready::kAny, "PROCESSING", TERMINATED, kWarning, TIMEOUT},
-    {TERMINATED, Op::kRestarted, Ready::kAny, "PROCESSING", TERMINATED, kWarning, RESTARTED},
     {TERMINATED, Op::kExited, Ready::kAny, "PROCESSING", TERMINATED, kWarning, EXITED},
     {TERMINATED, Op::kFailed, Ready::kAny, "PROCESSING", TERMINATED, kWarning, FAILED ", reason=2"},
     {TERMINATED, Op::kOwn, Ready::kAny, "PROCESSING", TERMINATED, kWarning, OWN},
 };
+
+// Where no row above says otherwise, these change nothing and are warned of.
+const std::pair<Operation, const char*> kReportsThatOftenOnlyWarn[] = {
+    {Op::kStarted, STARTED}, {Op::kTimeout, TIMEOUT}, {Op::kRestarted, RESTARTED}};
 
 std::string Report(AppChangeState result) {
     return GetAppState(static_cast<uint64_t>(result));
@@ -184,7 +161,7 @@ void Check(const Row& row, const ManifestFields& fields, bool byItself) {
     EXPECT_EQ(Apply(app, row.operation, 2, before), row.result);
     EXPECT_EQ(before, row.state);
     EXPECT_EQ(app.GetAppStateType(), row.next);
-    const std::string prefix = std::string(ClassOf(row.state)) + " appName:cam";
+    const std::string prefix = ClassOf(row.state) + " appName:cam";
     std::vector<std::string> expected{std::to_string(row.level) + prefix + row.text};
     if (row.state == STARTING && row.operation == Op::kStarted && !byItself) {
         expected.push_back("16" + prefix + " is running after receiving pm report.");
@@ -199,9 +176,22 @@ void Check(const Row& row, const ManifestFields& fields, bool byItself) {
 // Each operation in each state has its result, its next state and exactly its lines, whichever way
 // an application becomes ready.
 TEST(StateTable, EveryCell) {
+    std::vector<Row> rows(std::begin(kRows), std::end(kRows));
+    for (const AppStateType state :
+         {INITSTATE, STARTING, RUNNING, RESTARTING, TERMINATING, TERMINATED}) {
+        for (const auto& [operation, text] : kReportsThatOftenOnlyWarn) {
+            const auto isIt = [state, operation = operation](const Row& row) {
+                return row.state == state && row.operation == operation;
+            };
+            if (std::none_of(std::begin(kRows), std::end(kRows), isIt)) {
+                rows.push_back(
+                    {state, operation, Ready::kAny, "PROCESSING", state, kWarning, text});
+            }
+        }
+    }
     size_t cells = 0;
-    for (const Row& row : kRows) {
-        SCOPED_TRACE(std::string(ClassOf(row.state)) + row.text);
+    for (const Row& row : rows) {
+        SCOPED_TRACE(ClassOf(row.state) + row.text);
         if (row.ready != Ready::kByItself) {
             Check(row, App("cam"), false);
             ++cells;
@@ -245,19 +235,8 @@ TEST(StateTable, RefusedRestartStays) {
         ClearLog();
         EXPECT_FALSE(app.Restart());
         EXPECT_EQ(app.GetAppStateType(), state);
-        EXPECT_EQ(
-            CountLog(kError, std::string(ClassOf(state)) + " Application:cam cannot restart."), 1U);
+        EXPECT_EQ(CountLog(kError, ClassOf(state) + " Application:cam cannot restart."), 1U);
     }
-}
-
-TEST(StateTable, StateWithoutAnApplication) {
-    ClearLog();
-    InitApplicationState state(nullptr);
-    EXPECT_TRUE(state.Start());
-    EXPECT_EQ(CountLog(kError,
-                       "Application_state ::GetApplicationName() : curr state does not attach to  "
-                       "any application"),
-              1U);
 }
 
 }  // namespace
