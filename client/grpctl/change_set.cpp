@@ -175,8 +175,7 @@ private:
         report.duration = std::chrono::duration_cast<std::chrono::milliseconds>(
             std::chrono::steady_clock::now() - begin);
         if (!answer.isOk && answer.results.empty()) {
-            throw Failure{kInTransition, "refused: another change set or a reload is in progress",
-                          "", "try again when it has ended"};
+            throw InTransition();
         }
         report.outcomes = Match(plan_, dependencies_, answer.results);
         LookAfter(report);

@@ -96,20 +96,19 @@ void Show(const Options& options, const StopAllReport& report) {
     }
 }
 
-// The owner does not say why it stopped nothing; it refuses even an empty change set meanwhile.
-bool IsInTransition(Session& session, const Options& options) {
-    const auto answer = session.Client().ChangeApps({}, options.Timeout());
-    return answer && !answer->isOk && answer->results.empty();
+// With a change set in progress the owner would leave the driving applications out, and perhaps
+// stop base ones under them. An empty change set is refused then, and has no effect otherwise.
+void RefuseInTransition(Session& session, const Options& options) {
+    const GrpOwnerClient::ChangeAnswer answer =
+        Need(session.Client().ChangeApps({}, options.Timeout()));
+    if (!answer.isOk && answer.results.empty()) {
+        throw InTransition();
+    }
 }
 
-Failure StillRunning(Session& session, const Options& options, const StopAllReport& report) {
-    const std::string what = "still running: " + Joined(report.left);
-    // With a change set in progress the first try is refused, and the next, empty one succeeds.
-    if (report.isOk || IsInTransition(session, options)) {
-        return {kInTransition, what, "a change set was in progress, or they were started again",
-                "try again when it has ended"};
-    }
-    return {kFailed, what, "they did not stop in time",
+Failure StillRunning(const StopAllReport& report) {
+    return {report.isOk ? kInTransition : kFailed, "still running: " + Joined(report.left),
+            report.isOk ? "a change set came in between" : "they did not stop in time",
             "try again; `grpctl dump` makes the owner write its state into its log"};
 }
 
@@ -170,13 +169,14 @@ int RunStopAll(const Options& options) {
     Session session(options);
     Group group = Group::Learn(session.Client());
     group.Refresh(session.Client(), options);
+    RefuseInTransition(session, options);
     const std::vector<Application> before = group.Applications();
     const auto begin = std::chrono::steady_clock::now();
     StopAllReport report;
     report.isOk = StopAll(session);
     report.duration = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::steady_clock::now() - begin);
-    // The owner's word is not enough: with a change set in progress it says yes to an empty stop.
+    // The owner's word is not enough: it says yes to an empty stop as well.
     group.Refresh(session.Client(), options);
     for (const Application& application : before) {
         if (group.At(application.name).IsAlive()) {
@@ -189,7 +189,7 @@ int RunStopAll(const Options& options) {
     if (report.left.empty()) {
         return kDone;
     }
-    throw StillRunning(session, options, report);
+    throw StillRunning(report);
 }
 
 }  // namespace GrpCtl

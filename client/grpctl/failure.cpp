@@ -18,6 +18,11 @@ std::string Render(const Failure& failure) {
     return text;
 }
 
+Failure InTransition() {
+    return {kInTransition, "refused: another change set or a reload is in progress", "",
+            "try again when it has ended"};
+}
+
 Failure ToFailure(const Error& error) {
     switch (error.kind) {
         case ErrorKind::kUnreachable:

@@ -22,6 +22,9 @@ std::string Render(const Failure& failure);
 /// What an error of the client library means for a command.
 Failure ToFailure(const GrpOwnerClient::Error& error);
 
+/// The owner carries out one change set or reload at a time.
+Failure InTransition();
+
 /// The value of a call that the command cannot do without.
 template <typename Value>
 Value Need(GrpOwnerClient::Result<Value> result) {

@@ -161,8 +161,10 @@ void Group::Check(const std::vector<std::string>& names) const {
 
 const Dependencies& Group::GetDependencies() const {
     if (!HasDependencies()) {
-        throw Failure{kFailed, "who needs whom is not known", configurationError_,
-                      "--no-deps sends exactly what you type"};
+        throw Failure{
+            kFailed, "who needs whom is not known", configurationError_,
+            "mend the configuration, or do without it: --no-deps starts and --force stops "
+            "exactly what you type"};
     }
     return dependencies_;
 }

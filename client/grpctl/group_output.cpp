@@ -125,7 +125,7 @@ std::string DetailsOf(const Group& group, const Application& application, const 
     }
     std::string text = LayOut({head}, screen.isColored);
     if (!application.manifest) {
-        return text + "  not in the configuration\n";
+        return text + (group.HasDependencies() ? "  not in the configuration\n" : "");
     }
     const ApplicationManifest& manifest = *application.manifest;
     return text + LayOut({{"needs", Joined(manifest.GetDependList())},

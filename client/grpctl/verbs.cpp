@@ -81,7 +81,7 @@ const std::vector<Switch> kSwitches{
      [](Options& o, Text v) { o.socket = v; }},
     {"--owner", "NAME", "", "", "The owner's name, when the run directory has several",
      [](Options& o, Text v) { o.owner = v; }},
-    {"--timeout", "TIME", "", "", "How long the owner may take, for example 500ms or 3s (default: 5s)",
+    {"--timeout", "TIME", "", "", "How long a change, a query or a wait may take, for example 500ms or 3s (default: 5s)",
      [](Options& o, Text v) { SetTimeout(o, v); }},
 
     {"--dry-run", "", "", "start stop restart change", "Show what would be done and ask the owner whether it would accept it",
