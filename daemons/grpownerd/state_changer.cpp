@@ -107,6 +107,10 @@ StateChanger::Step StateChanger::Try(const Request& request, std::string& troubl
         trouble = statuses.GetError().message;
         return Step::kFailed;
     }
+    if (!AreSettled(*statuses)) {
+        trouble = "an application has neither started nor stopped yet";
+        return Step::kBusy;
+    }
     return Apply(*client, PlanState(driving, *statuses, states_.at(request.state)), request,
                  trouble);
 }

@@ -11,12 +11,11 @@ using GrpOwnerClient::Change;
 using GrpOwnerClient::Status;
 using ProcMgr::OptionType;
 
-// Process states, which are numbered in another order than an application's.
-enum class ProcessState : uint32_t { kInit = 0, kTerminating = 3, kTerminated = 4 };
+// What the process manager says of a process in answer to a query. Anything else is no answer.
+enum class ProcessState : uint32_t { kRunning = 0, kNotRunning = 1, kInBetween = 2 };
 
-bool HasProcess(const Status& status) {
-    const auto state = static_cast<ProcessState>(status.state);
-    return status.pid > 0 && state != ProcessState::kInit && state != ProcessState::kTerminated;
+bool Is(const Status& status, ProcessState state) {
+    return status.state == static_cast<uint32_t>(state);
 }
 
 // The configuration has no cycles, so this reaches every application.
@@ -56,6 +55,11 @@ Change Make(const std::string& name, OptionType option) {
 
 }  // namespace
 
+bool AreSettled(const std::vector<Status>& statuses) {
+    return std::none_of(statuses.begin(), statuses.end(),
+                        [](const Status& status) { return Is(status, ProcessState::kInBetween); });
+}
+
 std::vector<std::string> DrivingApplications(const std::vector<ApplicationManifest>& manifests) {
     std::vector<std::string> names;
     for (const ApplicationManifest* manifest : InOrder(manifests)) {
@@ -73,12 +77,9 @@ std::vector<Change> PlanState(const std::vector<std::string>& driving,
     std::vector<Change> plan;
     for (size_t index = 0; index < std::min(driving.size(), statuses.size()); ++index) {
         const std::string& name = driving[index];
-        const bool isUp = HasProcess(statuses[index]);
-        const bool isEnding =
-            static_cast<ProcessState>(statuses[index].state) == ProcessState::kTerminating;
-        if (wanted.count(name) == 0 && isUp) {
+        if (wanted.count(name) == 0 && !Is(statuses[index], ProcessState::kNotRunning)) {
             terms.push_back(Make(name, OptionType::TERM));
-        } else if (wanted.count(name) > 0 && (!isUp || isEnding)) {
+        } else if (wanted.count(name) > 0 && !Is(statuses[index], ProcessState::kRunning)) {
             plan.push_back(Make(name, OptionType::START));
         }
     }

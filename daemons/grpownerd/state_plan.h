@@ -13,6 +13,9 @@ namespace GrpOwnerDaemon {
 /// nor templates. Dependencies come before what depends on them.
 std::vector<std::string> DrivingApplications(const std::vector<ApplicationManifest>& manifests);
 
+/// Whether nobody is just being started or stopped: of such a one cannot be told what to do.
+bool AreSettled(const std::vector<GrpOwnerClient::Status>& statuses);
+
 /// What brings the driving applications to where exactly the wanted ones run: terminations,
 /// dependants first, then starts, dependencies first. Any piece of it, front to back, is a change
 /// set that makes sense of its own.

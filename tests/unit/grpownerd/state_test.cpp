@@ -70,7 +70,7 @@ TEST_F(State, FileWithMistakesIsRefused) {
     EXPECT_FALSE(Read("working: [a").isOk);
 }
 
-// Each letter is one application's process state; '-' is one that the owner does not know.
+// Each digit is what the process manager says: 0 runs, 1 does not, 3 nobody knows.
 TEST_F(State, PlanStopsDependantsFirstAndStartsDependenciesFirst) {
     const std::vector<std::string> driving = DrivingApplications(manifests_);
     ASSERT_EQ(driving.size(), 4U);
@@ -81,22 +81,18 @@ TEST_F(State, PlanStopsDependantsFirstAndStartsDependenciesFirst) {
         std::string processes;  // of a, two in the middle, d
         std::string plan;       // stops, then starts
     } rows[] = {
-        {{}, "2222", "-d -3 -2 -a "},
-        {{"a", "b", "c", "d"}, "0404", "+a +2 +3 +d "},
-        {{"a"}, "2222", "-d -3 -2 "},
-        {{"a"}, "0152", "-d -3 -2 +a "},
-        {{"a", "b", "c", "d"}, "2152", ""},
-        {{"a", "d"}, "2323", "-3 -2 +d "},
-        {{"d"}, "-000", "+d "},
-        {{}, "-000", ""},
+        {{}, "0000", "-d -3 -2 -a "},
+        {{"a", "b", "c", "d"}, "1111", "+a +2 +3 +d "},
+        {{"a"}, "0000", "-d -3 -2 "},
+        {{"a"}, "1030", "-d -3 -2 +a "},
+        {{"a", "b", "c", "d"}, "0000", ""},
+        {{"a", "d"}, "0101", "-3 +d "},
+        {{}, "1111", ""},
     };
     for (const auto& row : rows) {
         std::vector<GrpOwnerClient::Status> statuses;
         for (size_t index = 0; index < driving.size(); ++index) {
-            const char state = row.processes[index];
-            const bool hasPid = state != '-' && state != '0';
-            const int pid = hasPid ? 100 : -1;
-            statuses.push_back({driving[index], pid, state == '-' ? 1U : uint32_t(state - '0')});
+            statuses.push_back({driving[index], -1, uint32_t(row.processes[index] - '0')});
         }
         std::string plan;
         for (const auto& change : PlanState(driving, statuses, row.wanted)) {
