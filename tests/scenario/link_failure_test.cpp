@@ -85,7 +85,7 @@ SCENARIO(LinkFailure, LateResults) {
 // The process ends while reports are handled, requests wait and applications are restarted: nothing
 // is used that is gone already, whichever thread is where.
 TEST(LinkFailure, ExitWhileReportsArrive) {
-    ForSeeds(20, [](uint64_t seed) {
+    ForSeeds(10, [](uint64_t seed) {
         Group group({App("a").Restart("on-forever").HeartBeat(3), App("b").Restart("on-forever")},
                     seed);
         ASSERT_TRUE(group.EnableAndStart());
@@ -94,7 +94,7 @@ TEST(LinkFailure, ExitWhileReportsArrive) {
         }
         std::thread([] { (void)Requester().Change({}, {}, {"a", "b"}); }).detach();
         EXPECT_TRUE(
-            WaitUntil([&] { return group.pm.Count(PmEvent::kAskedRestart, "a") >= seed * 3; }));
+            WaitUntil([&] { return group.pm.Count(PmEvent::kAskedRestart, "a") >= seed * 7; }));
         std::exit(testing::Test::HasFailure() ? 1 : 0);  // with the group and its threads alive
     });
 }
