@@ -1,5 +1,6 @@
 #include "tests/support/process/managed_test.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -22,7 +23,10 @@ ManagedTest::~ManagedTest() {
 }
 
 void ManagedTest::Manage(std::vector<std::string> options, std::vector<std::string> environment) {
-    options.insert(options.begin(), {PROCMGRD, "--run-dir", Path("run"), "--capture", "0"});
+    if (std::find(options.begin(), options.end(), "--capture") == options.end()) {
+        options.insert(options.end(), {"--capture", "0"});
+    }
+    options.insert(options.begin(), {PROCMGRD, "--run-dir", Path("run")});
     manager_.reset();
     manager_ = std::make_unique<Daemon>(options, environment);
     ASSERT_TRUE(manager_->Says("procmgrd: ready on ")) << manager_->Output();

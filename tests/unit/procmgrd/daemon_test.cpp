@@ -1,9 +1,7 @@
 // The process as a whole: its command line, its end, and the faults that it can be told to have.
-#include <gtest/gtest.h>
-#include <sys/socket.h>
-
 #include <filesystem>
 
+#include "tests/support/process/word_socket.h"
 #include "tests/unit/procmgrd/group_fixture.h"
 
 namespace ProcMgrTest {
@@ -13,7 +11,7 @@ using DaemonTest = GroupTest;
 
 TEST(CommandLine, SaysWhatIsWrong) {
     const struct {
-        std::vector<std::string> options;
+        Names options;
         int status;
         const char* says;
     } lines[] = {{{"--help"}, 0, "Examples:"},
@@ -25,78 +23,92 @@ TEST(CommandLine, SaysWhatIsWrong) {
                  {{"--log-dir", "/no/such/place"}, 2, "/no/such/place"},
                  {{"rover.yaml"}, 2, "rover.yaml"}};
     for (const auto& line : lines) {
-        std::string printed;
-        EXPECT_EQ(RunToEnd(line.options, printed), line.status) << printed;
-        EXPECT_NE(printed.find(line.says), std::string::npos) << printed;
+        Names command{PROCMGRD};
+        command.insert(command.end(), line.options.begin(), line.options.end());
+        Daemon daemon(command);
+        EXPECT_EQ(daemon.Wait(), line.status);
+        EXPECT_TRUE(daemon.Says(line.says)) << daemon.Output();
     }
 }
 
-// An orderly end takes everything down, dependants first, and leaves no file.
-TEST_F(DaemonTest, EndsAllGroupsAtSigterm) {
-    Boot({"base: {command: [probe, stay]}", "top: {command: [probe, stay], depends_on: [base]}"});
-    StartAndHear("base");
-    StartAndHear("top");
-    manager->Kill(SIGTERM);
-    EXPECT_EQ(ear->Hear(), "down top");
-    EXPECT_EQ(ear->Hear(), "down base");
-    Expect("top", kNormalExit);
-    Expect("base", kNormalExit);
-    EXPECT_EQ(manager->Wait(), 0) << manager->Printed();
-    EXPECT_FALSE(std::filesystem::exists(scratch.Path("PROCMGR.pipe")));
-    EXPECT_FALSE(std::filesystem::exists(scratch.Path("PROCMGR.pipe.lock")));
+// Whether its owner does not come back or it is told to end itself: nothing ends before what needs
+// it, who does not want to is killed, and an orderly end leaves no file.
+TEST_F(DaemonTest, TakesGroupsDownInReverseOrder) {
+    for (const bool isOwnerLost : {true, false}) {
+        Boot(R"(
+  logger: {command: probe}
+  clock: {command: probe, depends_on: [logger]}
+  camera: {command: [probe, stubborn], depends_on: [clock], stop_timeout: 50ms}
+  planner: {command: probe, depends_on: [camera]}
+)",
+             {"--owner-grace", "0"});
+        for (const char* const name : {"planner", "camera", "clock", "logger"}) {
+            StartAndHear(name);
+        }
+        if (isOwnerLost) {
+            owner->HangUp();
+            EXPECT_TRUE(manager_->Says("rover/logger: ended")) << manager_->Output();
+        }
+        manager_->Signal(SIGTERM);
+        EXPECT_EQ(manager_->Wait(), 0);
+        EXPECT_TRUE(
+            HasInOrder(manager_->Output(), {"down planner", "rover/camera: ended", "down clock",
+                                            "rover/clock: ended", "down logger"}))
+            << manager_->Output();
+        EXPECT_TRUE(std::filesystem::is_empty(Path("run")));
+    }
+    for (const char* const name : {"planner", "camera", "clock", "logger"}) {
+        Expect(name, Kind::kNormalExit);
+    }
 }
 
 TEST_F(DaemonTest, TheSecondSigtermDoesNotWait) {
-    Boot({"app: {command: [probe, stubborn], stop_timeout: 600s}"});
+    Boot("  app: {command: [probe, stubborn], stop_timeout: 600s}\n");
     const pid_t pid = StartAndHear("app");
-    manager->Kill(SIGTERM);
-    manager->Kill(SIGINT);
-    EXPECT_EQ(manager->Wait(), 130);
-    AwaitEnd(pid);
+    manager_->Signal(SIGTERM);
+    manager_->Signal(SIGINT);
+    EXPECT_EQ(manager_->Wait(), 130);
+    EXPECT_TRUE(HasEnded(pid));
 }
 
 // Killed, it takes its children along, and leaves a socket that does not hinder the next one. Two
 // at a time there cannot be.
 TEST_F(DaemonTest, KilledItLeavesNothingInTheWay) {
-    Boot({"app: {command: [probe, stubborn]}"});
+    Boot("  app: {command: [probe, stubborn]}\n");
     const pid_t pid = StartAndHear("app");
-    std::string printed;
-    EXPECT_EQ(RunToEnd({"--run-dir", scratch.Path()}, printed), 1);
-    EXPECT_NE(printed.find("another process manager serves"), std::string::npos) << printed;
-    manager->Kill(SIGKILL);
-    AwaitEnd(pid);
-    manager->Wait();
-    ASSERT_TRUE(std::filesystem::exists(scratch.Path("PROCMGR.pipe")));
-    manager.emplace(scratch.Path());
-    EXPECT_EQ(Owner(scratch.Path()).Welcome(), 0);
+    Daemon second({PROCMGRD, "--run-dir", Path("run")});
+    EXPECT_EQ(second.Wait(), 1);
+    EXPECT_TRUE(second.Says("another process manager serves")) << second.Output();
+    manager_->Signal(SIGKILL);
+    EXPECT_TRUE(HasEnded(pid));
+    ASSERT_TRUE(std::filesystem::exists(Path("run/PROCMGR.pipe")));
+    Manage();
+    EXPECT_EQ(Owner(Path("run")).Welcome(), 0);
 }
 
-// Its own supervisor hears from it, and no application can speak in its name.
+// Its own supervisor hears from it, as long as it lives.
 TEST_F(DaemonTest, SpeaksToItsSupervisor) {
-    Ear supervisor(scratch.Path(), "supervisor");
-    setenv("NOTIFY_SOCKET", scratch.Path("supervisor.notify").c_str(), 1);
-    setenv("WATCHDOG_USEC", "20000", 1);
-    Boot({"app: {command: [probe, stay]}"});
-    unsetenv("NOTIFY_SOCKET");
-    unsetenv("WATCHDOG_USEC");
+    const ProcessTest::WordSocket supervisor(Path("supervisor"));
+    Boot("  app: {command: probe}\n", {},
+         {"NOTIFY_SOCKET=" + Path("supervisor"), "WATCHDOG_USEC=20000"});
     EXPECT_EQ(supervisor.Hear().rfind("READY=1\nSTATUS=", 0), 0U);
     StartAndHear("app");
-    bool beat = false;
-    for (std::string heard; heard != "STATUS=1 owners, 1 applications up";) {
-        heard = supervisor.Hear();
-        beat = beat || heard == "WATCHDOG=1";
-        ASSERT_EQ(heard.find("up app"), std::string::npos);
-    }
-    while (!beat) {
-        beat = supervisor.Hear() == "WATCHDOG=1";
-    }
-    manager->Kill(SIGTERM);
-    supervisor.Await("STOPPING=1");
+    const auto await = [&supervisor](const std::string& word) {
+        std::string heard = supervisor.Hear();
+        while (!heard.empty() && heard != word) {
+            heard = supervisor.Hear();
+        }
+        EXPECT_EQ(heard, word);
+    };
+    await("STATUS=1 owners, 1 applications up");
+    await("WATCHDOG=1");
+    manager_->Signal(SIGTERM);
+    await("STOPPING=1");
 }
 
 TEST_F(DaemonTest, LosesAndDoublesReportsOnDemand) {
-    Boot({"app: {command: [probe, stay]}"}, {"--fault", "drop-report=2", "--fault",
-                                             "duplicate-report=3", "--fault", "delay-reports=20"});
+    Boot("  app: {command: probe}\n", {"--fault", "drop-report=2", "--fault", "duplicate-report=3",
+                                       "--fault", "delay-reports=20"});
     owner->Start({"n1", "n2", "n3", "n4"});
     for (const char* const name : {"n1", "n3", "n3", "n4"}) {
         EXPECT_EQ(owner->Next().name, name);
@@ -104,18 +116,18 @@ TEST_F(DaemonTest, LosesAndDoublesReportsOnDemand) {
 }
 
 TEST_F(DaemonTest, DiesAndGoesDeafOnDemand) {
-    Boot({"app: {command: [probe, stay]}"}, {"--fault", "die-at-record=2"});
+    Boot("  app: {command: probe}\n", {"--fault", "die-at-record=2"});
     const pid_t pid = StartAndHear("app");
     owner->Start({"app"});
     owner->AwaitHangUp();
-    EXPECT_EQ(manager->Wait(), 1000 + SIGKILL);
-    AwaitEnd(pid);
+    EXPECT_EQ(manager_->Wait(), 1000 + SIGKILL);
+    EXPECT_TRUE(HasEnded(pid));
 
-    manager.emplace(scratch.Path(), std::vector<std::string>{"--fault", "stop-reading=1"});
-    Owner unheard(scratch.Path());
+    Manage({"--fault", "stop-reading=1"});
+    Owner unheard(Path("run"));
     unheard.Start({"first"});
     EXPECT_EQ(unheard.Next().name, "first");
-    Owner other(scratch.Path(), "other");
+    Owner other(Path("run"), "other");
     unheard.Start({"second"});
     other.Start({"third"});
     EXPECT_EQ(other.Next().name, "third");

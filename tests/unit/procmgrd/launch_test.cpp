@@ -1,8 +1,8 @@
 // How a program is executed: as whom, where, with which arguments and variables.
-#include <gtest/gtest.h>
 #include <sched.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -12,95 +12,124 @@
 namespace ProcMgrTest {
 namespace {
 
+std::string ReadAll(const std::string& path) {
+    std::stringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
 class LaunchTest : public GroupTest {
 protected:
-    std::string Described(const std::string& payload) {
-        owner->Send(kStart, payload);
-        return "\n" + ear->Hear();
+    static std::string Shown(pid_t pid, const std::string& file) {
+        std::string text = ReadAll("/proc/" + std::to_string(pid) + "/" + file);
+        std::replace(text.begin(), text.end(), '\0', '\n');
+        return "\n" + text;
     }
 
-    static bool Says(const std::string& text, const std::string& line) {
-        return text.find("\n" + line + "\n") != std::string::npos;
+    static void ExpectLines(const std::string& text, const Names& lines) {
+        for (const std::string& line : lines) {
+            EXPECT_NE(text.find("\n" + line + "\n"), std::string::npos)
+                << line << " not in" << text;
+        }
     }
 };
 
 TEST_F(LaunchTest, GivesExactlyTheDocumentedSurroundings) {
-    setenv("PROCMGRD_TEST_SECRET", "x", 1);
-    setenv("PROCMGRD_TEST_PASSED", "passed on", 1);
-    setenv("NOTIFY_SOCKET", "/not/for/children", 1);
-    Boot({"app: {command: [probe, describe, own, ''], heartbeat: 500ms,"
-          " environment: {ADDED: 'a b', LANG: xx}}"},
-         {"--pass-env", "PROCMGRD_TEST_PASSED"});
-    unsetenv("NOTIFY_SOCKET");
-    const std::string text = Described(Launches({"app"}));
-    for (const std::string& line :
-         {std::string("argument own"), std::string("argument "), std::string("ADDED=a b"),
-          std::string("LANG=xx"), std::string("PROCMGRD_TEST_PASSED=passed on"),
-          std::string("GRPOWNER_OWNER=rover"), std::string("GRPOWNER_APPLICATION=app"),
-          "NOTIFY_SOCKET=" + std::filesystem::canonical(scratch.Path()).string() + "/rover.notify",
-          std::string("WATCHDOG_USEC=500000"), std::string("directory /"),
-          std::string("leads its group 1"), std::string("SigBlk:\t0000000000000000"),
-          std::string("SigIgn:\t0000000000000000"), "scheduler " + std::to_string(SCHED_OTHER)}) {
-        EXPECT_TRUE(Says(text, line)) << line << " is not in" << text;
+    Boot(R"(
+  app:
+    command: [/bin/sh, -c, 'kill -STOP $$$$', own, '']
+    heartbeat: 500ms
+    environment: {ADDED: 'a b', LANG: xx}
+)",
+         {"--pass-env", "PROCMGRD_TEST_PASSED"},
+         {"PROCMGRD_TEST_SECRET=x", "PROCMGRD_TEST_PASSED=passed on",
+          "NOTIFY_SOCKET=" + Path("not-for-children")});
+    owner->Start({"app"});
+    const pid_t pid = Expect("app", Kind::kStarted);
+    EXPECT_EQ(Shown(pid, "cmdline"), "\n/bin/sh\n-c\nkill -STOP $$\nown\n\n");
+    const std::string variables = Shown(pid, "environ");
+    const std::string run = std::filesystem::canonical(Path("run"));
+    ExpectLines(variables, {"ADDED=a b", "LANG=xx", "PROCMGRD_TEST_PASSED=passed on",
+                            "GRPOWNER_OWNER=rover", "GRPOWNER_APPLICATION=app",
+                            "NOTIFY_SOCKET=" + run + "/rover.notify", "WATCHDOG_USEC=500000"});
+    for (const char* const name : {"PROCMGRD_TEST_SECRET", "GRPOWNER_RUN_DIR", "GRPOWNER_PARA"}) {
+        EXPECT_EQ(variables.find(name), std::string::npos) << variables;
     }
-    EXPECT_EQ(text.find("PROCMGRD_TEST_SECRET"), std::string::npos);
-    EXPECT_EQ(text.find("GRPOWNER_RUN_DIR"), std::string::npos);
-    EXPECT_EQ(text.find("GRPOWNER_PARA"), std::string::npos);
+    EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(pid) + "/cwd"), "/");
+    EXPECT_EQ(getpgid(pid), pid);
+    EXPECT_EQ(sched_getscheduler(pid), SCHED_OTHER);
 }
 
-// Arguments of a request stand for the manifest's; parameters arrive whatever is in them.
+// Arguments of a request stand for the manifest's; parameters arrive whatever is in them. No signal
+// is blocked or ignored.
 TEST_F(LaunchTest, HandsOverArgumentsAndParameters) {
-    Boot({"app: {command: [probe, describe, own], template: true}"});
-    const std::string text = Described(
-        Fields({"1", "app", "2", "describe", "asked", "2", "0", "2", "a", "b c=d", "2", "0"}));
-    EXPECT_TRUE(Says(text, "argument asked"));
-    EXPECT_FALSE(Says(text, "argument own"));
-    for (const char* const line : {"GRPOWNER_PARA_0_COUNT=2", "GRPOWNER_PARA_0_0=a",
-                                   "GRPOWNER_PARA_0_1=b c=d", "GRPOWNER_PARA_2_COUNT=0"}) {
-        EXPECT_TRUE(Says(text, line)) << line << " is not in" << text;
+    Boot("  app: {command: [/bin/sleep, '1'], template: true}\n");
+    owner->Send(RecordType::kStart, Fields({"1", "app", "1", "1000", "2",  //
+                                            "0", "2", "a", "b c=d", "2", "0"}));
+    const pid_t pid = Expect("app", Kind::kStarted);
+    EXPECT_EQ(Shown(pid, "cmdline"), "\n/bin/sleep\n1000\n");
+    ExpectLines(Shown(pid, "environ"), {"GRPOWNER_PARA_0_COUNT=2", "GRPOWNER_PARA_0_0=a",
+                                        "GRPOWNER_PARA_0_1=b c=d", "GRPOWNER_PARA_2_COUNT=0"});
+    const std::string status = Shown(pid, "status");
+    for (const std::string line : {"\nSigBlk:\t", "\nSigIgn:\t"}) {
+        const size_t place = status.find(line) + line.size();
+        // 32 and 33 are the C library's own.
+        EXPECT_EQ(std::stoull(status.substr(place), nullptr, 16) & 0x7fffffff, 0U) << line;
     }
-    Expect("app", kStarted);
     owner->Terminate("app");
-    Expect("app", kNormalExit);
-    owner->Send(kStart, Fields({"1", "app", "0", "1", "3", "0"}));
-    Expect("app", kAbnormalExit, 1024 + EINVAL);
+    Expect("app", Kind::kNormalExit);
+    owner->Send(RecordType::kStart, Fields({"1", "app", "0", "1", "3", "0"}));
+    Expect("app", Kind::kAbnormalExit, 1024 + EINVAL);
 }
 
 TEST_F(LaunchTest, RunsASharedObjectByItsHost) {
-    Boot({"app: {shared_object: {name: part.so, path: /lib/parts, host: /bin/echo}, args: [x]}"},
-         {"--log-dir", scratch.Path("logs")});
+    Boot("  app: {shared_object: {name: part.so, path: /lib/part, host: /bin/echo}, args: [x]}\n",
+         {"--log-dir", Path("logs")});
     owner->Start({"app"});
-    Expect("app", kStarted);
-    Expect("app", kNormalExit);
-    std::string line;
-    std::getline(std::ifstream(scratch.Path("logs/app.log")), line);
-    EXPECT_EQ(line, "/lib/parts part.so x");
+    Expect("app", Kind::kStarted);
+    Expect("app", Kind::kNormalExit);
+    EXPECT_EQ(ReadAll(Path("logs/app.log")), "/lib/part part.so x\n");
 }
 
-// A process that ran well is all that the others see of another user, priority and processor.
+// What it prints is kept over restarts, in the file and, for the log of a crash, in the ring.
+TEST_F(LaunchTest, CapturesOutput) {
+    Boot("  app: {command: [/bin/sh, -c, 'echo last words; exit 3']}\n",
+         {"--log-dir", Path("logs"), "--capture", "16"});
+    for (int i = 0; i < 2; ++i) {
+        owner->Start({"app"});
+        Expect("app", Kind::kStarted);
+        Expect("app", Kind::kAbnormalExit, 256 + 3);
+    }
+    EXPECT_EQ(ReadAll(Path("logs/app.log")), "last words\nlast words\n");
+    EXPECT_TRUE(manager_->Says("\n    ords\n    last words\n")) << manager_->Output();
+}
+
 TEST_F(LaunchTest, RootPlacesProcesses) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "needs root";
     }
-    Boot(
-        {"app: {command: [probe, describe], user: 65534, group: 65533, realtime: true,"
-         " cpu_affinity: [0]}"});
+    Boot(R"(
+  app:
+    command: [/bin/sleep, '1000']
+    user: 65534
+    group: 65533
+    realtime: true
+    cpu_affinity: [0]
+)");
     owner->Start({"app"});
-    const Told told = owner->Next();
-    if (told.kind != kStarted) {
-        GTEST_SKIP() << "this machine grants no real-time priority or hides the build folder";
+    const Report told = owner->Next();
+    if (told.kind != Kind::kStarted) {
+        GTEST_SKIP() << "this machine grants no real-time priority";
     }
-    const std::string text = "\n" + ear->Hear();
-    for (const std::string& line :
-         {std::string("Uid:\t65534\t65534\t65534\t65534"),
-          std::string("Gid:\t65533\t65533\t65533\t65533"), std::string("processors 1"),
-          "scheduler " + std::to_string(SCHED_FIFO)}) {
-        EXPECT_TRUE(Says(text, line)) << line << " is not in" << text;
-    }
+    const std::string text = Shown(static_cast<pid_t>(told.pid), "status");
+    ExpectLines(text, {"Uid:\t65534\t65534\t65534\t65534", "Gid:\t65533\t65533\t65533\t65533",
+                       "Cpus_allowed_list:\t0"});
     EXPECT_EQ(text.find("Groups:\t0 "), std::string::npos) << "root's groups are still there";
+    EXPECT_EQ(sched_getscheduler(static_cast<pid_t>(told.pid)), SCHED_FIFO);
 }
 
-// The program must never run outside of its control group, not even for a moment.
+// The program must never run outside of its control group, not even for a moment; without the group
+// it does not run at all.
 TEST_F(LaunchTest, EntersItsControlGroupFirst) {
     const std::string name = "/procmgrd_test_" + std::to_string(getpid());
     const std::string roots[] = {"/sys/fs/cgroup/cpu", "/sys/fs/cgroup/memory"};
@@ -111,13 +140,15 @@ TEST_F(LaunchTest, EntersItsControlGroupFirst) {
             GTEST_SKIP() << "no control groups of version 1 to write to";
         }
     }
-    Boot({"app: {command: [probe, describe], cgroup: " + name.substr(1) + "}"});
-    const std::string text = Described(Launches({"app"}));
-    Expect("app", kStarted);
-    owner->Terminate("app");
-    Expect("app", kNormalExit);
-    EXPECT_NE(text.find(":cpu:" + name + "\n"), std::string::npos) << text;
-    EXPECT_NE(text.find(":memory:" + name + "\n"), std::string::npos) << text;
+    Boot("  app: {command: [/bin/sh, -c, 'cat /proc/self/cgroup'], cgroup: " + name.substr(1) +
+         "}\n  lost: {command: probe, cgroup: no/such/group}\n");
+    owner->Start({"app"});
+    Expect("app", Kind::kStarted);
+    Expect("app", Kind::kNormalExit);
+    EXPECT_TRUE(manager_->Says(":cpu:" + name + "\n")) << manager_->Output();
+    EXPECT_TRUE(manager_->Says(":memory:" + name + "\n")) << manager_->Output();
+    owner->Start({"lost"});
+    Expect("lost", Kind::kAbnormalExit, 1);
     for (const std::string& root : roots) {
         EXPECT_EQ(rmdir((root + name).c_str()), 0);
     }
@@ -126,52 +157,28 @@ TEST_F(LaunchTest, EntersItsControlGroupFirst) {
 // Without root a foreign user cannot be had and must not be faked; what is only missing comfort is
 // no reason not to start.
 TEST_F(LaunchTest, WithoutRootOnlyAForeignUserFails) {
-    constexpr uid_t kNobody = 65534;
     if (geteuid() != 0) {
         GTEST_SKIP() << "needs root to become somebody else";
     }
-    const std::string run = scratch.Path("run");
-    std::filesystem::create_directory(run);
-    ASSERT_EQ(chown(run.c_str(), kNobody, kNobody), 0);
-    try {
-        manager.emplace(run, std::vector<std::string>{}, kNobody);
-    } catch (const std::runtime_error& error) {
-        GTEST_SKIP() << "user nobody cannot reach the build folder: " << error.what();
+    ASSERT_EQ(chown(Path("run").c_str(), 65534, 65534), 0);
+    manager_ =
+        std::make_unique<Daemon>(Names{"/usr/bin/setpriv", "--reuid", "65534", "--regid", "65534",
+                                       "--clear-groups", PROCMGRD, "--run-dir", Path("run")});
+    if (!manager_->Says("procmgrd: ready on ")) {
+        GTEST_SKIP() << "user nobody cannot reach the build folder: " << manager_->Output();
     }
-    owner.emplace(run);
-    ASSERT_EQ(owner->Welcome(), 0);
-    ASSERT_EQ(owner->Load(Configure({"foreign: {command: [probe, exit, '0'], user: 0}",
-                                     "plain: {command: [/bin/sleep, '9'], realtime: true,"
-                                     " cgroup: no/such/group}"})),
+    owner.emplace(Path("run"));
+    ASSERT_EQ(owner->Load(Configure(R"(
+  foreign: {command: /bin/true, user: 0}
+  plain: {command: [/bin/sleep, '9'], realtime: true, cgroup: no/such/group}
+)")),
               "0");
     owner->Start({"foreign"});
-    Expect("foreign", kAbnormalExit, 1024 + EPERM);
+    Expect("foreign", Kind::kAbnormalExit, 1024 + EPERM);
     owner->Start({"plain"});
-    Expect("plain", kStarted);
-    manager->Kill(SIGTERM);
-    EXPECT_EQ(manager->Wait(), 0) << manager->Printed();
-    EXPECT_NE(manager->Printed().find("rover/plain: could not set real-time priority"),
-              std::string::npos);
-    EXPECT_NE(manager->Printed().find("rover/plain: could not enter the control group"),
-              std::string::npos);
-}
-
-// What it prints is kept over restarts, in the file and, for the log of a crash, in the ring.
-TEST_F(LaunchTest, CapturesOutput) {
-    Boot({"app: {command: [probe, print, 'last words']}"},
-         {"--log-dir", scratch.Path("logs"), "--capture", "16"});
-    for (int i = 0; i < 2; ++i) {
-        const pid_t pid = StartAndHear("app");
-        kill(pid, SIGKILL);
-        Expect("app", kAbnormalExit, 512 + SIGKILL);
-    }
-    std::stringstream written;
-    written << std::ifstream(scratch.Path("logs/app.log")).rdbuf();
-    EXPECT_EQ(written.str(), "last words\nlast words\n");
-    manager->Kill(SIGTERM);
-    EXPECT_EQ(manager->Wait(), 0) << manager->Printed();
-    EXPECT_NE(manager->Printed().find("\n    ords\n    last words\n"), std::string::npos)
-        << manager->Printed();
+    Expect("plain", Kind::kStarted);
+    EXPECT_TRUE(manager_->Says("rover/plain: could not set real-time priority"));
+    EXPECT_TRUE(manager_->Says("rover/plain: could not enter the control group"));
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 #pragma once
-// An owner as the process manager sees it, with an encoding of its own.
+// An owner as the process manager sees it, which can also say what no owner says.
 
 #include <cstdint>
 #include <deque>
@@ -7,25 +7,24 @@
 #include <string>
 #include <vector>
 
+#include "daemons/procmgrd/pm_wire.h"
+#include "platform/linux/pipe_frame.h"
+
 namespace ProcMgrTest {
 
-enum Type : uint32_t { kStart, kRestart, kTerm, kBase, kReports, kExec, kLoad, kReload };
-enum Kind : uint32_t { kStarted, kRestarted, kTermTimeOut, kNormalExit, kAbnormalExit };
-
-struct Told {
-    std::string name;
-    uint32_t pid;
-    uint32_t kind;
-    uint32_t reason;
-};
+using GrpOwnerLinux::PipeFrameKind;
+using ProcMgrDaemon::RecordType;
+using ProcMgrDaemon::Report;
+using Kind = ProcMgrDaemon::ReportKind;
+using Names = std::vector<std::string>;
 
 /// Joins fields as the text records have them.
-std::string Fields(const std::vector<std::string>& fields);
+std::string Fields(const Names& fields);
 
 /// The payload of a start or restart of these names, without arguments.
-std::string Launches(const std::vector<std::string>& names);
+std::string Launches(const Names& names);
 
-std::string RecordBytes(uint32_t type, const std::string& payload);
+std::string RecordBytes(RecordType type, const std::string& payload);
 
 class Owner {
 public:
@@ -35,33 +34,35 @@ public:
     /// Connects only.
     struct Silent {};
     Owner(const std::string& runDirectory, Silent);
-    ~Owner();
+    ~Owner() { HangUp(); }
     Owner(const Owner&) = delete;
     Owner& operator=(const Owner&) = delete;
 
     int32_t Welcome() const { return welcome_; }
     void HangUp();
 
-    void Send(uint32_t type, const std::string& payload);
-    void SendFrame(uint32_t kind, uint64_t sequence, const std::string& payload);
+    void Send(RecordType type, const std::string& payload);
+    void SendFrame(PipeFrameKind kind, uint64_t sequence, const std::string& payload);
     void SendRaw(const std::string& packet);
-    void Start(const std::vector<std::string>& names) { Send(kStart, Launches(names)); }
-    void Restart(const std::string& name) { Send(kRestart, Launches({name})); }
-    void Terminate(const std::string& name) { Send(kTerm, Fields({"1", name})); }
+    void Start(const Names& names) { Send(RecordType::kStart, Launches(names)); }
+    void Restart(const std::string& name) { Send(RecordType::kRestart, Launches({name})); }
+    void Terminate(const std::string& name) { Send(RecordType::kTerminate, Fields({"1", name})); }
 
     /// @return the text of the answer
-    std::string Call(uint32_t type, const std::string& payload);
-    std::string Load(const std::string& path, uint32_t type = kLoad) {
+    std::string Call(RecordType type, const std::string& payload);
+    std::string Load(const std::string& path, RecordType type = RecordType::kLoad) {
         return Call(type, Fields({"1", path, "0"}));
     }
 
-    /// The next report; those of other names stay in line when a name is given.
-    Told Next(const std::string& name = "");
+    /// The next report.
+    Report Next();
 
     /// How many reports the record held that brought the last ones.
     size_t LastBatch() const { return lastBatch_; }
 
-    std::map<std::string, uint32_t> Query(const std::vector<std::string>& names);
+    /// The state of each: 0 runs, 1 does not, 2 neither.
+    std::map<std::string, uint32_t> Query(const Names& names);
+    uint32_t StateOf(const std::string& name) { return Query(Names{name})[name]; }
 
     /// Whether no report is on its way: an answer never overtakes one.
     bool NothingMore();
@@ -71,36 +72,19 @@ public:
 
 private:
     struct Frame {
-        uint32_t kind;
+        PipeFrameKind kind{};
         std::string payload;
     };
 
     bool Receive(Frame& frame);
-    void Take(const Frame& frame);
+    void TakeNext();
 
     int socket_ = -1;
     int32_t welcome_ = 1;
     size_t lastBatch_ = 0;
-    std::deque<Told> told_;
+    std::deque<Report> told_;
     std::deque<std::string> answers_;
-    std::deque<std::map<std::string, uint32_t>> states_;
-};
-
-/// What applications say to their owner.
-class Ear {
-public:
-    explicit Ear(const std::string& runDirectory, const std::string& owner = "rover");
-    ~Ear();
-    Ear(const Ear&) = delete;
-    Ear& operator=(const Ear&) = delete;
-
-    std::string Hear() const;
-
-    /// Hears until it hears this.
-    void Await(const std::string& text) const;
-
-private:
-    int socket_;
+    std::map<std::string, uint32_t> states_;
 };
 
 }  // namespace ProcMgrTest

@@ -2,32 +2,23 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <csignal>
-
-#include "daemons/procmgrd/exit_reason.h"
 #include "tests/unit/procmgrd/owner.h"
 
 namespace ProcMgrDaemon {
 namespace {
 
 using std::string_literals::operator""s;
+using ProcMgrTest::Names;
 using ProcMgrTest::RecordBytes;
 
-// A start as an owner writes it, byte for byte: names, arguments and parameters arrive.
-TEST(PmWire, DecodesLaunches) {
+// What an owner writes arrives, byte for byte.
+TEST(PmWire, DecodesWhatOwnersSay) {
     const auto requests = DecodeLaunches("2#a#2#x##0#b#0#2#0#1#p q#2#2#r#s#");
-    ASSERT_TRUE(requests);
-    ASSERT_EQ(requests->size(), 2U);
+    ASSERT_TRUE(requests && requests->size() == 2);
     EXPECT_EQ((*requests)[0].name, "a");
-    EXPECT_EQ((*requests)[0].arguments, (std::vector<std::string>{"x", ""}));
-    EXPECT_TRUE((*requests)[0].parameters.empty());
-    EXPECT_EQ((*requests)[1].name, "b");
+    EXPECT_EQ((*requests)[0].arguments, (Names{"x", ""}));
     EXPECT_EQ((*requests)[1].parameters, (Parameters{{0, {"p q"}}, {2, {"r", "s"}}}));
-}
-
-TEST(PmWire, DecodesTheOtherTexts) {
-    EXPECT_EQ(DecodeTerminations("2#a#b#"), (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(DecodeTerminations("2#a#b#"), (Names{"a", "b"}));
     EXPECT_EQ(DecodeBaseState("1#2#"), 2U);
     const auto execution = DecodeExecution("1#a#7#1#4294967295#");
     ASSERT_TRUE(execution);
@@ -37,7 +28,7 @@ TEST(PmWire, DecodesTheOtherTexts) {
     EXPECT_EQ(configuration->path, "/x.yaml");
     EXPECT_EQ(configuration->matchData,
               (std::map<std::string, std::string>{{"K", "v"}, {"L", ""}}));
-    EXPECT_EQ(DecodeQuery("\2\0\0\0\1\0\0\0a\2\0\0\0bc"s), (std::vector<std::string>{"a", "bc"}));
+    EXPECT_EQ(DecodeQuery("\2\0\0\0\1\0\0\0a\2\0\0\0bc"s), (Names{"a", "bc"}));
 }
 
 // A payload is used whole or not at all, and a count cannot make us reserve what cannot follow.
@@ -59,31 +50,15 @@ TEST(PmWire, RefusesWhatIsNotExactlyAsPromised) {
           "\xff\xff\xff\xff\1\0\0\0a"s, "\1\0\0\0\1\0\0\0ab"s}) {
         EXPECT_FALSE(DecodeQuery(bytes));
     }
-}
-
-TEST(PmWire, RefusesRecordsOfOtherSizesAndLengths) {
-    std::string bytes = RecordBytes(2, std::string(3964, 'x'));
+    std::string bytes = RecordBytes(RecordType::kTerminate, std::string(3964, 'x'));
     ASSERT_TRUE(ReadRecord(bytes));
-    EXPECT_EQ(ReadRecord(bytes)->Payload(), std::string(3964, 'x'));
-    EXPECT_FALSE(ReadRecord(bytes + "x"));
-    EXPECT_FALSE(ReadRecord(bytes.substr(1)));
     bytes[8] = static_cast<char>(bytes[8] + 1);  // one byte more than there is room for
     EXPECT_FALSE(ReadRecord(bytes));
 }
 
-TEST(PmWire, EncodesReportsByteForByte) {
-    Record record{};
-    EXPECT_EQ(EncodeReports(
-                  {{"a", 12, ReportKind::kStarted, 0}, {"bc", 345, ReportKind::kAbnormalExit, 523}},
-                  record),
-              2U);
-    const std::string expected = RecordBytes(4, "2#a#12#0#0#0#bc#345#4#523#0#");
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&record), sizeof(record)), expected);
-}
-
 // As many as fit and an owner accepts, never one more; the rest keeps its order for the next
 // record.
-TEST(PmWire, BatchesReportsUpToBothLimits) {
+TEST(PmWire, SplitsReportsAndStatesOverRecords) {
     Record record{};
     EXPECT_EQ(EncodeReports(std::deque<Report>(3000, {"", 0, ReportKind::kStarted, 0}), record),
               439U);  // 9 bytes each; limited by room
@@ -91,26 +66,10 @@ TEST(PmWire, BatchesReportsUpToBothLimits) {
     EXPECT_EQ(record.Payload().substr(0, 5), "439##");
     const std::deque<Report> large(3, {std::string(1024, 'n'), 1, ReportKind::kStarted, 0});
     EXPECT_EQ(EncodeReports(large, record), 3U);
-}
-
-TEST(PmWire, SplitsStatesOverRecords) {
-    const auto small = EncodeStates({{"a", QueriedState::kNotRunning}});
-    ASSERT_EQ(small.size(), 1U);
-    EXPECT_EQ(small[0].Payload(), "\1\0\0\0\1\0\0\0a\1\0\0\0"s);
-    const auto large = EncodeStates({300, {"eight_by", QueriedState::kInBetween}});
-    ASSERT_EQ(large.size(), 2U);  // (3964 - 4) / 16 = 247 in the first
-    EXPECT_EQ(static_cast<unsigned char>(large[0].data[0]), 247);
-    EXPECT_EQ(static_cast<unsigned char>(large[1].data[0]), 53);
-}
-
-// 1 is for a program that could not be executed, and never for one that ran.
-TEST(ExitReasons, KeepOneForFilesThatCannotBeExecuted) {
-    for (const int error : {EIO, ENOENT, EACCES, ENOEXEC}) {
-        EXPECT_EQ(StartFailureReason(error), 1U);
-    }
-    EXPECT_EQ(StartFailureReason(EPERM), 1024U + EPERM);
-    EXPECT_EQ(ExitReason(1 << 8), 257U);
-    EXPECT_EQ(ExitReason(SIGKILL), 512U + SIGKILL);
+    const auto states = EncodeStates({300, {"eight_by", QueriedState::kInBetween}});
+    ASSERT_EQ(states.size(), 2U);  // (3964 - 4) / 16 = 247 in the first
+    EXPECT_EQ(static_cast<unsigned char>(states[0].data[0]), 247);
+    EXPECT_EQ(static_cast<unsigned char>(states[1].data[0]), 53);
 }
 
 }  // namespace
