@@ -86,6 +86,11 @@ TEST(SsSerializationTest, SystemStateRequests) {
         EXPECT_TRUE(UnPackSetSystemStateRequest(RequestOf(payload), state));
         EXPECT_EQ(state, expected) << payload;
     }
+    int state = -1;
+    SsToOwnerRequestMsg request = RequestOf("1");
+    request.size = kDataSize + 1;
+    EXPECT_FALSE(UnPackSetSystemStateRequest(request, state));
+    EXPECT_EQ(state, -1);
 }
 
 TEST(SsSerializationTest, ChangeAnswers) {
