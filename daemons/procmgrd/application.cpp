@@ -13,6 +13,10 @@ namespace ProcMgrDaemon {
 
 namespace {
 
+// How long a request may be on its way past the report that answers it. Longer, and it is a new one
+// of an owner that the report has not reached.
+constexpr std::chrono::milliseconds kCrossing{1000};
+
 constexpr size_t kLastWords = 5;  // lines of output in the log of an abnormal exit
 
 }  // namespace
@@ -67,7 +71,9 @@ void Application::Restart(const LaunchRequest& request) {
 
 void Application::Terminate() {
     if (state_ == State::kDown) {
-        Tell(ReportKind::kNormalExit);
+        if (!HasJustToldEnd()) {
+            Tell(ReportKind::kNormalExit);
+        }
         return;
     }
     const bool stopsAlready = state_ == State::kTerminating || state_ == State::kRestarting;
@@ -125,6 +131,7 @@ void Application::Signal(int number) {
 void Application::Launch(const LaunchRequest& request, ReportKind answer) {
     answer_ = answer;
     failure_.reset();
+    endTold_.reset();
     termRequested_ = false;
     forGood_ = false;
     if (!output_) {
@@ -224,9 +231,15 @@ void Application::TellFailedStart(int error, const std::string& what) {
     Tell(ReportKind::kAbnormalExit, StartFailureReason(error));
 }
 
+bool Application::HasJustToldEnd() const {
+    return endTold_ && std::chrono::steady_clock::now() - *endTold_ < kCrossing;
+}
+
 void Application::Tell(ReportKind kind, uint32_t reason) {
     if (kind == ReportKind::kStarted || kind == ReportKind::kRestarted) {
         LogInfo(Label() + ": runs, pid " + std::to_string(pid_));
+    } else if (kind != ReportKind::kTermTimeOut) {
+        endTold_ = std::chrono::steady_clock::now();
     }
     listener_.OnReport({name_, static_cast<uint32_t>(pid_), kind, reason});
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -45,11 +46,13 @@ public:
 ///             kDown        kStarting    kRunning     kTerminating       kRestarting
 ///   Start     launch       -            started!     next_ = it         -
 ///   Restart   launch       stop, next_  stop, next_  next_ = it; goes to kRestarting
-///   Terminate normal exit! stop         stop         forget next_       to kTerminating
+///   Terminate normal exit* stop         stop         forget next_       to kTerminating
 ///
-/// "!" is a report at once; "-" is answered by the report that comes anyway. Commands that come
-/// again neither send a second signal nor set the clock back: a waiting owner offers the same name
-/// again and again. Exactly one report ends each command:
+/// "!" is a report at once, "*" too unless an end was told a moment ago; "-" is answered by the
+/// report that comes anyway. Commands that come again neither send a second signal nor set the
+/// clock back: a waiting owner offers the same name again and again, also when the report of its
+/// end is already on its way, and would take a second one for the end of what it has started since.
+/// Exactly one report ends each command:
 ///   the exec succeeds in kStarting      started or restarted, as the launch was asked for
 ///   the launch fails                    abnormal exit; 1 when the program's file is to blame
 ///   the process ends in kRunning        normal or abnormal exit; normal after any Terminate
@@ -94,6 +97,7 @@ private:
     void OnEnded(int waitStatus);
     void TellUnaskedEnd(int waitStatus);
     void TellFailedStart(int error, const std::string& what);
+    bool HasJustToldEnd() const;
     void Tell(ReportKind kind, uint32_t reason = 0);
     std::string Label() const { return owner_ + "/" + name_; }
 
@@ -111,6 +115,7 @@ private:
     ReportKind answer_ = ReportKind::kStarted;
     std::optional<LaunchRequest> next_;
     std::optional<EventLoop::TimerId> clock_;
+    std::optional<std::chrono::steady_clock::time_point> endTold_;  // since the last launch
     bool termRequested_ = false;
     bool forGood_ = false;
 };
