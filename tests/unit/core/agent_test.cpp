@@ -59,24 +59,19 @@ TEST_F(AgentTest, OneRetryOfABusyOpenAndNoMore) {
         std::vector<int> results;
         uint32_t expected;
         unsigned calls;
-        int last;
-    } rows[] = {
-        {{-11}, AgentResult::kSuccess, 2, 0},
-        {{-11, -11}, AgentResult::kOpenFailed, 2, -11},
-        {{-2}, AgentResult::kOpenFailed, 1, -2},
-        {{0}, AgentResult::kOpenFailed, 1, 0},
-    };
+    } rows[] = {{{-11}, AgentResult::kSuccess, 2},
+                {{-11, -11}, AgentResult::kOpenFailed, 2},
+                {{-2}, AgentResult::kOpenFailed, 1},
+                {{0}, AgentResult::kOpenFailed, 1}};
     for (const auto& row : rows) {
         Reset();
         for (const int result : row.results) {
             ScriptPipe(PipeCall::kOpen, result);
         }
-        ProcMgrAgentImpl agent;
-        EXPECT_EQ(agent.IsOk(), row.expected);
+        EXPECT_EQ(ProcMgrAgentImpl().IsOk(), row.expected);
         EXPECT_EQ(PipeCalls(PipeCall::kOpen), row.calls);
-        EXPECT_EQ(Beats(), row.expected == 0 ? 1U : 0U);
-        EXPECT_EQ(CountLog(kError, "ProcMgrAgent : EzcomOpen failed, try again"),
-                  row.results.front() == -11 ? 1U : 0U);
+        EXPECT_EQ(Beats(), row.expected == AgentResult::kSuccess ? 1U : 0U);
+        EXPECT_EQ(CountLog(kError, "ProcMgrAgent : EzcomOpen failed, try again"), row.calls - 1);
     }
 }
 
@@ -105,39 +100,33 @@ TEST_F(AgentTest, BusyPipe) {
     const int fd = OpenPipe();
     EzcomRequest request{"x", 1};
     EzcomResponse response{};
-    const struct {
-        PipeCall call;
-        std::function<int()> run;
-        int busy;
-        unsigned calls;
-        int slept;
-    } rows[] = {
-        {PipeCall::kSend, [&] { return ProcMgrEzcomSendRequest(fd, &request); }, -11, 401, 2000},
-        {PipeCall::kRespond, [&] { return ProcMgrEzcomSendResponse(fd, &response); }, -11, 401,
-         2000},
-        {PipeCall::kCall, [&] { return ProcMgrEzcomRPCSync(fd, &request, &response); }, -11, 401,
-         2000},
-        {PipeCall::kTimedCall, [&] { return ProcMgrEzcomTimedRPCSync(fd, &request, &response, 9); },
-         -11, 401, 2000},
-        {PipeCall::kClose, [&] { return ProcMgrEzcomClosePipe(fd); }, -16, 10, 900},
+    const std::pair<PipeCall, std::function<int()>> rows[] = {
+        {PipeCall::kSend, [&] { return ProcMgrEzcomSendRequest(fd, &request); }},
+        {PipeCall::kRespond, [&] { return ProcMgrEzcomSendResponse(fd, &response); }},
+        {PipeCall::kCall, [&] { return ProcMgrEzcomRPCSync(fd, &request, &response); }},
+        {PipeCall::kTimedCall,
+         [&] { return ProcMgrEzcomTimedRPCSync(fd, &request, &response, 9); }},
+        {PipeCall::kClose, [&] { return ProcMgrEzcomClosePipe(fd); }},
     };
-    for (const auto& row : rows) {
-        const int other = row.busy == -11 ? -16 : -11;
+    for (const auto& [call, run] : rows) {
+        const bool closes = call == PipeCall::kClose;
+        const int busy = closes ? -16 : -11;
+        const unsigned most = closes ? 10 : 401;
         const TimePoint begin = Now();
-        const unsigned before = PipeCalls(row.call);
-        ScriptPipe(row.call, row.busy, row.calls);
-        EXPECT_EQ(row.run(), row.busy);
-        EXPECT_EQ(PipeCalls(row.call), before + row.calls);
-        EXPECT_EQ(Now() - begin, Milliseconds(row.slept));
-        ScriptPipe(row.call, other);
-        EXPECT_EQ(row.run(), other);
-        ScriptPipe(row.call, row.busy, row.calls - 1);
-        EXPECT_EQ(row.run(), 0);
+        ScriptPipe(call, busy, most);
+        EXPECT_EQ(run(), busy);
+        EXPECT_EQ(PipeCalls(call), most);
+        EXPECT_EQ(Now() - begin, Milliseconds(closes ? 900 : 2000));
+        ScriptPipe(call, -5);  // an error that does not pass
+        EXPECT_EQ(run(), -5);
+        ScriptPipe(call, busy, most - 1);
+        EXPECT_EQ(run(), 0);
     }
 }
 
 TEST_F(AgentTest, RequestsOnTheWire) {
     Connect();
+    ScriptPipe(PipeCall::kSend, -11, 5);  // busy for a while
     EXPECT_EQ(agent_->StartApp({{"cam", {"-v"}, {{1, {"p"}}}}}), 0U);
     EXPECT_EQ(agent_->RestartApp({{"bus", {}, {}}}), 0U);
     EXPECT_EQ(agent_->TermApp({{"b"}, {"a"}}), 0U);
@@ -148,8 +137,9 @@ TEST_F(AgentTest, RequestsOnTheWire) {
     EXPECT_EQ(agent_->QueryAppState({"a"}), 0U);
     std::string text;
     for (const SentRecord& sent : SentRecords()) {
-        ASSERT_EQ(sent.bytes.size(), 3984U);
         const size_t length = static_cast<unsigned char>(sent.bytes[8]);
+        EXPECT_EQ(sent.bytes.size(), 3984U);
+        EXPECT_EQ(sent.bytes.find_first_not_of('\0', 16 + length), std::string::npos);
         text += std::to_string(static_cast<int>(sent.bytes[0])) + "@" +
                 std::to_string(sent.timeoutMs) + " " + sent.bytes.substr(16, length) + "\n";
     }
@@ -160,74 +150,73 @@ TEST_F(AgentTest, RequestsOnTheWire) {
 
 // Each request says in its own words why it failed, and checks in the same order.
 TEST_F(AgentTest, RequestsThatFail) {
-    const std::string big(3960, 'n');
-    const std::string gap(3952, 'n');  // packed, but too long to be sent
-    const auto start = [&](const std::string& name) { return agent_->StartApp({{name, {}, {}}}); };
-    const auto restart = [&](const std::string& name) {
-        return agent_->RestartApp({{name, {}, {}}});
+    using Name = const std::string&;
+    const std::string isOk = " failed: agent is not ok, please exec ProcMgrAgent::isOk";
+    const std::string notOk = " failed: agent is not ok";
+    const struct {
+        std::function<uint32_t(Name)> send;
+        std::string name, unconnected, unpacked;
+    } rows[] = {
+        {[&](Name name) {
+             return agent_->StartApp({{name, {}, {}}});
+         },
+         "StartApp", " : StartApp" + isOk, "ProcMgrPackStartRequest failed"},
+        {[&](Name name) {
+             return agent_->RestartApp({{name, {}, {}}});
+         },
+         "restartApp", " : restartApp" + isOk, "PackrestartRequest failed"},
+        {[&](Name name) { return agent_->TermApp({{name}}); }, "TermApp", " : TermApp" + isOk,
+         "ProcMgrPackTermRequest failed"},
+        {[&](Name name) {
+             return agent_->ReportAppExecState({name, 0, 0, 0});
+         },
+         "ReportAppExecState", " : ReportAppExecState" + notOk, "PackrestartRequest failed"},
+        {[&](Name) { return agent_->ReportBaseServiceState({}); }, "ReportBaseServiceState",
+         ": ReportBaseServiceState" + isOk, ""},
+        {[&](Name name) { return agent_->QueryAppState({name}); }, "QueryAppState",
+         " : QueryAppState" + notOk, ""},
+        {[&](Name name) {
+             return agent_->LoadStartupCfgInfo({{}, name});
+         },
+         "LoadStartupCfgInfo", " : LoadStartupCfgInfo" + notOk,
+         "ProcMgrPackMatchDataAndPathRequest failed"},
     };
-    const auto term = [&](const std::string& name) { return agent_->TermApp({{name}}); };
-    const auto exec = [&](const std::string& name) {
-        return agent_->ReportAppExecState({name, 0, 0, 0});
-    };
-    const auto load = [&](const std::string& name) {
-        return agent_->LoadStartupCfgInfo({{}, name});
-    };
-    const auto base = [&](const std::string&) { return agent_->ReportBaseServiceState({}); };
-    const auto query = [&](const std::string& name) { return agent_->QueryAppState({name}); };
-    const std::string isOk = "agent is not ok, please exec ProcMgrAgent::isOk";
-
-    using Request = std::function<uint32_t(const std::string&)>;
-    const Request requests[] = {start, restart, term, base, exec, load, query};
-    for (const Request& request : requests) {
-        EXPECT_EQ(request("a"), 0xF10501U);
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.send("a"), 0xF10501U);
+        EXPECT_TRUE(Logged(kError, "ProcMgrAgent" + row.unconnected));
     }
-    EXPECT_EQ(agent_->StartApp({}), 0xF10001U);
-    EXPECT_EQ(agent_->RestartApp({}), 0xF10001U);
-    EXPECT_EQ(agent_->TermApp({}), 0xF10001U);
-    EXPECT_EQ(agent_->QueryAppState({}), 0xF10001U);
-    EXPECT_TRUE(
-        LoggedInOrder({{kError, "ProcMgrAgent : StartApp failed: " + isOk},
-                       {kError, "ProcMgrAgent : restartApp failed: " + isOk},
-                       {kError, "ProcMgrAgent : TermApp failed: " + isOk},
-                       {kError, "ProcMgrAgent: ReportBaseServiceState failed: " + isOk},
-                       {kError, "ProcMgrAgent : ReportAppExecState failed: agent is not ok"},
-                       {kError, "ProcMgrAgent : LoadStartupCfgInfo failed: agent is not ok"},
-                       {kError, "ProcMgrAgent : QueryAppState failed: agent is not ok"},
-                       {kError, "ProcMgrAgent : StartApp failed: startAppList is zero"},
-                       {kError, "ProcMgrAgent : restartApp failed: restartAppList is zero"},
-                       {kError, "ProcMgrAgent : TermApp failed: TermAppList is zero"},
-                       {kError, "ProcMgrAgent : QueryAppState failed: appList is empty"}}));
+    for (const uint32_t result : {agent_->StartApp({}), agent_->RestartApp({}), agent_->TermApp({}),
+                                  agent_->QueryAppState({})}) {
+        EXPECT_EQ(result, 0xF10001U);
+    }
+    EXPECT_TRUE(LoggedInOrder({{kError, "ProcMgrAgent : StartApp failed: startAppList is zero"},
+                               {kError, "ProcMgrAgent : restartApp failed: restartAppList is zero"},
+                               {kError, "ProcMgrAgent : TermApp failed: TermAppList is zero"},
+                               {kError, "ProcMgrAgent : QueryAppState failed: appList is empty"}}));
     Connect();
-    const std::pair<Request, std::string> unpacked[] = {
-        {start, "StartApp failed: ProcMgrPackStartRequest failed"},
-        {restart, "restartApp failed: PackrestartRequest failed"},
-        {term, "TermApp failed: ProcMgrPackTermRequest failed"},
-        {exec, "ReportAppExecState failed: PackrestartRequest failed"},
-        {load, "LoadStartupCfgInfo failed: ProcMgrPackMatchDataAndPathRequest failed"}};
-    for (const auto& [request, line] : unpacked) {
-        EXPECT_EQ(request(big), 0xF10502U);
-        EXPECT_TRUE(Logged(kError, "ProcMgrAgent : " + line));
+    const std::string fd = "fd=" + std::to_string(OpenPipe());
+    for (const auto& row : rows) {
+        const std::string failed = "ProcMgrAgent : " + row.name + " failed: ";
+        if (!row.unpacked.empty()) {
+            EXPECT_EQ(row.send(std::string(3960, 'n')), 0xF10502U);
+            EXPECT_TRUE(Logged(kError, failed + row.unpacked));
+        }
+        if (row.name != "LoadStartupCfgInfo") {
+            ClearLog();
+            ScriptPipe(PipeCall::kSend, -32);
+            EXPECT_EQ(row.send("a"), 0xF10503U);
+            EXPECT_TRUE(LoggedInOrder(
+                {{kError, "ProcMgrAgent : SendRequestMsg failed: " + fd + ", err_code=-32"},
+                 {kError, failed + "SendRequestMsg failed"}}));
+        }
     }
-    EXPECT_EQ(query(big), 0U);  // kept: unsent, yet a success
+    EXPECT_EQ(agent_->QueryAppState({std::string(3960, 'n')}), 0U);  // kept: unsent, yet a success
     EXPECT_TRUE(Logged(kError, "ProcMgrAgent : QueryAppState SerializeMessage failed"));
-    EXPECT_EQ(start(gap), 0xF10503U);
+    // Packed, but too long to be sent.
+    EXPECT_EQ(agent_->StartApp({{std::string(3952, 'n'), {}, {}}}), 0xF10503U);
     EXPECT_TRUE(
-        Logged(kError, "ProcMgrAgent : SendRequestMsg failed: requestPieceMsg is empty, fd=" +
-                           std::to_string(OpenPipe())));
+        Logged(kError, "ProcMgrAgent : SendRequestMsg failed: requestPieceMsg is empty, " + fd));
     EXPECT_TRUE(SentRecords().empty());
-    const std::pair<Request, std::string> unsent[] = {
-        {start, "StartApp"},      {restart, "restartApp"},          {term, "TermApp"},
-        {query, "QueryAppState"}, {base, "ReportBaseServiceState"}, {exec, "ReportAppExecState"}};
-    for (const auto& [request, name] : unsent) {
-        ClearLog();
-        ScriptPipe(PipeCall::kSend, -32);
-        EXPECT_EQ(request("a"), 0xF10503U);
-        EXPECT_TRUE(LoggedInOrder(
-            {{kError, "ProcMgrAgent : SendRequestMsg failed: fd=" + std::to_string(OpenPipe()) +
-                          ", err_code=-32"},
-             {kError, "ProcMgrAgent : " + name + " failed: SendRequestMsg failed"}}));
-    }
 }
 
 TEST_F(AgentTest, AnswersToALoad) {
@@ -238,8 +227,8 @@ TEST_F(AgentTest, AnswersToALoad) {
         uint32_t expected;
         std::string line;
     } rows[] = {
-        {"0", 0, ""},
-        {std::string(" 0\0", 3), 0, ""},
+        {" 0", 0, ""},
+        {std::string("0\0", 2), 0, ""},
         {"-7", 0xF10505, prefix + ", result=-7"},
         {"yes", 0xF10505, prefix + ", result=-1"},
         {"", 0xF10505, prefix + ", result=-1"},
@@ -271,22 +260,22 @@ TEST_F(AgentTest, RefusesWhatIsNoRecord) {
                   [&](const auto& apps) { heard.push_back(apps.at(0).name); }),
               0U);
     ClearLog();
-    const std::string fd = std::to_string(OpenPipe());
-    const std::string handler = "ProcMgrAgent : ProcMgrAgentRequstMsgHandler failed: ";
+    const EzcomRequest empty{nullptr, 3984};
     EXPECT_TRUE(DeliverRaw(nullptr));
     EXPECT_TRUE(Deliver(std::string(3983, '\0')));
     EXPECT_TRUE(Deliver(std::string(3985, '\0')));
-    const EzcomRequest empty{nullptr, 3984};
     EXPECT_TRUE(DeliverRaw(&empty));
     EXPECT_TRUE(Deliver(EncodeRecord(4, "0#")));
     EXPECT_TRUE(Deliver(EncodeRecord(4, "2000#a#1#1#1#1#")));
-    EXPECT_TRUE(
-        LoggedInOrder({{kEvent, handler + "req is null point. (fd=" + fd + ")"},
-                       {kError, handler + "size=3983 bytes is illegal"},
-                       {kError, handler + "size=3985 bytes is illegal"},
-                       {kError, handler + "request is null point"},
-                       {kError, handler + "ProcMgrUnpackedAppStateRequest appStateList is null"},
-                       {kError, handler + "ProcMgrUnpackedAppStateRequest appStateList is null"}}));
+    const std::string handler = "ProcMgrAgent : ProcMgrAgentRequstMsgHandler failed: ";
+    const std::string noList = handler + "ProcMgrUnpackedAppStateRequest appStateList is null";
+    EXPECT_TRUE(LoggedInOrder(
+        {{kEvent, handler + "req is null point. (fd=" + std::to_string(OpenPipe()) + ")"},
+         {kError, handler + "size=3983 bytes is illegal"},
+         {kError, handler + "size=3985 bytes is illegal"},
+         {kError, handler + "request is null point"},
+         {kError, noList},
+         {kError, noList}}));
     ClearLog();
     for (const uint32_t type : {0U, 8U, 11U, UINT32_MAX}) {
         EXPECT_TRUE(Deliver(EncodeRecord(type, "1#a#1#1#1#1#")));

@@ -1,8 +1,7 @@
 #include <gtest/gtest.h>
+#include <syslog.h>
 #include <unistd.h>
 
-#include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -14,34 +13,6 @@
 #include "src/common/process_utils.h"
 #include "src/common/wait_ladder.h"
 
-namespace {
-
-std::vector<std::pair<int, std::string>> g_syslog;
-
-__attribute__((format(printf, 2, 0))) void Keep(int priority, const char* format,
-                                                va_list arguments) {
-    char text[256];
-    std::vsnprintf(text, sizeof(text), format, arguments);
-    g_syslog.emplace_back(priority, text);
-}
-
-}  // namespace
-
-// The system's log, as a plain and as a fortified build calls it.
-extern "C" void syslog(int priority, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    Keep(priority, format, arguments);
-    va_end(arguments);
-}
-extern "C" __attribute__((format(printf, 3, 4))) void __syslog_chk(int priority, int /*flag*/,
-                                                                   const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    Keep(priority, format, arguments);
-    va_end(arguments);
-}
-
 namespace ProcMgr {
 namespace {
 
@@ -52,16 +23,19 @@ TEST(Logging, OneSinkAtATime) {
     GRP_EVENT("a %d", 1);
     GrpOwnerMemory::SetLogThreshold(GrpOwnerMemory::kError);
     GRP_WARNING("hidden");
+    openlog("test", LOG_PERROR, LOG_USER);
+    testing::internal::CaptureStderr();
     g_enableSyslog = true;
     GRP_ERROR("b %s", "2");
     g_enableSyslog = false;
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "test: b 2\n");
+    openlog("test", 0, LOG_USER);  // quiet again
+    EXPECT_EQ(GetSyslogLevel(GrpOwnerLogLevel::kEvent), LOG_NOTICE);
     const auto lines = GrpOwnerMemory::LogLines();
     ASSERT_EQ(lines.size(), 1U);
     EXPECT_EQ(lines[0].module, 27);
-    EXPECT_EQ(lines[0].level, 16);
-    EXPECT_EQ(lines[0].file, "common_test.cpp");
-    EXPECT_EQ(lines[0].text, "a 1");
-    EXPECT_EQ(g_syslog, (decltype(g_syslog){{3, "b 2"}}));
+    EXPECT_EQ(lines[0].level, GrpOwnerMemory::kEvent);
+    EXPECT_EQ(lines[0].file + " " + lines[0].text, "common_test.cpp a 1");
 }
 
 TEST(ProcessUtils, BootTrace) {

@@ -223,21 +223,5 @@ TEST(StateTable, ReasonOneOfAnAbnormalExit) {
     }
 }
 
-// The limiter's refusal leaves the state and says so, from running as from terminated.
-TEST(StateTable, RefusedRestartStays) {
-    for (const AppStateType state : {RUNNING, TERMINATED}) {
-        Application app(Manifest(App("cam").Restart("on-failure")), "");
-        for (int i = 0; i < 5; ++i) {
-            ASSERT_TRUE(app.CompareAndSetAppState(i == 0 ? INITSTATE : RESTARTING, state));
-            ASSERT_TRUE(app.Restart());
-        }
-        ASSERT_TRUE(app.CompareAndSetAppState(RESTARTING, state));
-        ClearLog();
-        EXPECT_FALSE(app.Restart());
-        EXPECT_EQ(app.GetAppStateType(), state);
-        EXPECT_EQ(CountLog(kError, ClassOf(state) + " Application:cam cannot restart."), 1U);
-    }
-}
-
 }  // namespace
 }  // namespace ProcMgr
