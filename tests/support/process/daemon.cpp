@@ -17,16 +17,7 @@ namespace {
 
 constexpr std::chrono::minutes kPatience{1};
 
-std::vector<char*> Pointers(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    for (std::string& text : texts) {
-        pointers.push_back(text.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-pid_t Spawn(std::vector<std::string>& command, std::vector<std::string>& environment, int output) {
+pid_t Spawn(std::vector<std::string>& command, int output) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
@@ -34,15 +25,14 @@ pid_t Spawn(std::vector<std::string>& command, std::vector<std::string>& environ
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
-    std::vector<char*> variables = Pointers(environment);
-    variables.pop_back();
-    for (char** own = environ; *own != nullptr; ++own) {
-        variables.push_back(*own);  // the first of a name counts
+    std::vector<char*> arguments;
+    for (std::string& argument : command) {
+        arguments.push_back(argument.data());
     }
-    variables.push_back(nullptr);
+    arguments.push_back(nullptr);
     pid_t pid = -1;
-    const int result = posix_spawn(&pid, command[0].c_str(), &actions, &attributes,
-                                   Pointers(command).data(), variables.data());
+    const int result =
+        posix_spawn(&pid, command[0].c_str(), &actions, &attributes, arguments.data(), environ);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     if (result != 0) {
@@ -58,7 +48,11 @@ Daemon::Daemon(std::vector<std::string> command, std::vector<std::string> enviro
     if (pipe2(ends, O_CLOEXEC) != 0) {
         throw std::runtime_error("pipe2");
     }
-    pid_ = Spawn(command, environment, ends[1]);
+    if (!environment.empty()) {
+        environment.insert(environment.begin(), "/usr/bin/env");  // it becomes the program
+        command.insert(command.begin(), environment.begin(), environment.end());
+    }
+    pid_ = Spawn(command, ends[1]);
     close(ends[1]);
     collector_ = std::thread([this, end = ends[0]] { Collect(end); });
 }

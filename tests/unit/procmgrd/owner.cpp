@@ -122,23 +122,19 @@ bool Owner::Receive(Frame& frame) {
     return true;
 }
 
-// An answer to a call, the states of a query, or reports.
+// An answer to a call or to a query, or reports.
 void Owner::TakeNext() {
     Frame frame;
     if (!Receive(frame)) {
         throw std::runtime_error("hung up");
     }
     if (frame.kind == PipeFrameKind::kAnswer) {
-        answers_.push_back(frame.payload);
+        answer_ = frame.payload;
         return;
     }
     const std::string payload = frame.payload.substr(16, At<uint64_t>(frame.payload, 8));
     if (At<RecordType>(frame.payload, 0) == RecordType::kQueryAnswer) {
-        for (size_t place = 4; place < payload.size();) {
-            const auto length = At<uint32_t>(payload, place);
-            states_[payload.substr(place + 4, length)] = At<uint32_t>(payload, place + 4 + length);
-            place += 8 + length;
-        }
+        state_ = At<uint32_t>(payload, 8 + At<uint32_t>(payload, 4));
         return;
     }
     std::istringstream text(payload);
@@ -163,12 +159,10 @@ void Owner::TakeNext() {
 
 std::string Owner::Call(RecordType type, const std::string& payload) {
     SendFrame(PipeFrameKind::kCall, 7, RecordBytes(type, payload));
-    while (answers_.empty()) {
+    for (answer_.reset(); !answer_;) {
         TakeNext();
     }
-    const std::string answer = answers_.front();
-    answers_.pop_front();
-    return answer;
+    return *answer_;
 }
 
 Report Owner::Next() {
@@ -180,21 +174,16 @@ Report Owner::Next() {
     return report;
 }
 
-std::map<std::string, uint32_t> Owner::Query(const Names& names) {
-    std::string payload = Raw(static_cast<uint32_t>(names.size()));
-    for (const std::string& name : names) {
-        payload += Raw(static_cast<uint32_t>(name.size())) + name;
-    }
-    Send(RecordType::kQuery, payload);
-    states_.clear();
-    while (states_.size() < names.size()) {
+uint32_t Owner::StateOf(const std::string& name) {
+    Send(RecordType::kQuery, Raw(uint32_t{1}) + Raw(static_cast<uint32_t>(name.size())) + name);
+    for (state_.reset(); !state_;) {
         TakeNext();
     }
-    return states_;
+    return *state_;
 }
 
 bool Owner::NothingMore() {
-    (void)StateOf("x");  // only its answer is awaited
+    (void)StateOf("x");  // only the answer is awaited
     return told_.empty();
 }
 

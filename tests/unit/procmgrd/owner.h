@@ -3,7 +3,7 @@
 
 #include <cstdint>
 #include <deque>
-#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -60,9 +60,8 @@ public:
     /// How many reports the record held that brought the last ones.
     size_t LastBatch() const { return lastBatch_; }
 
-    /// The state of each: 0 runs, 1 does not, 2 neither.
-    std::map<std::string, uint32_t> Query(const Names& names);
-    uint32_t StateOf(const std::string& name) { return Query(Names{name})[name]; }
+    /// 0 runs, 1 does not, 2 neither.
+    uint32_t StateOf(const std::string& name);
 
     /// Whether no report is on its way: an answer never overtakes one.
     bool NothingMore();
@@ -83,8 +82,8 @@ private:
     int32_t welcome_ = 1;
     size_t lastBatch_ = 0;
     std::deque<Report> told_;
-    std::deque<std::string> answers_;
-    std::map<std::string, uint32_t> states_;
+    std::optional<std::string> answer_;
+    std::optional<uint32_t> state_;
 };
 
 }  // namespace ProcMgrTest
