@@ -76,9 +76,10 @@ public:
     /// Tells the process manager whether the owner itself is well. 0: it was told.
     virtual int ReportSelfStateToPm(bool ok) = 0;
 
-    /// Terminates, then starts, then restarts, and waits up to 5000 ms.
+    /// Terminates, then starts, then restarts; each of the three waits 4500 ms at most. Refused
+    /// while another change set or a reload runs.
     /// @param results gains an entry for each application: whether it succeeded
-    /// @return 1 when the change set failed; the results are untouched then
+    /// @return 1 when one of them failed; the results are untouched then
     virtual int ChangeAppState(const std::vector<std::string>& term,
                                const std::vector<std::string>& start,
                                const std::vector<std::string>& restart,

@@ -95,7 +95,8 @@ ApplicationManager::TermOutcome ApplicationManager::BeginTerm(const std::string&
     if (!application->Term()) {
         return TermOutcome::kRefused;
     }
-    const bool isDown = application->IsAppTerminated() || application->IsAppInitializing();
+    const AppStateType state = application->GetAppStateType();
+    const bool isDown = state == AppStateType::TERMINATED || state == AppStateType::INITSTATE;
     return isDown ? TermOutcome::kDownAlready : TermOutcome::kAccepted;
 }
 
