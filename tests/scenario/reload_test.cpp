@@ -36,6 +36,7 @@ SCENARIO(Reload, Success) {
     ASSERT_TRUE(group.pm.WaitIdle());
     const uint32_t pid = group.pm.PidOf("kept");
     ASSERT_TRUE(Deliver(EncodeQueryAnswer({{"kept", 2}})));
+    Group::Find("kept")->SetRestartCount(4);
     SetMatchData({{"PLACE", "right"}});
     EXPECT_TRUE(Reload({App("kept").NodeType(2).DependsOn({"new"}), App("moved").Driving(),
                         App("new"), App("tool").Template()}));
@@ -48,6 +49,7 @@ SCENARIO(Reload, Success) {
     EXPECT_EQ(Group::Find("kept")->GetPid(), static_cast<int32_t>(pid));
     EXPECT_EQ(Group::Find("kept")->GetNodeType(), 2);
     EXPECT_EQ(Group::Find("kept")->GetDetailStatus(), 2u);
+    EXPECT_EQ(Group::Find("kept")->GetRestartCount(), 4u);
     EXPECT_TRUE(Group::Runs("moved"));
     EXPECT_EQ(Group::State("new"), AppStateType::INITSTATE);
     EXPECT_EQ(Group::Find("gone"), nullptr);
@@ -59,8 +61,8 @@ SCENARIO(Reload, Success) {
     EXPECT_TRUE(Group::Runs("new"));
 }
 
-// A reload that fails says why, leaves records and dependencies as they were and keeps no later one
-// out.
+// A reload that fails says why or throws, leaves records and dependencies as they were and keeps no
+// later one out.
 TEST(Reload, Failures) {
     const struct {
         std::function<void()> fault;
@@ -76,17 +78,22 @@ TEST(Reload, Failures) {
              ScriptManifest(ManifestCall::kParseYaml, -1);
          },
          "ApplicationManager: reload config error !!! "},
+        {[] { SetParseHook([] { throw std::runtime_error("out of everything"); }); }, nullptr},
     };
     for (const auto& item : kCases) {
-        SCOPED_TRACE(item.error);
+        SCOPED_TRACE(item.error == nullptr ? "thrown" : item.error);
         RunIsolated([&item] {
             Group group({App("a").DependsOn({"b"}), App("b")});
             ASSERT_TRUE(group.EnableAndStart());
             const ParseAndDepend::DependsMap before = Depends();
             const auto record = Group::Find("a");
             item.fault();
-            EXPECT_FALSE(Reload({App("b")}));
-            EXPECT_TRUE(Logged(kError, item.error));
+            if (item.error == nullptr) {
+                EXPECT_THROW((void)Reload({App("b")}), std::runtime_error);
+            } else {
+                EXPECT_FALSE(Reload({App("b")}));
+                EXPECT_TRUE(Logged(kError, item.error));
+            }
             EXPECT_EQ(Depends(), before);
             EXPECT_EQ(Group::Find("a"), record);
             SetAnswer(nullptr);
@@ -95,16 +102,6 @@ TEST(Reload, Failures) {
             EXPECT_NE(Group::Find("c"), nullptr);
         });
     }
-}
-
-// While one reload runs, another is refused.
-SCENARIO(Reload, OneAtATime) {
-    Group group({App("a")});
-    ASSERT_TRUE(group.Enable());
-    SetParseHook([] { EXPECT_FALSE(ApplicationManager::GetInstance().ReloadCfg()); });
-    EXPECT_TRUE(Reload({App("a")}));
-    EXPECT_TRUE(
-        Logged(kError, "ApplicationManager: cannot reload now. (isTransitionFinish=false)"));
 }
 
 // While the base applications come up, a reload is kept out; afterwards it goes.
@@ -186,16 +183,6 @@ SCENARIO(Reload, EnablingKeepsRecordsWhereTheyAre) {
     EXPECT_TRUE(Group::Runs("a"));
     EXPECT_TRUE(group.Start());
     EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, "a"), 0u);
-}
-
-// A reload that an exception ends lets the next one in.
-SCENARIO(Reload, ThrowsMidway) {
-    Group group({App("a")});
-    ASSERT_TRUE(group.Enable());
-    SetParseHook([] { throw std::runtime_error("out of everything"); });
-    EXPECT_THROW((void)Reload({App("a")}), std::runtime_error);
-    SetParseHook(nullptr);
-    EXPECT_TRUE(Reload({App("a")}));
 }
 
 // A report in the middle of a reload, before or after the process manager's answer, is in the
