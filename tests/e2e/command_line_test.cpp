@@ -1,0 +1,95 @@
+// The command line against a real owner: what it says, and by which code it ends.
+#include <csignal>
+
+#include "tests/e2e/group.h"
+
+namespace EndToEnd {
+
+class CommandLine : public Group {
+protected:
+    std::unique_ptr<Daemon> Begin(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), GRPCTL);
+        return std::make_unique<Daemon>(arguments, std::vector{"GRPOWNER_RUN_DIR=" + Path("run")});
+    }
+
+    std::unique_ptr<Daemon> BeginGroup() {
+        Manage();
+        auto owner =
+            Own("  base: {command: probe}\n"
+                "  mid: {command: probe, autostart: false, depends_on: [base]}\n"
+                "  top: {command: [probe, ready], autostart: false, readiness: notify, "
+                "depends_on: [mid]}\n"
+                "  slow: {command: [probe, late], autostart: false, readiness: notify}\n"
+                "  broken: {command: /nowhere/to/be/found, autostart: false}\n"
+                "  spare: {command: probe, template: true, restart: 'no'}\n");
+        EXPECT_TRUE(owner->Says("Done, 1 of 1")) << owner->Output();
+        return owner;
+    }
+};
+
+TEST_F(CommandLine, EachVerbSaysWhatItDidAndEndsWithItsCode) {
+    const auto owner = BeginGroup();
+    const struct {
+        std::vector<std::string> arguments;
+        int code;
+        std::vector<std::string> told;  // in this order
+    } commands[] = {
+        {{"list"}, 0, {"NAME", "base", "running", "top", "stopped", "mid", "spare", "template"}},
+        {{"list", "-o", "name"}, 0, {"base\nbroken\nmid\nslow\ntop\nspare\n"}},
+        {{"status"}, 0, {"own", "running"}},
+        {{"status", "nobody"}, 4, {"no application `nobody`"}},
+        {{"is-running", "base"}, 0, {}},
+        {{"is-running", "base", "top"}, 3, {}},
+        {{"start", "top", "--dry-run"}, 0, {"Would start 2 applications in 2 waves", "mid", "top"}},
+        {{"start", "top"}, 0, {"mid", "running", "top", "running", "started 2 of 2"}},
+        {{"start", "tpo"}, 4, {"did you mean `top`", "`grpctl list` shows all 6"}},
+        {{"start", "broken"}, 1, {"broken"}},
+        {{"stop", "mid"}, 2, {"`mid`", "top", "--with-dependents"}},
+        {{"stop", "mid", "--with-dependents"}, 0, {"stopped 2 of 2"}},
+        {{"start", "spare", "--param", "0=a,b", "--", "stay"}, 0, {"started 1 of 1"}},
+        {{"restart", "base"}, 0, {"base", "running", "was"}},
+        {{"change", "--stop", "spare", "--start", "mid", "--restart", "base"}, 0, {"3 of 3"}},
+        {{"verify", "mid=stop", "spare"}, 0, {}},
+        {{"set-state", "working"}, 1, {}},
+        {{"reload"}, 0, {"has read"}},
+        {{"dump"}, 0, {}},
+        {{"raw", "6", "--record"}, 0, {"code 35, 4000 bytes", "|............1#ba|"}},
+        {{"wait", "mid"}, 0, {"running"}},
+        {{"wait", "top", "--timeout", "50ms"}, 124, {}},
+        {{"frobnicate"}, 2, {"frobnicate"}},
+        {{"--socket", "/nowhere.vfs", "list"}, 7, {"cannot reach the group owner", "/nowhere.vfs"}},
+        {{"--json", "status"}, 0, {"\"schema\": 1"}},
+        {{"stop-all"}, 0, {"stopped 2 of 2"}},
+        {{"is-running", "base"}, 3, {}},
+    };
+    for (const auto& [arguments, code, told] : commands) {
+        std::string line;
+        for (const std::string& argument : arguments) {
+            line += " " + argument;
+        }
+        const auto run = Begin(arguments);
+        EXPECT_EQ(run->Wait(), code) << line << "\n" << run->Output();
+        EXPECT_TRUE(ProcessTest::HasInOrder(run->Output(), told)) << line << "\n" << run->Output();
+    }
+    EndAll(*owner);
+}
+
+// A second change is refused while the first one waits, questions are answered meanwhile, and who
+// gives up waiting leaves the change to the owner.
+TEST_F(CommandLine, WhileAChangeWaits) {
+    const auto owner = BeginGroup();
+    const auto first = Begin({"start", "slow", "--timeout", "60s"});
+    ASSERT_TRUE(manager_->Says("begun slow"));
+    EXPECT_EQ(Begin({"start", "mid"})->Wait(), 5);
+    EXPECT_EQ(Begin({"reload"})->Wait(), 5);
+    EXPECT_EQ(Begin({"is-running", "base"})->Wait(), 0);
+    first->Signal(SIGINT);
+    EXPECT_EQ(first->Wait(), 130);
+    EXPECT_TRUE(first->Says("goes on")) << first->Output();
+    kill(PidBehind(manager_->Output(), "own/slow: runs, pid "), SIGUSR2);
+    EXPECT_TRUE(manager_->Says("heard slow"));
+    EXPECT_EQ(Begin({"wait", "slow"})->Wait(), 0);
+    EndAll(*owner);
+}
+
+}  // namespace EndToEnd
