@@ -1,7 +1,6 @@
 #include "tests/unit/backend/pipe_server.h"
 
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -76,11 +75,6 @@ Frame PipeServer::Receive() {
     EXPECT_EQ(header.size, length - sizeof(header));
     return {static_cast<PipeFrameKind>(header.kind), header.sequence,
             packet.substr(sizeof(header), header.size)};
-}
-
-bool PipeServer::HasFrame() const {
-    pollfd readable{connection_, POLLIN, 0};
-    return poll(&readable, 1, 0) == 1;
 }
 
 void PipeServer::SendBytes(std::string_view bytes) {

@@ -43,8 +43,7 @@ public:
 
     /// Accepts one connection, waits for its hello and answers these bytes (none: says nothing).
     Frame Accept(std::string_view welcome);
-    Frame Receive();        // what comes next; kind 0 when the pipe is over
-    bool HasFrame() const;  // whether something is there already
+    Frame Receive();  // what comes next; kind 0 when the pipe is over
     void SendBytes(std::string_view bytes);
     void Send(PipeFrameKind kind, uint64_t sequence, std::string_view payload) {
         SendBytes(Encode(kind, sequence, payload));
