@@ -21,17 +21,36 @@ constexpr AppStateType RESTARTING = AppStateType::RESTARTING;
 constexpr AppStateType TERMINATING = AppStateType::TERMINATING;
 constexpr AppStateType TERMINATED = AppStateType::TERMINATED;
 
-enum class Operation {
-    kStart,
-    kTerm,
-    kRestart,
-    kStarted,
-    kTimeout,
-    kRestarted,
-    kExited,
-    kFailed,
-    kOwn
-};
+/// What is done to an application: its result by name; `before` stays as it is for a command.
+using Operation = std::string (*)(Application& app, AppStateType& before);
+
+template <auto kCommand>
+std::string Command(Application& app, AppStateType& /*before*/) {
+    return (app.*kCommand)() ? "true" : "false";
+}
+
+std::string Name(AppChangeState result) {
+    return GetAppState(static_cast<uint64_t>(result));
+}
+
+template <auto kReport>
+std::string Report(Application& app, AppStateType& before) {
+    return Name((app.*kReport)(before));
+}
+
+std::string Fail(Application& app, AppStateType& before) {
+    return Name(app.ReportTerminatedAbnormalFromProcMgr(2, before));
+}
+
+constexpr Operation kStart = Command<&Application::Start>;
+constexpr Operation kTerm = Command<&Application::Term>;
+constexpr Operation kRestart = Command<&Application::Restart>;
+constexpr Operation kStarted = Report<&Application::ReportRunningNormalStartFromProcMgr>;
+constexpr Operation kTimeout = Report<&Application::ReportRunningAbnormalTermTimeoutFromProcMgr>;
+constexpr Operation kRestarted = Report<&Application::ReportRunningNormalReStartFromProcMgr>;
+constexpr Operation kExited = Report<&Application::ReportTerminatedNormalFromProcMgr>;
+constexpr Operation kFailed = Fail;
+constexpr Operation kOwn = Report<&Application::ReportRunningNormalStartFromApp>;
 
 // Who says that an application runs: the process manager, or the application itself.
 enum class Ready { kAny, kByPm, kByItself };
@@ -43,7 +62,7 @@ struct Row {
     const char* result;
     AppStateType next;
     int level;
-    const char* text;  // behind class and name; the failed report has reason 2
+    const char* text;  // behind class and name
 };
 
 std::string ClassOf(AppStateType state) {
@@ -52,7 +71,6 @@ std::string ClassOf(AppStateType state) {
     return std::string(kNames[static_cast<uint32_t>(state)]) + "ApplicationState";
 }
 
-using Op = Operation;
 #define STARTED " ReportRunningNormalStartFromProcMgr"
 #define TIMEOUT " ReportRunningAbnormalTermTimeoutFromProcMgr"
 #define RESTARTED " ReportRunningNormalReStartFromProcMgr"
@@ -64,90 +82,61 @@ using Op = Operation;
     ", it's duplicate operation, but we return true, should mark the operation success directly"
 
 const Row kRows[] = {
-    {INITSTATE, Op::kStart, Ready::kAny, "true", STARTING, kInfo, "  Start()"},
-    {INITSTATE, Op::kTerm, Ready::kAny, "true", INITSTATE, kWarning, " Term, return."},
-    {INITSTATE, Op::kRestart, Ready::kAny, "false", INITSTATE, kError, " Restart" INVALID},
-    {INITSTATE, Op::kExited, Ready::kAny, "PROCESSING", INITSTATE, kWarning, EXITED},
-    {INITSTATE, Op::kFailed, Ready::kAny, "PROCESSING", INITSTATE, kWarning, FAILED ", reason=2"},
-    {INITSTATE, Op::kOwn, Ready::kAny, "SUCCESS", RUNNING, kWarning, OWN},
+    {INITSTATE, kStart, Ready::kAny, "true", STARTING, kInfo, "  Start()"},
+    {INITSTATE, kTerm, Ready::kAny, "true", INITSTATE, kWarning, " Term, return."},
+    {INITSTATE, kRestart, Ready::kAny, "false", INITSTATE, kError, " Restart" INVALID},
+    {INITSTATE, kExited, Ready::kAny, "PROCESSING", INITSTATE, kWarning, EXITED},
+    {INITSTATE, kFailed, Ready::kAny, "PROCESSING", INITSTATE, kWarning, FAILED ", reason=2"},
+    {INITSTATE, kOwn, Ready::kAny, "SUCCESS", RUNNING, kWarning, OWN},
 
-    {STARTING, Op::kStart, Ready::kAny, "false", STARTING, kError, " Start" INVALID},
-    {STARTING, Op::kTerm, Ready::kAny, "true", TERMINATING, kWarning, " Term"},
-    {STARTING, Op::kRestart, Ready::kAny, "false", STARTING, kError, " Restart" INVALID},
-    {STARTING, Op::kStarted, Ready::kByPm, "SUCCESS", RUNNING, kEvent, STARTED},
-    {STARTING, Op::kStarted, Ready::kByItself, "PROCESSING", STARTING, kEvent, STARTED},
-    {STARTING, Op::kExited, Ready::kAny, "START_FAILED", TERMINATED, kWarning, EXITED},
-    {STARTING, Op::kFailed, Ready::kAny, "START_FAILED", TERMINATED, kInfo, FAILED},
-    {STARTING, Op::kOwn, Ready::kByPm, "PROCESSING", STARTING, kInfo, OWN},
-    {STARTING, Op::kOwn, Ready::kByItself, "SUCCESS", RUNNING, kInfo, OWN},
+    {STARTING, kStart, Ready::kAny, "false", STARTING, kError, " Start" INVALID},
+    {STARTING, kTerm, Ready::kAny, "true", TERMINATING, kWarning, " Term"},
+    {STARTING, kRestart, Ready::kAny, "false", STARTING, kError, " Restart" INVALID},
+    {STARTING, kStarted, Ready::kByPm, "SUCCESS", RUNNING, kEvent, STARTED},
+    {STARTING, kStarted, Ready::kByItself, "PROCESSING", STARTING, kEvent, STARTED},
+    {STARTING, kExited, Ready::kAny, "START_FAILED", TERMINATED, kWarning, EXITED},
+    {STARTING, kFailed, Ready::kAny, "START_FAILED", TERMINATED, kInfo, FAILED},
+    {STARTING, kOwn, Ready::kByPm, "PROCESSING", STARTING, kInfo, OWN},
+    {STARTING, kOwn, Ready::kByItself, "SUCCESS", RUNNING, kInfo, OWN},
 
-    {RUNNING, Op::kStart, Ready::kAny, "true", RUNNING, kWarning, " Start" DUPLICATE},
-    {RUNNING, Op::kTerm, Ready::kAny, "true", TERMINATING, kInfo, " Term"},
-    {RUNNING, Op::kRestart, Ready::kAny, "true", RESTARTING, kInfo, " Restart"},
-    {RUNNING, Op::kExited, Ready::kAny, "PROCESSING", TERMINATED, kWarning, EXITED},
-    {RUNNING, Op::kFailed, Ready::kAny, "PROCESSING", TERMINATED, kInfo, FAILED ", reason=2"},
-    {RUNNING, Op::kOwn, Ready::kAny, "PROCESSING", RUNNING, kError,
+    {RUNNING, kStart, Ready::kAny, "true", RUNNING, kWarning, " Start" DUPLICATE},
+    {RUNNING, kTerm, Ready::kAny, "true", TERMINATING, kInfo, " Term"},
+    {RUNNING, kRestart, Ready::kAny, "true", RESTARTING, kInfo, " Restart"},
+    {RUNNING, kExited, Ready::kAny, "PROCESSING", TERMINATED, kWarning, EXITED},
+    {RUNNING, kFailed, Ready::kAny, "PROCESSING", TERMINATED, kInfo, FAILED ", reason=2"},
+    {RUNNING, kOwn, Ready::kAny, "PROCESSING", RUNNING, kError,
      OWN ". there is something wrong in app cfg, please check is_ros_node(it should be true)"},
 
-    {RESTARTING, Op::kStart, Ready::kAny, "false", RESTARTING, kError, " Start" INVALID},
-    {RESTARTING, Op::kTerm, Ready::kAny, "true", TERMINATING, kWarning, " Term"},
-    {RESTARTING, Op::kRestart, Ready::kAny, "false", RESTARTING, kError, " Restart" INVALID},
-    {RESTARTING, Op::kRestarted, Ready::kByPm, "SUCCESS", RUNNING, kInfo, RESTARTED},
-    {RESTARTING, Op::kRestarted, Ready::kByItself, "PROCESSING", RESTARTING, kInfo, RESTARTED},
-    {RESTARTING, Op::kExited, Ready::kAny, "RESTART_FAILED", TERMINATED, kWarning, EXITED},
-    {RESTARTING, Op::kFailed, Ready::kAny, "RESTART_FAILED", TERMINATED, kInfo, FAILED},
-    {RESTARTING, Op::kOwn, Ready::kByPm, "PROCESSING", RESTARTING, kWarning, OWN},
-    {RESTARTING, Op::kOwn, Ready::kByItself, "SUCCESS", RUNNING, kWarning, OWN},
+    {RESTARTING, kStart, Ready::kAny, "false", RESTARTING, kError, " Start" INVALID},
+    {RESTARTING, kTerm, Ready::kAny, "true", TERMINATING, kWarning, " Term"},
+    {RESTARTING, kRestart, Ready::kAny, "false", RESTARTING, kError, " Restart" INVALID},
+    {RESTARTING, kRestarted, Ready::kByPm, "SUCCESS", RUNNING, kInfo, RESTARTED},
+    {RESTARTING, kRestarted, Ready::kByItself, "PROCESSING", RESTARTING, kInfo, RESTARTED},
+    {RESTARTING, kExited, Ready::kAny, "RESTART_FAILED", TERMINATED, kWarning, EXITED},
+    {RESTARTING, kFailed, Ready::kAny, "RESTART_FAILED", TERMINATED, kInfo, FAILED},
+    {RESTARTING, kOwn, Ready::kByPm, "PROCESSING", RESTARTING, kWarning, OWN},
+    {RESTARTING, kOwn, Ready::kByItself, "SUCCESS", RUNNING, kWarning, OWN},
 
-    {TERMINATING, Op::kStart, Ready::kAny, "false", TERMINATING, kError, " Start" INVALID},
-    {TERMINATING, Op::kTerm, Ready::kAny, "true", TERMINATING, kEvent,
+    {TERMINATING, kStart, Ready::kAny, "false", TERMINATING, kError, " Start" INVALID},
+    {TERMINATING, kTerm, Ready::kAny, "true", TERMINATING, kEvent,
      " Term, continuing terminating."},
-    {TERMINATING, Op::kRestart, Ready::kAny, "false", TERMINATING, kError, " Restart" INVALID},
-    {TERMINATING, Op::kTimeout, Ready::kAny, "TERM_FAILED", RUNNING, kInfo, TIMEOUT},
-    {TERMINATING, Op::kExited, Ready::kAny, "SUCCESS", TERMINATED, kInfo, EXITED},
-    {TERMINATING, Op::kFailed, Ready::kAny, "SUCCESS", TERMINATED, kWarning, FAILED ", reason=2"},
-    {TERMINATING, Op::kOwn, Ready::kAny, "PROCESSING", TERMINATING, kWarning, OWN},
+    {TERMINATING, kRestart, Ready::kAny, "false", TERMINATING, kError, " Restart" INVALID},
+    {TERMINATING, kTimeout, Ready::kAny, "TERM_FAILED", RUNNING, kInfo, TIMEOUT},
+    {TERMINATING, kExited, Ready::kAny, "SUCCESS", TERMINATED, kInfo, EXITED},
+    {TERMINATING, kFailed, Ready::kAny, "SUCCESS", TERMINATED, kWarning, FAILED ", reason=2"},
+    {TERMINATING, kOwn, Ready::kAny, "PROCESSING", TERMINATING, kWarning, OWN},
 
-    {TERMINATED, Op::kStart, Ready::kAny, "true", STARTING, kInfo, " Start"},
-    {TERMINATED, Op::kTerm, Ready::kAny, "true", TERMINATED, kWarning, " Term" DUPLICATE},
-    {TERMINATED, Op::kRestart, Ready::kAny, "true", RESTARTING, kInfo, " Restart"},
-    {TERMINATED, Op::kExited, Ready::kAny, "PROCESSING", TERMINATED, kWarning, EXITED},
-    {TERMINATED, Op::kFailed, Ready::kAny, "PROCESSING", TERMINATED, kWarning, FAILED ", reason=2"},
-    {TERMINATED, Op::kOwn, Ready::kAny, "PROCESSING", TERMINATED, kWarning, OWN},
+    {TERMINATED, kStart, Ready::kAny, "true", STARTING, kInfo, " Start"},
+    {TERMINATED, kTerm, Ready::kAny, "true", TERMINATED, kWarning, " Term" DUPLICATE},
+    {TERMINATED, kRestart, Ready::kAny, "true", RESTARTING, kInfo, " Restart"},
+    {TERMINATED, kExited, Ready::kAny, "PROCESSING", TERMINATED, kWarning, EXITED},
+    {TERMINATED, kFailed, Ready::kAny, "PROCESSING", TERMINATED, kWarning, FAILED ", reason=2"},
+    {TERMINATED, kOwn, Ready::kAny, "PROCESSING", TERMINATED, kWarning, OWN},
 };
 
 // Where no row above says otherwise, these change nothing and are warned of.
 const std::pair<Operation, const char*> kReportsThatOftenOnlyWarn[] = {
-    {Op::kStarted, STARTED}, {Op::kTimeout, TIMEOUT}, {Op::kRestarted, RESTARTED}};
-
-std::string Report(AppChangeState result) {
-    return GetAppState(static_cast<uint64_t>(result));
-}
-
-/// The operation's result by name; `before` stays as it is for a command.
-std::string Apply(Application& app, Operation operation, uint32_t reason, AppStateType& before) {
-    switch (operation) {
-        case Op::kStart:
-            return app.Start() ? "true" : "false";
-        case Op::kTerm:
-            return app.Term() ? "true" : "false";
-        case Op::kRestart:
-            return app.Restart() ? "true" : "false";
-        case Op::kStarted:
-            return Report(app.ReportRunningNormalStartFromProcMgr(before));
-        case Op::kTimeout:
-            return Report(app.ReportRunningAbnormalTermTimeoutFromProcMgr(before));
-        case Op::kRestarted:
-            return Report(app.ReportRunningNormalReStartFromProcMgr(before));
-        case Op::kExited:
-            return Report(app.ReportTerminatedNormalFromProcMgr(before));
-        case Op::kFailed:
-            return Report(app.ReportTerminatedAbnormalFromProcMgr(reason, before));
-        case Op::kOwn:
-            return Report(app.ReportRunningNormalStartFromApp(before));
-    }
-    return "";
-}
+    {kStarted, STARTED}, {kTimeout, TIMEOUT}, {kRestarted, RESTARTED}};
 
 ApplicationManifest Manifest(const ManifestFields& fields) {
     return ApplicationManifest(std::make_shared<const ManifestFields>(fields));
@@ -158,12 +147,12 @@ void Check(const Row& row, const ManifestFields& fields, bool byItself) {
     ASSERT_TRUE(app.CompareAndSetAppState(INITSTATE, row.state));
     ClearLog();
     AppStateType before = row.state;
-    EXPECT_EQ(Apply(app, row.operation, 2, before), row.result);
+    EXPECT_EQ(row.operation(app, before), row.result);
     EXPECT_EQ(before, row.state);
     EXPECT_EQ(app.GetAppStateType(), row.next);
     const std::string prefix = ClassOf(row.state) + " appName:cam";
     std::vector<std::string> expected{std::to_string(row.level) + prefix + row.text};
-    if (row.state == STARTING && row.operation == Op::kStarted && !byItself) {
+    if (row.state == STARTING && row.operation == kStarted && !byItself) {
         expected.push_back("16" + prefix + " is running after receiving pm report.");
     }
     std::vector<std::string> logged;
@@ -218,7 +207,7 @@ TEST(StateTable, ReasonOneOfAnAbnormalExit) {
         Application app(Manifest(App("cam")), "");
         ASSERT_TRUE(app.CompareAndSetAppState(INITSTATE, state));
         AppStateType before = INITSTATE;
-        EXPECT_EQ(Apply(app, Op::kFailed, 1, before), result);
+        EXPECT_EQ(Name(app.ReportTerminatedAbnormalFromProcMgr(1, before)), result);
         EXPECT_EQ(app.GetAppStateType(), state == INITSTATE ? INITSTATE : TERMINATED);
     }
 }
