@@ -19,7 +19,6 @@ using Apps = std::vector<ManifestFields>;
 // The group boots; every application is asked for once, after what it depends on, and runs.
 void ExpectUpInOrder(const Apps& apps, Group& group) {
     EXPECT_TRUE(group.EnableAndStart());
-    ASSERT_TRUE(group.pm.WaitIdle());
     EXPECT_EQ(OrderFault(apps, group.pm.Events()), "");
     for (const ManifestFields& app : apps) {
         EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, app.appName), 1u) << app.appName;
@@ -79,7 +78,6 @@ TEST(Boot, RandomLayersInRandomOrder) {
 SCENARIO(Boot, LogAndRecords) {
     Group group({App("a").DependsOn({"b"}).Arguments({"-x", "1"}), App("b")});
     ASSERT_TRUE(group.EnableAndStart());
-    ASSERT_TRUE(group.pm.WaitIdle());
     EXPECT_TRUE(LoggedInOrder({
         {kInfo, "GroupOwner: ProcMgrAgent RegAppStateChangeCallBack."},
         {kWarning, "ApplicationManager: StartBaseApplication begin."},

@@ -33,7 +33,6 @@ ParseAndDepend::DependsMap Depends() {
 SCENARIO(Reload, Success) {
     Group group({App("kept").NodeType(1), App("moved"), App("gone").Driving()});
     ASSERT_TRUE(group.EnableAndStart());
-    ASSERT_TRUE(group.pm.WaitIdle());
     const uint32_t pid = group.pm.PidOf("kept");
     ASSERT_TRUE(Deliver(EncodeQueryAnswer({{"kept", 2}})));
     Group::Find("kept")->SetRestartCount(4);
@@ -137,7 +136,6 @@ SCENARIO(Reload, EmptyPathShutsLaterReloadsOut) {
 SCENARIO(Reload, VanishedButRunning) {
     Group group({App("top").DependsOn({"bus"}), App("bus"), App("tool").Template()});
     ASSERT_TRUE(group.EnableAndStart());
-    ASSERT_TRUE(group.pm.WaitIdle());
     ASSERT_NE(ApplicationManager::GetInstance().FindApplication("tool", true), nullptr);
     group.SayReady("tool", 9);
     for (int round = 0; round < 2; ++round) {  // a second reload keeps it just the same
@@ -160,7 +158,6 @@ SCENARIO(Reload, VanishedButRunning) {
 SCENARIO(Reload, VanishedThroughFailureAndEnabling) {
     Group group({App("top").DependsOn({"bus"}), App("other").DependsOn({"bus"}), App("bus")});
     ASSERT_TRUE(group.EnableAndStart());
-    ASSERT_TRUE(group.pm.WaitIdle());
     EXPECT_TRUE(Reload({App("bus")}));
     SetParseHook([&group] { group.pm.Report({{"top", group.pm.PidOf("top"), kExited}}); });
     ScriptManifest(ManifestCall::kParseYaml, -1);
@@ -190,7 +187,6 @@ SCENARIO(Reload, EnablingKeepsRecordsWhereTheyAre) {
 SCENARIO(Reload, ReportMeanwhile) {
     Group group({App("a"), App("b"), App("c")});
     ASSERT_TRUE(group.EnableAndStart());
-    ASSERT_TRUE(group.pm.WaitIdle());
     SetAnswer([&group](const SentRecord&) {
         group.pm.Report({{"a", kPid, kExited}});
         return "0";

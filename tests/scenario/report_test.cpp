@@ -42,7 +42,6 @@ TEST(Report, NoticesAndStates) {
         RunIsolated([&item] {
             Group group({App("a")});
             ASSERT_TRUE(group.EnableAndStart());
-            ASSERT_TRUE(group.pm.WaitIdle());
             group.ForgetNotices();
             group.pm.Report({item.report});
             EXPECT_EQ(group.Notices(), item.notices);
@@ -55,7 +54,6 @@ TEST(Report, NoticesAndStates) {
 SCENARIO(Report, MixedRecord) {
     Group group({App("a"), App("b")});
     ASSERT_TRUE(group.EnableAndStart());
-    ASSERT_TRUE(group.pm.WaitIdle());
     ASSERT_TRUE(Deliver(EncodeQueryAnswer({{"a", 2}, {"b", 7}, {"stranger", 1}})));
     group.pm.Report({{"stranger", 5, kStarted},
                      {"a", kPid, 5},
@@ -108,7 +106,6 @@ SCENARIO(Report, OwnWords) {
 SCENARIO(Report, HeartBeatLostAndBack) {
     Group group({App("a").HeartBeat(7).Restart("on-failure"), App("silent")});
     ASSERT_TRUE(group.EnableAndStart());
-    ASSERT_TRUE(group.pm.WaitIdle());
     EXPECT_TRUE(Logged(kEvent, "GroupOwner: register heart beat check success. (app=a,gid=7)"));
     EXPECT_FALSE(IsChecked("silent"));
     group.ForgetNotices();
@@ -133,7 +130,6 @@ SCENARIO(Report, HeartBeatLostAndBack) {
 SCENARIO(Report, SubscriberThrows) {
     Group group({App("a").HeartBeat(7), App("b")});
     ASSERT_TRUE(group.EnableAndStart());
-    ASSERT_TRUE(group.pm.WaitIdle());
     ASSERT_EQ(group.owner.SubscribeAppState([](const std::string&, int, AppReportState) -> bool {
         throw std::runtime_error("no");
     }),

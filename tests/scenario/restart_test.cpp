@@ -30,7 +30,6 @@ TEST(Restart, Policy) {
         RunIsolated([policy = policy, comesBack = comesBack] {
             Group group({App("a").Restart(policy).Arguments({"-v"})});
             ASSERT_TRUE(group.EnableAndStart());
-            ASSERT_TRUE(group.pm.WaitIdle());
             const uint32_t pid = group.pm.PidOf("a");
             Crash(group, "a");
             EXPECT_EQ(group.pm.Count(PmEvent::kAskedRestart, "a"), comesBack ? 1u : 0u);
@@ -61,7 +60,6 @@ TEST(Restart, Policy) {
 SCENARIO(Restart, Limiter) {
     Group group({App("a").Restart("on-failure"), App("b").Restart("on-forever")});
     ASSERT_TRUE(group.EnableAndStart());
-    ASSERT_TRUE(group.pm.WaitIdle());
     for (size_t round = 1; round <= 6; ++round) {
         EXPECT_EQ(group.owner.GrpOwnerRestartApp("a"), 0);
         Crash(group, "b");
@@ -81,7 +79,6 @@ SCENARIO(Restart, Limiter) {
 SCENARIO(Restart, ProgramThatCannotRunAnyMore) {
     Group group({App("a").Restart("on-failure")});
     ASSERT_TRUE(group.EnableAndStart());
-    ASSERT_TRUE(group.pm.WaitIdle());
     group.pm.SetFate("a", Fate::kCrashes);
     Crash(group, "a");
     EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
@@ -94,7 +91,6 @@ SCENARIO(Restart, ProgramThatCannotRunAnyMore) {
 SCENARIO(Restart, SendFails) {
     Group group({App("a").Restart("on-failure")});
     ASSERT_TRUE(group.EnableAndStart());
-    ASSERT_TRUE(group.pm.WaitIdle());
     ScriptPipe(PipeCall::kSend, -32);
     Crash(group, "a");
     EXPECT_TRUE(Logged(

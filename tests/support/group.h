@@ -26,7 +26,8 @@ public:
     [[nodiscard]] bool Enable();
     /// Starts the base applications; whether all of them run.
     [[nodiscard]] bool Start() { return owner.StartAutoStartApp(); }
-    [[nodiscard]] bool EnableAndStart() { return Enable() && Start(); }
+    /// Both, and waits until the process manager has nothing left to answer.
+    [[nodiscard]] bool EnableAndStart() { return Enable() && Start() && pm.WaitIdle(); }
 
     /// Lets the application say that it runs.
     void SayReady(const std::string& name, uint32_t pid);
