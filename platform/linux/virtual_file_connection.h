@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/linux/connection_server.h"
 #include "platform/linux/host.h"
 #include "platform/linux/virtual_file_frame.h"
 #include "platform/linux/virtual_file_rights.h"
@@ -13,8 +14,8 @@
 
 namespace GrpOwnerLinux {
 
-/// A virtual file that is offered. Constant, and never destroyed: connections use it until the last
-/// moment of the process.
+/// A virtual file that is offered. Constant, and kept by its server: connections use it until the
+/// last moment of the process.
 struct OfferedFile {
     std::string name;
     const IAMFileOperations* operations = nullptr;
@@ -26,22 +27,21 @@ struct OfferedFile {
 
 /// One open file: a client's socket and who the client is. Everything runs on the thread that calls
 /// Serve or Refuse; nothing is shared with other connections but the constant file.
-class VirtualFileConnection {
+class VirtualFileConnection : public ServedConnection {
 public:
     /// Takes the socket over.
     VirtualFileConnection(int socket, const OfferedFile& file);
-    ~VirtualFileConnection();
+    ~VirtualFileConnection() override;
     VirtualFileConnection(const VirtualFileConnection&) = delete;
     VirtualFileConnection& operator=(const VirtualFileConnection&) = delete;
 
-    VirtualFileRights Rights() const { return rights_; }
+    VirtualFileRights Rights() const override { return rights_; }
 
     /// Opens the file, carries out the client's requests one after the other until it goes away,
     /// and closes the file.
-    void Serve();
+    void Serve() override;
 
-    /// Tells the client why it is not served.
-    void Refuse(int32_t code, std::string_view reason);
+    void Refuse(int32_t code, std::string_view reason) override;
 
 private:
     bool Greet(VirtualFileRights rights, std::string_view facts);

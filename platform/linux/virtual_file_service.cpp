@@ -1,148 +1,32 @@
-// The virtual-file service over Unix-domain sockets: one thread for each virtual file accepts, one
-// for each connection serves.
+// The virtual-file service over Unix-domain sockets: a connection is an open file with a thread of
+// its own.
 
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <exception>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <system_error>
 #include <utility>
-#include <vector>
 
+#include "platform/linux/connection_server.h"
 #include "platform/linux/host.h"
-#include "platform/linux/listening_socket.h"
-#include "platform/linux/service_thread.h"
 #include "platform/linux/virtual_file_connection.h"
-#include "platform/log_service.h"
 #include "platform/messaging_service.h"
 
 namespace GrpOwnerLinux {
 
 namespace {
 
-constexpr int kLogModule = 27;
-constexpr int kLogError = 3;
-
-constexpr size_t kMaxConnections = 64;
-// Fewer for those who may only ask, so that they cannot keep out who may change.
-constexpr size_t kMaxQueryConnections = 48;
-
-void LogError(const std::string& text) {
-    if (CheckLogLevel(kLogModule, kLogError) == 1) {
-        DlogInner(kLogModule, kLogError, "%s", text.c_str());
-    }
-}
-
-/// Serves one virtual file. The mutex guards the count; the rest is constant once it runs.
-class VirtualFileServer {
-public:
-    explicit VirtualFileServer(OfferedFile file) : file_(std::move(file)) {}
-
-    int Start(const std::string& path, std::string& reason) {
-        const int listener = socket_.Open(path, reason);
-        if (listener < 0) {
-            return listener;
-        }
-        try {
-            StartServiceThread([this, listener] { Accept(listener); }).detach();
-        } catch (const std::system_error& error) {
-            socket_.Remove();
-            reason = std::string("no thread for ") + path + ": " + error.what();
-            return -EAGAIN;
-        }
-        return 0;
-    }
-
-    void Remove() { socket_.Remove(); }
-
-private:
-    using ConnectionPtr = std::shared_ptr<VirtualFileConnection>;
-
-    void Accept(int listener) {
-        for (int peer = AcceptNext(listener); peer >= 0; peer = AcceptNext(listener)) {
-            const auto connection = std::make_shared<VirtualFileConnection>(peer, file_);
-            if (Admit(*connection)) {
-                Start(connection);
-            }
-        }
-    }
-
-    bool Admit(VirtualFileConnection& connection) {
-        const size_t limit = connection.Rights() == VirtualFileRights::kChange
-                                 ? kMaxConnections
-                                 : kMaxQueryConnections;
-        {
-            std::lock_guard<std::mutex> lock(mutex_);
-            if (connections_ < limit) {
-                ++connections_;
-                return true;
-            }
-        }
-        connection.Refuse(-EBUSY, "too many connections to " + file_.name + ": " +
-                                      std::to_string(limit) +
-                                      " are open; try again when one of them has ended");
-        return false;
-    }
-
-    void Start(const ConnectionPtr& connection) {
-        try {
-            StartServiceThread([this, connection = ConnectionPtr(connection)]() mutable {
-                Serve(*connection);
-                connection.reset();
-                Leave();
-            }).detach();
-        } catch (const std::system_error&) {
-            connection->Refuse(-EAGAIN, "the owner has no thread to serve this connection");
-            Leave();
-        }
-    }
-
-    void Serve(VirtualFileConnection& connection) {
-        try {
-            connection.Serve();
-        } catch (const std::exception& error) {
-            LogError("a connection to " + file_.name + " has ended: " + error.what());
-        }
-    }
-
-    void Leave() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        --connections_;
-    }
-
-    const OfferedFile file_;
-    ListeningSocket socket_;
-    std::mutex mutex_;
-    size_t connections_ = 0;
-};
-
-/// The virtual files of this process.
-struct VirtualFiles {
+/// What files that are registered from now on tell and allow.
+struct CurrentOptions {
     std::mutex mutex;
     VirtualFileOptions options;
-    std::vector<std::unique_ptr<VirtualFileServer>> servers;
-    pid_t process = 0;  // that has registered; its forked children own none of the sockets
 };
 
-// Never destroyed: connections are served while the process exits.
-VirtualFiles& AllFiles() {
-    static VirtualFiles& files = *new VirtualFiles;
-    return files;
-}
-
-// An orderly end leaves no socket behind; what a crash leaves is removed by the next owner.
-void RemoveSockets() {
-    VirtualFiles& files = AllFiles();
-    std::lock_guard<std::mutex> lock(files.mutex);
-    if (files.process == getpid()) {
-        for (const auto& server : files.servers) {
-            server->Remove();
-        }
-    }
+CurrentOptions& Current() {
+    static CurrentOptions& current = *new CurrentOptions;
+    return current;
 }
 
 // Texts that do not fit any more are left out: a client does without them.
@@ -158,18 +42,9 @@ std::string Facts(const VirtualFileOptions& options) {
     AddFact(facts, "pid", std::to_string(getpid()));
     AddFact(facts, "configuration", options.configuration);
     for (const auto& [name, value] : options.matchData) {
-        std::string pair = name;
-        AddFact(facts, "define", pair.append("=").append(value));
+        AddFact(facts, "define", name + "=" + value);
     }
     return facts;
-}
-
-bool IsUsable(const IAMServiceDescriptor* descriptor) {
-    if (descriptor == nullptr || descriptor->name == nullptr || descriptor->operations == nullptr) {
-        return false;
-    }
-    const std::string_view name(descriptor->name);
-    return !name.empty() && name.find('/') == std::string_view::npos;
 }
 
 int Register(const IAMServiceDescriptor& descriptor, std::string& reason) {
@@ -177,41 +52,43 @@ int Register(const IAMServiceDescriptor& descriptor, std::string& reason) {
     if (directory.empty()) {
         return -ENOENT;
     }
-    VirtualFiles& files = AllFiles();
-    std::lock_guard<std::mutex> lock(files.mutex);
-    auto server = std::make_unique<VirtualFileServer>(
-        OfferedFile{descriptor.name, descriptor.operations, descriptor.timeout, files.options,
-                    geteuid(), Facts(files.options)});
-    const int result = server->Start(VirtualFilePath(directory, descriptor.name), reason);
-    if (result < 0) {
-        return result;
+    VirtualFileOptions options;
+    {
+        CurrentOptions& current = Current();
+        std::lock_guard<std::mutex> lock(current.mutex);
+        options = current.options;
     }
-    if (files.servers.empty()) {
-        files.process = getpid();
-        (void)std::atexit(RemoveSockets);  // without it the next owner removes them
-    }
-    files.servers.push_back(std::move(server));
-    return 0;
+    std::string facts = Facts(options);
+    const auto file = std::make_shared<const OfferedFile>(
+        OfferedFile{descriptor.name, descriptor.operations, descriptor.timeout, std::move(options),
+                    geteuid(), std::move(facts)});
+    auto server = std::make_unique<ConnectionServer>(
+        "connections to " + file->name,
+        [file](int socket) { return std::make_shared<VirtualFileConnection>(socket, *file); });
+    return ConnectionServer::Offer(std::move(server), VirtualFilePath(directory, file->name),
+                                   reason);
 }
 
 }  // namespace
 
 void SetVirtualFileOptions(VirtualFileOptions options) {
-    VirtualFiles& files = AllFiles();
-    std::lock_guard<std::mutex> lock(files.mutex);
-    files.options = std::move(options);
+    CurrentOptions& current = Current();
+    std::lock_guard<std::mutex> lock(current.mutex);
+    current.options = std::move(options);
 }
 
 }  // namespace GrpOwnerLinux
 
 int IAMRegisterService(const IAMServiceDescriptor* descriptor) {
-    if (!GrpOwnerLinux::IsUsable(descriptor)) {
+    if (descriptor == nullptr || descriptor->operations == nullptr ||
+        !GrpOwnerLinux::IsServiceName(descriptor->name)) {
         return -EINVAL;
     }
     std::string reason;
     const int result = GrpOwnerLinux::Register(*descriptor, reason);
     if (result < 0) {
-        GrpOwnerLinux::LogError(std::string("virtual file ") + descriptor->name + ": " + reason);
+        GrpOwnerLinux::LogServiceError(std::string("virtual file ") + descriptor->name + ": " +
+                                       reason);
     }
     return result;
 }
