@@ -67,26 +67,6 @@ PmAppRequest DecodeApp(Fields& fields, bool withArguments) {
     return app;
 }
 
-PmRequest DecodeQuery(const std::string& payload) {
-    PmRequest request;
-    request.type = kQuery;
-    size_t place = 0;
-    const auto number = [&] {
-        uint32_t value = 0;
-        if (payload.copy(reinterpret_cast<char*>(&value), sizeof(value), place) != sizeof(value)) {
-            Broken("a query that ends early");
-        }
-        place += sizeof(value);
-        return value;
-    };
-    for (uint32_t left = number(); left > 0; --left) {
-        const uint32_t length = number();
-        request.apps.push_back({payload.substr(place, length), {}, {}});
-        place += length;
-    }
-    return request;
-}
-
 std::string Payload(const std::string& bytes, uint32_t& type) {
     if (bytes.size() != kRecordSize) {
         Broken(std::to_string(bytes.size()) + " bytes");
@@ -110,7 +90,7 @@ PmRequest DecodeRequest(const std::string& bytes) {
     PmRequest request;
     const std::string payload = Payload(bytes, request.type);
     if (request.type == kQuery) {
-        return DecodeQuery(payload);
+        return request;
     }
     Fields fields(payload);
     uint32_t pieces = fields.Number();

@@ -46,7 +46,7 @@ struct PmAppRequest {
 
 struct PmRequest {
     uint32_t type = 0;
-    std::vector<PmAppRequest> apps;            // start, restart, terminate, query
+    std::vector<PmAppRequest> apps;            // start, restart, terminate
     std::string path;                          // load and reload
     std::map<std::string, std::string> match;  // load and reload
     uint32_t baseState = 0;                    // base-service report

@@ -99,7 +99,7 @@ void ScriptedPm::Receive(const std::string& bytes) {
     try {
         const PmRequest request = DecodeRequest(bytes);
         if (request.type == kQuery) {
-            AnswerQuery(request.apps);
+            AnswerQuery();
             return;
         }
         const Lock lock(mutex_);
@@ -115,10 +115,14 @@ void ScriptedPm::Receive(const std::string& bytes) {
     }
 }
 
-void ScriptedPm::AnswerQuery(const std::vector<PmAppRequest>& apps) {
+// Whatever was asked: everybody who was ever started is in the answer.
+void ScriptedPm::AnswerQuery() {
     std::vector<std::pair<std::string, uint32_t>> states;
-    for (const PmAppRequest& app : apps) {
-        states.emplace_back(app.name, PidOf(app.name) == 0 ? kDown : kUp);
+    {
+        const Lock lock(mutex_);
+        for (const auto& [name, pid] : pids_) {
+            states.emplace_back(name, pid == 0 ? 1 : 2);
+        }
     }
     (void)GrpOwnerMemory::Deliver(EncodeQueryAnswer(states));  // unheard when the pipe is closed
 }

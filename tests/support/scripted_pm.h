@@ -81,9 +81,7 @@ private:
     };
 
     void Receive(const std::string& bytes);
-    static constexpr uint32_t kDown = 1, kUp = 2;  // in the answer to a query
-
-    void AnswerQuery(const std::vector<PmAppRequest>& apps);
+    void AnswerQuery();
     void TakeRequest(uint32_t type, const PmAppRequest& app, std::vector<Answer>& atOnce);
     PmReport ReportFor(uint32_t type, const std::string& name);
     void Give(const std::vector<Answer>& answers);

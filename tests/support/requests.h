@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace GrpOwnerTest {
+
+/// The commands of a request.
+enum SsCommand : unsigned {
+    kChangeApps = 0,
+    kReloadConfiguration = 3,
+    kDump = 4,
+    kStopAll = 5,
+    kListApps = 6,
+    kVerifyApps = 8,
+    kQueryStates = 9,
+};
+
+// The system-state manager at the owner's virtual file, with bytes of its own making and a
+// connection for each request. Threads that ask side by side are as many managers.
+
+/// @return the answer; "error <number>" when there is none
+std::string Ask(unsigned command, const std::string& payload = {}, int32_t timeout = 5000);
+
+/// A change set of plain names.
+std::string AskChange(const std::vector<std::string>& term, const std::vector<std::string>& start,
+                      const std::vector<std::string>& restart = {}, int32_t timeout = 5000);
+
+/// The states of these names, as the bytes say them.
+std::string AskStates(const std::vector<std::string>& names);
+
+}  // namespace GrpOwnerTest
