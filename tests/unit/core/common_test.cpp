@@ -53,53 +53,44 @@ TEST(WaitLadder, BothSidesOfEachStep) {
     }
 }
 
-class CgroupTest : public testing::Test {
-protected:
-    CgroupTest() {
-        char name[] = "/tmp/grpowner-cgroup-XXXXXX";
-        root_ = mkdtemp(name);
-        roots_ = {root_ + "/cpu/", root_ + "/memory/", root_ + "/cpuset/"};
-    }
-    ~CgroupTest() override { std::filesystem::remove_all(root_); }
-
-    void Make(const std::string& group) {
-        std::filesystem::create_directories(root_ + "/" + group);
-        std::ofstream(root_ + "/" + group + "/tasks") << "1\n";
-    }
-
-    // Of all tasks files that were made; a group's result and message in front.
-    std::string Bind(const CgroupInfo& info) {
+// Each controller that is asked for gets the pid appended to its group's tasks, unless the group
+// does not exist or its name would leave the controller's own tree.
+TEST(CgroupTest, BindsWhereItIsAskedTo) {
+    char name[] = "/tmp/grpowner-cgroup-XXXXXX";
+    const std::string root = mkdtemp(name);
+    const CgroupRoots roots = {root + "/cpu/", root + "/memory/", root + "/cpuset/"};
+    const auto make = [&root](const std::string& group) {
+        std::filesystem::create_directories(root + "/" + group);
+        std::ofstream(root + "/" + group + "/tasks") << "1\n";
+    };
+    // The path that is missing, and all tasks files.
+    const auto bind = [&](const CgroupInfo& info) {
         std::string error;
-        std::string state = AddPidToCgroupTasks(roots_, info, error) ? "true " : "false ";
-        const size_t place = error.find(root_);
-        state += place == std::string::npos ? error : error.erase(place, root_.size());
+        const bool isBound = AddPidToCgroupTasks(roots, info, error);
+        EXPECT_EQ(isBound, error.empty());
+        const size_t place = error.find(root);
+        std::string state = place == std::string::npos ? error : error.erase(place, root.size());
         for (const char* group : {"cpu", "memory", "cpuset"}) {
             std::stringstream text;
-            text << std::ifstream(root_ + "/" + group + "/g/tasks").rdbuf();
+            text << std::ifstream(root + "/" + group + "/g/tasks").rdbuf();
             state += "|" + text.str();
         }
         return state;
-    }
-
-    std::string root_;
-    CgroupRoots roots_;
-};
-
-TEST_F(CgroupTest, BindsWhereItIsAskedTo) {
-    Make("cpu/g");
-    EXPECT_EQ(Bind({"", 7, "g", ""}),
-              "false add cgroup failed, mem cgroup path=/memory/g/tasks is not existed;|1\n||");
-    Make("memory/g");
-    EXPECT_EQ(Bind({"", 7, "", ""}), "true |1\n|1\n|");
-    EXPECT_EQ(Bind({"", 7, "g", ""}), "true |1\n7\n|1\n7\n|");
-    EXPECT_EQ(
-        Bind({"", 8, "x", "g"}),
-        "false add cgroup failed, cpu cgroup path=/cpu/x/tasks is not existed;|1\n7\n|1\n7\n|");
-    EXPECT_EQ(Bind({"", 8, "a..b", "g"}),
-              "false add cgroup failed, cpuset cgroup path=/cpuset/g/tasks is not existed;"
-              "|1\n7\n|1\n7\n|");
-    Make("cpuset/g");
-    EXPECT_EQ(Bind({"", 8, "../g", "g"}), "true |1\n7\n|1\n7\n|1\n8\n");
+    };
+    const std::string failed = "add cgroup failed, ";
+    make("cpu/g");
+    EXPECT_EQ(bind({"", 7, "g", ""}),
+              failed + "mem cgroup path=/memory/g/tasks is not existed;|1\n||");
+    make("memory/g");
+    EXPECT_EQ(bind({"", 7, "", ""}), "|1\n|1\n|");
+    EXPECT_EQ(bind({"", 7, "g", ""}), "|1\n7\n|1\n7\n|");
+    EXPECT_EQ(bind({"", 8, "x", "g"}),
+              failed + "cpu cgroup path=/cpu/x/tasks is not existed;|1\n7\n|1\n7\n|");
+    EXPECT_EQ(bind({"", 8, "a..b", "g"}),
+              failed + "cpuset cgroup path=/cpuset/g/tasks is not existed;|1\n7\n|1\n7\n|");
+    make("cpuset/g");
+    EXPECT_EQ(bind({"", 8, "../g", "g"}), "|1\n7\n|1\n7\n|1\n8\n");
+    std::filesystem::remove_all(root);
 }
 
 }  // namespace
