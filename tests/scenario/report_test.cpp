@@ -148,25 +148,23 @@ SCENARIO(Report, TemplateRecords) {
     ASSERT_TRUE(group.Enable());
     EXPECT_TRUE(Logged(kInfo, "ApplicationManager init: dynamicManifests_ AppName=tool"));
     ApplicationManager& manager = ApplicationManager::GetInstance();
-    EXPECT_EQ(Group::Find("tool"), nullptr);
     EXPECT_EQ(manager.FindApplication("stranger", true), nullptr);
     for (const PmReport& end : {PmReport{"tool", 5, kExited}, PmReport{"tool", 5, kCrashed, 9}}) {
+        EXPECT_EQ(Group::Find("tool"), nullptr);
         const auto tool = manager.FindApplication("tool", true);
         ASSERT_NE(tool, nullptr);
         EXPECT_EQ(manager.FindApplication("tool", true), tool);
         group.SayReady("tool", 5);
-        EXPECT_TRUE(Group::Runs("tool"));
-        group.pm.Report({end});
-        EXPECT_EQ(Group::Find("tool"), nullptr);
+        group.SayReady("plain", 6);
+        group.pm.Report({end, {"plain", 6, kExited}});
         EXPECT_TRUE(tool->IsAppTerminated());
+        EXPECT_EQ(Group::State("plain"), AppStateType::TERMINATED);
     }
+    EXPECT_EQ(Group::Find("tool"), nullptr);
     EXPECT_TRUE(LoggedTimes(kInfo, "ApplicationManager: CreateDynamicApplication tool", 2));
     EXPECT_TRUE(
         Logged(kError, "ApplicationManager: SetTermedState tool (no application found, skip it)."));
     EXPECT_EQ(group.pm.Count(PmEvent::kAskedRestart, "tool"), 0u);
-    group.SayReady("plain", 6);
-    group.pm.Report({{"plain", 6, kExited}});
-    EXPECT_EQ(Group::State("plain"), AppStateType::TERMINATED);
 }
 
 // What the owner says of itself; and after disabling nothing is sent or checked any more.
