@@ -22,7 +22,7 @@ EventReporter::EventReporter(const std::vector<ApplicationManifest>& manifests) 
 
 int EventReporter::Open(const std::string& name) {
     // The queue comes with syslog; whoever reads standard error is to see it nevertheless.
-    openlog(name.c_str(), LOG_PID | LOG_PERROR, LOG_DAEMON);
+    openlog("grpownerd", LOG_PID | LOG_PERROR, LOG_DAEMON);  // keeps the pointer
     const int result = ProcMgr::SsToOwnerServer::GetInstance().InitSysEventServer(name);
     if (result >= 0) {
         worker_ = std::make_unique<Worker>();
