@@ -78,7 +78,7 @@ SCENARIO(Requests, SecondManagerMeanwhile) {
         EXPECT_EQ(Ask(kDump), "1");
         EXPECT_EQ(Ask(kListApps), "1#a#b#");
         EXPECT_EQ(Ask(kVerifyApps, "2#a#2#b#0#"), "1");
-        constexpr char kAnswer[] = "\1\1\0\0\0\1\0\0\0a\xE8\3\0\0\2\0\0";
+        constexpr char kAnswer[] = "\1\1\0\0\0\1\0\0\0a\xE8\3\0\0\0\0\0";
         EXPECT_EQ(AskStates({"a"}), std::string(kAnswer, sizeof(kAnswer)));
     };
     SetParseHook(meanwhile);

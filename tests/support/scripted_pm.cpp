@@ -121,7 +121,7 @@ void ScriptedPm::AnswerQuery() {
     {
         const Lock lock(mutex_);
         for (const auto& [name, pid] : pids_) {
-            states.emplace_back(name, pid == 0 ? 1 : 2);
+            states.emplace_back(name, pid == 0 ? 1 : 0);
         }
     }
     (void)GrpOwnerMemory::Deliver(EncodeQueryAnswer(states));  // unheard when the pipe is closed
