@@ -34,8 +34,6 @@ TEST(Report, NoticesAndStates) {
         {{"a", kPid, kTermTimeOut}, {}, running},
         {{"a", kPid, kExited}, {"a 1000 SWITCH_OFF RUNNING"}, ended},
         {{"a", kPid, kCrashed, 512 + 11}, {"a 1000 ABNORMAL_EXIT RUNNING"}, ended},
-        {{"a", kPid, 5}, {}, running},
-        {{"stranger", kPid, kExited}, {}, running},
     };
     for (const auto& item : kCases) {
         SCOPED_TRACE(item.report.name + " type " + std::to_string(item.report.type));

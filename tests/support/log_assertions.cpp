@@ -12,10 +12,6 @@ using testing::AssertionSuccess;
 
 namespace {
 
-bool Matches(const LogLine& line, int level, const std::string& text) {
-    return line.level == level && line.text == text;
-}
-
 // Lines that share their beginning or their text, but not all of it.
 std::string NearBy(const std::string& text) {
     constexpr size_t kBeginning = 12;
@@ -40,10 +36,7 @@ AssertionResult LoggedTimes(int level, const std::string& text, size_t times) {
 }
 
 AssertionResult Logged(int level, const std::string& text) {
-    if (GrpOwnerMemory::CountLog(level, text) > 0) {
-        return AssertionSuccess() << "logged: " << level << " \"" << text << "\"";
-    }
-    return AssertionFailure() << "not logged: " << level << " \"" << text << "\"" << NearBy(text);
+    return LoggedInOrder({{level, text}});
 }
 
 AssertionResult LoggedInOrder(const std::vector<Expected>& lines) {
@@ -51,7 +44,7 @@ AssertionResult LoggedInOrder(const std::vector<Expected>& lines) {
     auto place = log.begin();
     for (const Expected& line : lines) {
         place = std::find_if(place, log.end(), [&](const LogLine& other) {
-            return Matches(other, line.level, line.text);
+            return other.level == line.level && other.text == line.text;
         });
         if (place == log.end()) {
             return AssertionFailure() << "not logged in its turn: " << line.level << " \""
