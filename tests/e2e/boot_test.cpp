@@ -10,48 +10,46 @@ namespace EndToEnd {
 
 namespace {
 
-constexpr int kLayers = 10;
-constexpr int kWidth = 20;
-constexpr int kNotifying = 3;  // every third application says itself that it is ready
+using Needs = std::map<std::string, std::set<std::string>>;
 
-struct Planned {
-    std::set<std::string> needs;
-    bool isNotifying = false;
-};
-
+// Every third application says itself that it is ready; all others are when they run.
 std::string Name(int layer, int place) {
-    return "app-" + std::to_string(layer) + "-" + std::to_string(place % kWidth);
+    return (place % 20 % 3 == 0 ? "notify-" : "plain-") + std::to_string(layer) + "-" +
+           std::to_string(place % 20);
 }
 
-std::map<std::string, Planned> PlanLayers() {
-    std::map<std::string, Planned> plan;
-    for (int layer = 0; layer < kLayers; ++layer) {
-        for (int place = 0; place < kWidth; ++place) {
-            Planned& planned = plan[Name(layer, place)];
-            planned.isNotifying = place % kNotifying == 0;
+bool IsNotifying(const std::string& name) {
+    return name[0] == 'n';
+}
+
+Needs PlanLayers() {
+    Needs plan;
+    for (int layer = 0; layer < 10; ++layer) {
+        for (int place = 0; place < 20; ++place) {
+            auto& needs = plan[Name(layer, place)];
             for (int step = 0; step < 3 && layer > 0; ++step) {
-                planned.needs.insert(Name(layer - 1, place * 7 + step * 5 + layer));
+                needs.insert(Name(layer - 1, place * 7 + step * 5 + layer));
             }
         }
     }
     return plan;
 }
 
-std::string Yaml(const std::map<std::string, Planned>& plan) {
-    std::ostringstream yaml;
-    for (const auto& [name, planned] : plan) {
-        yaml << "  " << name << ": {command: [probe" << (planned.isNotifying ? ", ready" : "")
-             << "], readiness: " << (planned.isNotifying ? "notify" : "process")
-             << ", depends_on: [";
-        for (const std::string& need : planned.needs) {
-            yaml << need << (need == *planned.needs.rbegin() ? "" : ", ");
+std::string Yaml(const Needs& plan) {
+    std::string yaml;
+    for (const auto& [name, needs] : plan) {
+        yaml += "  " + name + ": {command: " +
+                (IsNotifying(name) ? "[probe, ready], readiness: notify" : "probe") +
+                ", depends_on: [";
+        for (const std::string& need : needs) {
+            yaml += (need == *needs.begin() ? "" : ", ") + need;
         }
-        yaml << "]}\n";
+        yaml += "]}\n";
     }
-    return yaml.str();
+    return yaml;
 }
 
-// The line on which something has happened first, as in "begun app-1-2".
+// The line on which something has happened first, as in "begun plain-1-2".
 std::map<std::string, size_t> ReadStory(const std::string& output) {
     const std::regex byManager("^procmgrd: own/([^:]+): (\\w+)");
     std::map<std::string, size_t> story;
@@ -68,7 +66,7 @@ std::map<std::string, size_t> ReadStory(const std::string& output) {
 // The process manager writes "runs" before it tells the owner, and an application writes "ready"
 // before it does; so a start that waited for either stands behind it, however busy the machine is.
 TEST_F(Group, ALargeGroupComesUpAndGoesDownInOrder) {
-    const std::map<std::string, Planned> plan = PlanLayers();
+    const Needs plan = PlanLayers();
     Manage();
     const auto owner = Own(Yaml(plan), {"DATAMASTER_RUN_MODE=1"});
     ASSERT_TRUE(owner->Says("Done, 200 of 200")) << owner->Output();
@@ -79,10 +77,10 @@ TEST_F(Group, ALargeGroupComesUpAndGoesDownInOrder) {
         return story.count(first) > 0 && story.count(second) > 0 &&
                story.at(first) < story.at(second);
     };
-    for (const auto& [name, planned] : plan) {
-        EXPECT_TRUE(!planned.isNotifying || isBefore("ready " + name, "heard " + name)) << name;
-        for (const std::string& need : planned.needs) {
-            const std::string up = plan.at(need).isNotifying ? "ready " : "runs ";
+    for (const auto& [name, needs] : plan) {
+        EXPECT_TRUE(!IsNotifying(name) || isBefore("ready " + name, "heard " + name)) << name;
+        for (const std::string& need : needs) {
+            const std::string up = IsNotifying(need) ? "ready " : "runs ";
             EXPECT_TRUE(isBefore(up + need, "begun " + name)) << name << " before " << need;
             EXPECT_TRUE(isBefore("ended " + name, "down " + need)) << need << " before " << name;
         }

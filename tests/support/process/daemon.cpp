@@ -90,7 +90,9 @@ std::string Daemon::Output() {
 }
 
 void Daemon::Signal(int number) const {
-    kill(pid_, number);
+    if (pid_ > 0) {  // else it would be meant for all processes
+        kill(pid_, number);
+    }
 }
 
 int Daemon::Wait() {
