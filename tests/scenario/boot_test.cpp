@@ -135,35 +135,20 @@ SCENARIO(Boot, OwnWordAndReportInEitherOrder) {
         Logged(kEvent, "GrpOwnerServer: ReportAppStateFromApp. (appName=late,state=on,pid=8)"));
 }
 
-// A dependency outside the boot that runs already, or comes up meanwhile, lets its dependants
-// start.
+// A dependency outside the boot that comes up meanwhile, by a restart, lets its dependants start.
 SCENARIO(Boot, DependencyThatIsNotRequested) {
-    Group group({App("a").DependsOn({"running", "restarting"}), App("running").Driving(),
-                 App("restarting").Driving().Restart("on-failure")});
+    Group group({App("a").DependsOn({"b"}), App("b").Driving().Restart("on-failure")});
     ASSERT_TRUE(group.Enable());
-    group.SayReady("running", 1);
-    group.SayReady("restarting", 2);
+    group.SayReady("b", 2);
     group.pm.Hold();
-    (void)group.owner.GrpOwnerRestartApp("restarting");  // always 0
-    ASSERT_EQ(Group::State("restarting"), AppStateType::RESTARTING);
+    (void)group.owner.GrpOwnerRestartApp("b");  // always 0
     std::thread boot([&group] { EXPECT_TRUE(group.Start()); });
     EXPECT_TRUE(WaitUntil([] { return CountLog(kWarning, "StartApps begin.") == 1; }));
     EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, "a"), 0u);
     group.pm.Release();
     boot.join();
     EXPECT_TRUE(Group::Runs("a"));
-    EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, "running"), 0u);
-}
-
-// Many applications in one boot: more than one record of the wire holds.
-SCENARIO(Boot, MoreThanOneRecordHolds) {
-    Apps apps;
-    for (int i = 0; i < 300; ++i) {
-        apps.push_back(App("application-with-a-long-name-" + std::to_string(i)));
-    }
-    Group group(apps);
-    group.pm.SetHabits({0, 0, 0, 20, true});
-    ExpectUpInOrder(apps, group);
+    EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, "b"), 0u);
 }
 
 }  // namespace

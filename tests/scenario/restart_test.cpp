@@ -86,21 +86,6 @@ SCENARIO(Restart, ProgramThatCannotRunAnyMore) {
     EXPECT_TRUE(LoggedTimes(kError, "TerminatedApplicationState Application:a cannot restart.", 1));
 }
 
-// A restart that cannot be sent is said with its code; the record waits in RESTARTING for a report
-// that never comes, until the process manager says what became of the application.
-SCENARIO(Restart, SendFails) {
-    Group group({App("a").Restart("on-failure")});
-    ASSERT_TRUE(group.EnableAndStart());
-    ScriptPipe(PipeCall::kSend, -32);
-    Crash(group, "a");
-    EXPECT_TRUE(Logged(
-        kWarning, "ApplicationManager: RestartApps emAgent RestartApp end. (return=15795459)"));
-    EXPECT_EQ(Group::State("a"), AppStateType::RESTARTING);
-    group.pm.Report({{"a", 0, kExited}});
-    EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
-    EXPECT_TRUE(group.Start());
-}
-
 // Reports of a restart race with reports of crashes and with the host's own wish to restart: where
 // everything has settled, owner and process manager agree on every application.
 TEST(Restart, CrashesFromAllSides) {
