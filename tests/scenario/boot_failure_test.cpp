@@ -1,6 +1,6 @@
 // What a group does when something on its way up goes wrong.
 
-#include <thread>
+#include <functional>
 
 #include "tests/support/group.h"
 #include "tests/support/isolated.h"
