@@ -18,7 +18,6 @@ namespace GrpOwnerDaemon {
 
 namespace {
 
-using GrpOwnerLinux::Field;
 using GrpOwnerLinux::Findings;
 using GrpOwnerLinux::Quote;
 using GrpOwnerLinux::SourceText;
@@ -88,6 +87,7 @@ private:
     static std::vector<std::string_view> NamesOf(
         const std::vector<ApplicationManifest>& manifests) {
         std::vector<std::string_view> names;
+        names.reserve(manifests.size());
         for (const ApplicationManifest& manifest : manifests) {
             names.emplace_back(manifest.GetAppName());
         }

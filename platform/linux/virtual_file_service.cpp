@@ -42,7 +42,9 @@ std::string Facts(const VirtualFileOptions& options) {
     AddFact(facts, "pid", std::to_string(getpid()));
     AddFact(facts, "configuration", options.configuration);
     for (const auto& [name, value] : options.matchData) {
-        AddFact(facts, "define", name + "=" + value);
+        std::string define = name;
+        define.append("=").append(value);
+        AddFact(facts, "define", define);
     }
     return facts;
 }
