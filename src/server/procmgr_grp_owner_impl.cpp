@@ -24,6 +24,7 @@ constexpr int kChangeTimeout = 5000;  // milliseconds
 
 std::vector<AppInfoForServer> ByName(const std::vector<std::string>& names) {
     std::vector<AppInfoForServer> apps;
+    apps.reserve(names.size());
     for (const std::string& name : names) {
         apps.push_back({name, {}, {}});
     }
