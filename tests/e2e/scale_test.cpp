@@ -18,7 +18,7 @@ TEST_F(Group, AThousandDrivingApplications) {
     std::vector<std::string> names;
     for (int number = 1000; number < 2000; ++number) {
         names.push_back("a" + std::to_string(number).substr(1));
-        yaml += "  " + names.back() + ": {command: probe, autostart: false}\n";
+        yaml += "  " + names.back() + ": {command: probe, autostart: false, stop_timeout: 60s}\n";
     }
     Manage();
     const auto owner = Own(yaml, {"DATAMASTER_RUN_MODE=1"});
