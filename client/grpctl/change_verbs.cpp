@@ -46,19 +46,24 @@ Order OrderOf(const Options& options, std::string did) {
     return order;
 }
 
+void SetLists(Order& order, const std::vector<std::string>& stops,
+              const std::vector<std::string>& starts, const std::vector<std::string>& restarts) {
+    order.wish.stops = ToNames(stops);
+    order.wish.starts = ToNames(starts);
+    order.wish.restarts = ToNames(restarts);
+    for (const auto* names : {&stops, &starts, &restarts}) {
+        order.names.insert(order.names.end(), names->begin(), names->end());
+    }
+}
+
 Order OrderFromFile(const Options& options, Order order) {
     ChangeFile file = ReadChangeFile(options.changeFile);
     if (!file.isOk) {
         std::fputs(file.complaints.c_str(), stderr);
         throw Failure{kWrongUsage, "this is no change set: " + options.changeFile, "", ""};
     }
-    order.wish.stops = ToNames(file.stops);
-    order.wish.starts = ToNames(file.starts);
-    order.wish.restarts = ToNames(file.restarts);
+    SetLists(order, file.stops, file.starts, file.restarts);
     order.launches = std::move(file.launches);
-    for (const auto* names : {&file.stops, &file.starts, &file.restarts}) {
-        order.names.insert(order.names.end(), names->begin(), names->end());
-    }
     return order;
 }
 
@@ -156,12 +161,7 @@ int RunChange(const Options& options) {
     if (isByFile) {
         return CarryOut(options, OrderFromFile(options, std::move(order)));
     }
-    order.wish.stops = ToNames(options.stops);
-    order.wish.starts = ToNames(options.starts);
-    order.wish.restarts = ToNames(options.restarts);
-    for (const auto* names : {&options.stops, &options.starts, &options.restarts}) {
-        order.names.insert(order.names.end(), names->begin(), names->end());
-    }
+    SetLists(order, options.stops, options.starts, options.restarts);
     return CarryOut(options, std::move(order));
 }
 

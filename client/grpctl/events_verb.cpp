@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <optional>
 
+#include "client/event_numbers.h"
 #include "client/event_reader.h"
 #include "client/grpctl/group.h"
 #include "client/grpctl/json_output.h"
@@ -22,27 +23,29 @@ using GrpOwnerClient::EventReader;
 using GrpOwnerClient::Result;
 using std::chrono::milliseconds;
 
-// How the host daemon numbers: the kind times this, plus a system state or the application's place
-// in the start configuration.
-constexpr uint32_t kKindStep = 10000;
-constexpr uint32_t kOther = kKindStep - 1;  // what has no number of its own
+using GrpOwnerClient::EventKind;
+using GrpOwnerClient::kEventKindStep;
+using GrpOwnerClient::kEventOther;
 
 struct Kind {
-    uint32_t number;
+    EventKind number;
     const char* name;
     const char* words;
     bool isOfApplication;
 };
 
 constexpr Kind kKinds[] = {
-    {1, "STATE_ACCEPTED", "accepted", false},       {2, "STATE_REACHED", "reached", false},
-    {3, "STATE_FAILED", "not reached", false},      {4, "CRASHED", "crashed", true},
-    {5, "HEART_BEAT_LOST", "heartbeat lost", true}, {6, "HEART_BEAT_BACK", "heartbeat back", true},
+    {EventKind::kStateAccepted, "STATE_ACCEPTED", "accepted", false},
+    {EventKind::kStateReached, "STATE_REACHED", "reached", false},
+    {EventKind::kStateFailed, "STATE_FAILED", "not reached", false},
+    {EventKind::kCrashed, "CRASHED", "crashed", true},
+    {EventKind::kHeartBeatLost, "HEART_BEAT_LOST", "heartbeat lost", true},
+    {EventKind::kHeartBeatBack, "HEART_BEAT_BACK", "heartbeat back", true},
 };
 
 const Kind* FindKind(uint32_t event) {
     for (const Kind& kind : kKinds) {
-        if (kind.number == event / kKindStep) {
+        if (static_cast<uint32_t>(kind.number) == event / kEventKindStep) {
             return &kind;
         }
     }
@@ -87,7 +90,7 @@ public:
         if (const Kind* kind = FindKind(*event)) {
             json["kind"] = kind->name;
             json[kind->isOfApplication ? "application" : "systemState"] =
-                Subject(*kind, *event % kKindStep);
+                Subject(*kind, *event % kEventKindStep);
         }
         return json;
     }
@@ -98,7 +101,7 @@ public:
         std::string text = TimeOfDay() + "  " + GrpOwnerLinux::PrintableLine(block);
         if (kind != nullptr) {
             text += (kind->isOfApplication ? "  " : "  system state ") +
-                    Subject(*kind, *event % kKindStep) + " " + kind->words;
+                    Subject(*kind, *event % kEventKindStep) + " " + kind->words;
         }
         return text + "\n";
     }
@@ -112,7 +115,7 @@ private:
     }
 
     std::string Subject(const Kind& kind, uint32_t number) const {
-        if (number == kOther) {
+        if (number == kEventOther) {
             return "other";
         }
         if (kind.isOfApplication) {

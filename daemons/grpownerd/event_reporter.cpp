@@ -6,12 +6,8 @@
 
 namespace GrpOwnerDaemon {
 
-namespace {
-
-constexpr uint32_t kKindFactor = 10000;
-constexpr uint32_t kOther = kKindFactor - 1;  // what has no number of its own
-
-}  // namespace
+using GrpOwnerClient::kEventKindStep;
+using GrpOwnerClient::kEventOther;
 
 EventReporter::EventReporter(const std::vector<ApplicationManifest>& manifests) {
     for (const ApplicationManifest& manifest : manifests) {
@@ -31,13 +27,14 @@ int EventReporter::Open(const std::string& name) {
 }
 
 void EventReporter::TellState(Kind kind, int state) {
-    const bool hasNumber = state >= 0 && static_cast<uint32_t>(state) < kOther;
-    Tell(kind, hasNumber ? static_cast<uint32_t>(state) : kOther);
+    const bool hasNumber = state >= 0 && static_cast<uint32_t>(state) < kEventOther;
+    Tell(kind, hasNumber ? static_cast<uint32_t>(state) : kEventOther);
 }
 
 void EventReporter::TellApplication(Kind kind, const std::string& name) {
     const auto found = numbers_.find(name);
-    Tell(kind, found != numbers_.end() && found->second < kOther ? found->second : kOther);
+    Tell(kind,
+         found != numbers_.end() && found->second < kEventOther ? found->second : kEventOther);
 }
 
 void EventReporter::Tell(Kind kind, uint32_t number) {
@@ -45,7 +42,7 @@ void EventReporter::Tell(Kind kind, uint32_t number) {
         return;
     }
     ProcMgr::SysEvent event;
-    event.state = static_cast<uint32_t>(kind) * kKindFactor + number;
+    event.state = static_cast<uint32_t>(kind) * kEventKindStep + number;
     worker_->Do([event] {
         // A reader that cannot be reached is in the log already.
         (void)ProcMgr::SsToOwnerServer::GetInstance().ReportSysEvent(event);
