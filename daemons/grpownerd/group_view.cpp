@@ -10,6 +10,8 @@ namespace GrpOwnerDaemon {
 
 namespace {
 
+constexpr std::chrono::seconds kLastNotices{2};
+
 std::string Seconds(std::chrono::steady_clock::duration duration) {
     char text[32];
     std::snprintf(text, sizeof(text), "+%.3fs", std::chrono::duration<double>(duration).count());
@@ -59,7 +61,10 @@ void GroupView::BootEnds(bool isAllUp) {
     std::unique_lock<std::mutex> lock(mutex_);
     // The owner counts an application before it tells of it: the last notices are still on their
     // way when its start has returned.
-    changed_.wait(lock, [this, isAllUp] { return isStopped_ || !isAllUp || AllToldLocked(); });
+    // Not for ever: a configuration that is read again meanwhile may have brought one that nobody
+    // has started yet.
+    (void)changed_.wait_for(lock, kLastNotices,
+                            [this, isAllUp] { return isStopped_ || !isAllUp || AllToldLocked(); });
     if (showProgress_) {
         std::printf("%s %zu of %zu base applications run  %s\n",
                     isAllUp ? "[+] Done," : "[!] Not all started:", CountLocked(true),
