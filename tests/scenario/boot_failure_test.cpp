@@ -42,15 +42,10 @@ TEST(BootFailure, DependencyFails) {
                                    "starting."));
                 EXPECT_TRUE(LoggedTimes(kError, kTimedOut, 0));
                 EXPECT_TRUE(LoggedInOrder({
-                    {kWarning, "StartApp end."},
                     {kInfo, std::string("Start appName=bad state=") + item.result},
-                    {kInfo, "Start appName=middle state=INIT"},
                     {kError, "mark middle to START_FAILED"},
                     {kInfo, "Start appName=other state=SUCCESS"},
                     {kError, "mark top to START_FAILED"},
-                    {kError, std::string("Base application start failed. (Name=bad,result=") +
-                                 item.result + ")"},
-                    {kError, "Base application start failed. (Name=middle,result=START_FAILED)"},
                     {kError, "Base application start failed. (Name=top,result=START_FAILED)"},
                 }));
                 group.pm.SetFate("bad", Fate::kRuns);
@@ -80,12 +75,7 @@ SCENARIO(BootFailure, TimeOutAndLateReport) {
     EXPECT_FALSE(group.Start());
     EXPECT_TRUE(LoggedInOrder({
         {kError, kTimedOut},
-        {kError, "ApplicationManager: StartBaseApplication error."},
-        {kInfo, "Start appName=a state=INIT"},
         {kError, "mark a to START_FAILED"},
-        {kInfo, "Start appName=slow state=PROCESSING"},
-        {kWarning, "ApplicationManager: StartBaseApplication end."},
-        {kError, "Base application start failed. (Name=a,result=START_FAILED)"},
         {kError, "Base application start failed. (Name=slow,result=PROCESSING)"},
     }));
     group.pm.Release();

@@ -94,19 +94,6 @@ SCENARIO(Boot, LogAndRecords) {
         {kWarning, "StartApp end."},
         {kWarning, "ApplicationManager: StartBaseApplication end."},
     }));
-    EXPECT_TRUE(LoggedInOrder({
-        {kWarning, "GrpOwnerServer: ReportAppStateFromProcMgr begin."},
-        {kEvent, "Receive app state from pm. (appName=b,state=RUNNING_NORMAL_START,pid=1000)"},
-        {kEvent, "StartingApplicationState appName:b ReportRunningNormalStartFromProcMgr"},
-        {kEvent, "StartingApplicationState appName:b is running after receiving pm report."},
-        {kWarning, "ApplicationManager: ReportStartAppResult: appName=b,status=SUCCESS."},
-        {kWarning,
-         "ApplicationManager ReportStartAppResult appName=b is not in "
-         "appStartInfo.startAppResultMap."},
-        {kEvent, "Notify app state begin. (name=b,pid=1000,state=SWITCH_ON)"},
-        {kWarning, "GrpOwnerServer: ReportAppStateFromProcMgr end."},
-        {kEvent, "Receive app state from pm. (appName=a,state=RUNNING_NORMAL_START,pid=1001)"},
-    }));
     EXPECT_EQ(group.pm.LastRequest("a").arguments, (std::vector<std::string>{"-x", "1"}));
     EXPECT_EQ(group.Notices(),
               (std::vector<std::string>{"b 1000 SWITCH_ON RUNNING", "a 1001 SWITCH_ON RUNNING"}));
