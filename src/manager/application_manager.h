@@ -166,6 +166,8 @@ private:
     StartOutcome BeginStart(const AppInfoForServer& app) EXCLUDES(mutex_);
     void StartNoDependsApps(const std::vector<AppInfoForServer>& apps);
     void SendStart(const std::vector<Message::StartAppInfo>& apps);
+    void EndSend(const std::vector<std::string>& names) EXCLUDES(mutex_);
+    bool MustBeDownLocked(const std::string& name) const REQUIRES(mutex_);
     void CheckProcessCompleted(const Names& freeNames, StartAppInfo& batch,
                                std::vector<AsyncTask>& tasks) REQUIRES(batch.mutex);
     bool PollAndWait(const Names& freeNames, StartAppInfo& batch, TimePoint deadline);
@@ -210,6 +212,10 @@ private:
     // What the running change set has not begun to start or to restart yet; kept from removal.
     Names stillToStart_ GUARDED_BY(mutex_);
     Names stillToRestart_ GUARDED_BY(mutex_);
+    // Let in for a start, with the request still on its way to the process manager; and those of
+    // them that a termination may have overtaken there.
+    std::multiset<std::string> beingSent_ GUARDED_BY(mutex_);
+    Names overtaken_ GUARDED_BY(mutex_);
     std::string startEntryPath_ GUARDED_BY(mutex_);
     // Records in the driving table that go when they have ended: made from a template, or left over
     // by a reload.

@@ -125,12 +125,14 @@ void ApplicationManager::CheckAndRestartApp(const std::string& name) {
             return;
         }
         info = {name, application->GetArguments(), application->GetDynamicParas()};
+        beingSent_.insert(name);
     }
     GRP_INFO("ApplicationManager: restart %s", name.c_str());
     GRP_WARNING("RestartApps add %s to restartAppList", name.c_str());
     GRP_WARNING("ApplicationManager: RestartApps emAgent RestartApp begin.");
     const uint32_t result = ProcMgrAgent::GetInstance().RestartApp({std::move(info)});
     GRP_WARNING("ApplicationManager: RestartApps emAgent RestartApp end. (return=%u)", result);
+    EndSend({name});
 }
 
 }  // namespace ProcMgr

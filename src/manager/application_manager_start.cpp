@@ -162,6 +162,7 @@ ApplicationManager::StartOutcome ApplicationManager::BeginStart(const AppInfoFor
     }
     application->SetArguments(app.argv);
     application->SetDynamicParas(app.dynamicParas);
+    beingSent_.insert(app.name);
     return StartOutcome::kAccepted;
 }
 
@@ -207,6 +208,56 @@ void ApplicationManager::SendStart(const std::vector<Message::StartAppInfo>& app
         }
     }
     GRP_WARNING("StartNoDependsApps emAgent StartApp end.");
+    std::vector<std::string> names;
+    names.reserve(apps.size());
+    for (const Message::StartAppInfo& app : apps) {
+        names.push_back(app.name);
+    }
+    EndSend(names);
+}
+
+// Whether nobody wants a process of that name.
+bool ApplicationManager::MustBeDownLocked(const std::string& name) const {
+    const auto application = FindLocked(name);
+    if (application == nullptr) {
+        return true;
+    }
+    switch (application->GetAppStateType()) {
+        case AppStateType::INITSTATE:
+        case AppStateType::TERMINATING:
+        case AppStateType::TERMINATED:
+            return true;
+        default:
+            return false;
+    }
+}
+
+// Requests leave with no lock held, so a termination that was let in after a start may have reached
+// the process manager before it, and found nothing to end. What came up behind it is ended here.
+void ApplicationManager::EndSend(const std::vector<std::string>& names) {
+    std::vector<Message::TermAppInfo> toEnd;
+    {
+        MutexLock lock(mutex_);
+        for (const std::string& name : names) {
+            beingSent_.erase(beingSent_.find(name));
+            if (overtaken_.count(name) == 0) {
+                continue;
+            }
+            if (beingSent_.count(name) == 0) {
+                overtaken_.erase(name);
+            }
+            if (MustBeDownLocked(name)) {
+                toEnd.push_back({name});
+            }
+        }
+    }
+    for (const Message::TermAppInfo& app : toEnd) {
+        GRP_WARNING("ApplicationManager: %s was started behind its termination, terminate again.",
+                    app.name.c_str());
+    }
+    if (!toEnd.empty()) {
+        (void)ProcMgrAgent::GetInstance().TermApp(toEnd);  // nobody waits for this one
+    }
 }
 
 bool ApplicationManager::PollAndWait(const Names& freeNames, StartAppInfo& batch,

@@ -97,6 +97,9 @@ ApplicationManager::TermOutcome ApplicationManager::BeginTerm(const std::string&
     }
     const AppStateType state = application->GetAppStateType();
     const bool isDown = state == AppStateType::TERMINATED || state == AppStateType::INITSTATE;
+    if (!isDown && beingSent_.count(name) > 0) {
+        overtaken_.insert(name);
+    }
     return isDown ? TermOutcome::kDownAlready : TermOutcome::kAccepted;
 }
 

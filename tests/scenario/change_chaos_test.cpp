@@ -27,12 +27,16 @@ Names Some(const Names& names, std::mt19937_64& random) {
 }
 
 /// Asks for anything at random. A change set is refused, or has a result for each of its lines.
-void AskForSomething(const Names& names, std::mt19937_64& random) {
-    const auto chance = random() % 6;
+void AskForSomething(Group& group, const Names& names, std::mt19937_64& random) {
+    const auto chance = random() % 8;
     if (chance < 3) {
         constexpr unsigned kCommands[] = {kDump, kReloadConfiguration, kListApps};
         EXPECT_EQ(Ask(kCommands[chance]).find("error"), std::string::npos);
         EXPECT_EQ(AskStates(Some(names, random)).at(0), 1);
+        return;
+    }
+    if (chance < 5) {
+        EXPECT_EQ(group.owner.GrpOwnerRestartApp(names[random() % names.size()]), 0);
         return;
     }
     const Names lists[] = {Some(names, random), Some(names, random), Some(names, random)};
@@ -54,10 +58,10 @@ TEST(ChangeChaos, TwoManagers) {
                     seed);
         group.pm.SetHabits({40, 0, 40, 3, true});
         ASSERT_TRUE(group.EnableAndStart());
-        const auto manage = [&names](uint64_t mind) {
+        const auto manage = [&group, &names](uint64_t mind) {
             std::mt19937_64 random(mind);
             for (int round = 0; round < 50; ++round) {
-                AskForSomething(names, random);
+                AskForSomething(group, names, random);
             }
         };
         std::thread other(manage, seed + 1000);

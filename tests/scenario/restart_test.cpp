@@ -8,6 +8,7 @@
 #include "tests/support/isolated.h"
 #include "tests/support/log_assertions.h"
 #include "tests/support/manifest_builder.h"
+#include "tests/support/requests.h"
 
 namespace GrpOwnerTest {
 namespace {
@@ -53,6 +54,21 @@ TEST(Restart, Policy) {
             EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
         });
     }
+}
+
+// A restart whose request a termination overtakes on its way brings up what nobody wants any more:
+// it is ended again.
+SCENARIO(Restart, OvertakenByTermination) {
+    Group group({App("a").Restart("on-forever")});
+    ASSERT_TRUE(group.EnableAndStart());
+    group.pm.SetOvertaker([](uint32_t type) {
+        EXPECT_EQ(type, kRestart);
+        EXPECT_EQ(AskChange({"a"}, {}), "2#1#a#0#");
+    });
+    Crash(group, "a");
+    EXPECT_EQ(group.pm.PidOf("a"), 0u);
+    EXPECT_EQ(group.pm.Count(PmEvent::kAskedTerm, "a"), 2u);
+    EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
 }
 
 // Five restarts a minute are allowed, the host's own too; the sixth is refused and what runs goes

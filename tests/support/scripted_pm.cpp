@@ -44,6 +44,11 @@ void ScriptedPm::SetReadiness(std::set<std::string> names,
     say_ = std::move(say);
 }
 
+void ScriptedPm::SetOvertaker(std::function<void(uint32_t type)> overtake) {
+    const Lock lock(mutex_);
+    overtake_ = std::move(overtake);
+}
+
 void ScriptedPm::Hold() {
     const Lock lock(mutex_);
     held_ = true;
@@ -98,6 +103,9 @@ void ScriptedPm::Receive(const std::string& bytes) {
     std::vector<Answer> atOnce;
     try {
         const PmRequest request = DecodeRequest(bytes);
+        if (const auto overtake = TakeOvertaker()) {
+            overtake(request.type);
+        }
         if (request.type == kQuery) {
             AnswerQuery();
             return;
@@ -113,6 +121,11 @@ void ScriptedPm::Receive(const std::string& bytes) {
     for (const Answer& answer : atOnce) {
         Give({answer});
     }
+}
+
+std::function<void(uint32_t)> ScriptedPm::TakeOvertaker() {
+    const Lock lock(mutex_);
+    return std::exchange(overtake_, nullptr);
 }
 
 // Whatever was asked: everybody who was ever started is in the answer.

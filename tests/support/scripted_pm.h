@@ -58,6 +58,10 @@ public:
     void SetReadiness(std::set<std::string> names,
                       std::function<void(const std::string& name, uint32_t pid)> say);
 
+    /// Called once, on the sender's thread before the next request is read, with that one's type:
+    /// what it sends itself overtakes that request.
+    void SetOvertaker(std::function<void(uint32_t type)> overtake);
+
     /// Keeps all answers back until released.
     void Hold();
     void Release();
@@ -81,6 +85,7 @@ private:
     };
 
     void Receive(const std::string& bytes);
+    std::function<void(uint32_t)> TakeOvertaker();
     void AnswerQuery();
     void TakeRequest(uint32_t type, const PmAppRequest& app, std::vector<Answer>& atOnce);
     PmReport ReportFor(uint32_t type, const std::string& name);
@@ -96,6 +101,7 @@ private:
     std::map<std::string, Fate> fates_;
     std::set<std::string> reporting_;
     std::function<void(const std::string&, uint32_t)> say_;
+    std::function<void(uint32_t)> overtake_;
     std::map<std::string, uint32_t> pids_;
     std::set<std::string> ended_;  // by request; another one is not answered again
     std::map<std::string, PmAppRequest> requests_;
