@@ -1,5 +1,6 @@
 #include "client/grpctl/change_set.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -97,10 +98,24 @@ private:
             }
             too += " --with-dependents";
         }
-        throw Failure{kWrongUsage, count + Quoted(order_.wish.stops) + ": " + Joined(needing), "",
+        throw Failure{kWrongUsage, count + Quoted(NeededStops()) + ": " + Joined(needing), "",
                       "stop " + std::string(isOneNeeding ? "it" : "them") + " too with `" + too +
                           "`, or only " + (isOne ? *order_.wish.stops.begin() : "these") +
                           " with --force"};
+    }
+
+    // Of what is to be stopped, that which somebody needs who would go on.
+    Names NeededStops() const {
+        Names needed;
+        for (const std::string& name : order_.wish.stops) {
+            const Names needing = dependencies_.AllNeeding({name});
+            if (std::any_of(needing.begin(), needing.end(), [this](const std::string& one) {
+                    return plan_.bereft.count(one) > 0;
+                })) {
+                needed.insert(name);
+            }
+        }
+        return needed;
     }
 
     // What will be done beyond what was typed, or not done although it was.
