@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <limits>
 #include <mutex>
+#include <utility>
 
 #include "platform/memory/memory_platform.h"
 #include "platform/memory/recorder.h"
@@ -20,6 +21,7 @@ struct Log {
     std::mutex mutex;
     std::vector<LogLine> lines;
     int threshold = kEverything;
+    std::function<void(const LogLine&)> hook;
 };
 
 __attribute__((format(printf, 1, 0))) std::string Format(const char* format, va_list arguments) {
@@ -71,6 +73,12 @@ void ClearLog() {
     log.lines.clear();
 }
 
+void SetLogHook(std::function<void(const LogLine&)> hook) {
+    Log& log = Immortal<Log>();
+    const std::lock_guard<std::mutex> lock(log.mutex);
+    log.hook = std::move(hook);
+}
+
 void SetLogThreshold(int level) {
     Log& log = Immortal<Log>();
     const std::lock_guard<std::mutex> lock(log.mutex);
@@ -79,6 +87,7 @@ void SetLogThreshold(int level) {
 
 void ResetLog() {
     ClearLog();
+    SetLogHook(nullptr);
     SetLogThreshold(kEverything);
 }
 
@@ -101,10 +110,15 @@ void DlogInner(int module, int level, const char* format, ...) {
     line.text = Format(format, arguments);
     va_end(arguments);
     SplitPrefix(line);
+    std::function<void(const LogLine&)> hook;
     {
         Log& log = Immortal<Log>();
         const std::lock_guard<std::mutex> lock(log.mutex);
-        log.lines.push_back(std::move(line));
+        log.lines.push_back(line);
+        hook = log.hook;
+    }
+    if (hook) {
+        hook(line);
     }
     TellWaiters();
 }

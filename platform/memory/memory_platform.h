@@ -49,6 +49,9 @@ std::vector<LogLine> LogLines();
 size_t CountLog(int level, const std::string& text);
 void ClearLog();
 
+/// Called for every line on the thread that writes it, with no lock held.
+void SetLogHook(std::function<void(const LogLine&)> hook);
+
 /// Lines below this level are not wanted; at first all are.
 void SetLogThreshold(int level);
 
@@ -59,6 +62,11 @@ enum class PipeCall { kOpen, kSend, kRespond, kCall, kTimedCall, kClose };
 /// The next `times` calls fail with this result and have no effect. Scripts queue up behind one
 /// another; when they are used up, calls succeed again.
 void ScriptPipe(PipeCall call, int result, unsigned times = 1);
+void ForgetPipeScripts();
+
+/// While the pipes are cut, all calls but opening and closing fail with -EPIPE, as when the process
+/// manager has died.
+void CutPipe(bool isCut);
 
 /// How often a function was called, failures included.
 unsigned PipeCalls(PipeCall call);

@@ -23,6 +23,7 @@ struct Pipes {
     std::vector<SentRecord> sent;
     std::map<int, EzcomRequestHandler> handlers;  // of the open pipes
     int lastHandle = 0;
+    bool isCut = false;
     std::function<void(const SentRecord&)> hook;
     std::function<std::optional<std::string>(const SentRecord&)> answer;
 
@@ -43,6 +44,9 @@ std::optional<int> Begin(PipeCall call, int fd) {
     Pipes& pipes = State();
     const Lock lock(pipes.mutex);
     ++pipes.calls[call];
+    if (pipes.isCut && call != PipeCall::kOpen && call != PipeCall::kClose) {
+        return -EPIPE;
+    }
     if (const std::optional<int> scripted = pipes.script.Next(call)) {
         return scripted;
     }
@@ -103,6 +107,16 @@ void HandlePosted() {
 void ScriptPipe(PipeCall call, int result, unsigned times) {
     const Lock lock(State().mutex);
     State().script.Add(call, result, times);
+}
+
+void ForgetPipeScripts() {
+    const Lock lock(State().mutex);
+    State().script = {};
+}
+
+void CutPipe(bool isCut) {
+    const Lock lock(State().mutex);
+    State().isCut = isCut;
 }
 
 unsigned PipeCalls(PipeCall call) {
@@ -173,6 +187,7 @@ void ResetPipe() {
     pipes.handlers.clear();
     pipes.idle.wait(lock, [&] { return !pipes.handling; });
     pipes.script = {};
+    pipes.isCut = false;
     pipes.calls.clear();
     pipes.opens.clear();
     pipes.sent.clear();

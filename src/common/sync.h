@@ -1,7 +1,8 @@
 #pragma once
 // The seam of time and threads. The core locks, waits, sleeps, reads the clock and starts threads
 // through these and nothing else, so that an implementation chosen at link time decides what time
-// it is and who runs: the standard library's in a product.
+// it is and who runs: the standard library's in a product, a seeded scheduler's in a search for
+// orders that nobody thought of.
 //
 // Lock order, left before right, never two of one column:
 //   state query -> query response -> {base batch | change batch} -> manager -> application ->
@@ -11,8 +12,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
-#include <future>
+#include <memory>
 #include <mutex>
+#include <utility>
 
 #include "src/common/thread_annotations.h"
 
@@ -72,10 +74,15 @@ private:
 class AsyncTask {
 public:
     AsyncTask() = default;
-    explicit AsyncTask(std::future<void> result) : result_(std::move(result)) {}
+    /// @param call the implementation's own; its destructor is what waits
+    explicit AsyncTask(std::shared_ptr<void> call) : call_(std::move(call)) {}
+    AsyncTask(AsyncTask&&) = default;
+    AsyncTask& operator=(AsyncTask&&) = default;
+    AsyncTask(const AsyncTask&) = delete;
+    AsyncTask& operator=(const AsyncTask&) = delete;
 
 private:
-    std::future<void> result_;
+    std::shared_ptr<void> call_;
 };
 
 /// Runs the function on a thread of its own.

@@ -1,5 +1,7 @@
 // The seam of time and threads over the standard library.
 
+#include <future>
+#include <memory>
 #include <thread>
 #include <utility>
 
@@ -44,7 +46,10 @@ bool CondVar::WaitUntil(Mutex& mutex, SystemTimePoint deadline) {
 }
 
 AsyncTask RunAsync(std::function<void()> function) {
-    return AsyncTask(std::async(std::launch::async, std::move(function)));
+    // Made first: a call that has begun would be waited for if this failed.
+    auto call = std::make_shared<std::future<void>>();
+    *call = std::async(std::launch::async, std::move(function));
+    return AsyncTask(std::move(call));
 }
 
 TimePoint Now() {

@@ -1,6 +1,8 @@
 #include "tests/support/manual_time.h"
 
 #include <atomic>
+#include <future>
+#include <memory>
 #include <utility>
 
 namespace {
@@ -70,7 +72,10 @@ bool CondVar::WaitUntil(Mutex& /*mutex*/, SystemTimePoint deadline) {
 }
 
 AsyncTask RunAsync(std::function<void()> function) {
-    return AsyncTask(std::async(std::launch::async, std::move(function)));
+    // Made first: a call that has begun would be waited for if this failed.
+    auto call = std::make_shared<std::future<void>>();
+    *call = std::async(std::launch::async, std::move(function));
+    return AsyncTask(std::move(call));
 }
 
 }  // namespace ProcMgr

@@ -1,0 +1,475 @@
+#include "src/common/sync_seeded.h"
+
+#include <cxxabi.h>
+#include <execinfo.h>
+#include <semaphore.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <random>
+#include <system_error>
+#include <thread>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace ProcMgr {
+
+namespace Seeded {
+
+namespace {
+
+using Nanoseconds = std::chrono::nanoseconds;
+
+// Far from every clock's own beginning.
+constexpr Nanoseconds kBeginning = std::chrono::hours(1000);
+
+enum class Doing { kRuns, kLocks, kWaits, kSleeps, kJoins, kEnded };
+
+constexpr const char* kDoingNames[] = {
+    "runs",     "locks mutex", "waits on condition", "sleeps", "waits for the end of thread",
+    "has ended"};
+
+/// A thread of the run. All but the semaphore is used by the thread that runs, whichever it is.
+struct Thread {
+    Thread(std::string ownName, unsigned ownWeight) : name(std::move(ownName)), weight(ownWeight) {
+        (void)sem_init(&baton, 0, 0);  // fails for no value that is given here
+    }
+
+    const std::string name;
+    const unsigned weight;  // how much more often it is chosen than one of weight 1
+    Doing doing = Doing::kRuns;
+    const void* object = nullptr;  // what it locks, waits on or joins
+    std::optional<Nanoseconds> deadline;
+    bool isLate = false;  // whether the deadline ended its wait
+    sem_t baton;          // given to the thread that is to run
+    std::thread native;
+};
+
+[[noreturn]] void Fail(const std::string& what);
+
+thread_local Thread* g_self = nullptr;
+Nanoseconds g_now = kBeginning;  // of the run, and of what comes after it
+
+/// Owns the threads of a run and decides who runs. Used by the thread that runs alone; the
+/// hand-over of the baton orders the accesses.
+class Scheduler {
+public:
+    explicit Scheduler(const Options& options) : options_(options), random_(options.seed) {
+        // From a switch at every second point to one at every 32nd.
+        stay_ = uint64_t{2} << Below(5);
+        (void)sem_init(&told_, 0, 0);
+        g_self = running_ = Add("main");
+    }
+
+    ~Scheduler() { g_self = nullptr; }
+
+    Scheduler(const Scheduler&) = delete;
+    Scheduler& operator=(const Scheduler&) = delete;
+
+    Thread* Add(std::string name) {
+        const auto weight = 1U << (2 * Below(3));
+        threads_.push_back(std::make_unique<Thread>(std::move(name), weight));
+        return threads_.back().get();
+    }
+
+    Thread* Begin(std::string name, std::function<void()> function) {
+        Thread* const thread = Add(std::move(name));
+        thread->native = std::thread([this, thread, function = std::move(function)] {
+            g_self = thread;
+            AwaitBaton(*thread);
+            function();
+            End(*thread);
+        });
+        Point();
+        return thread;
+    }
+
+    bool HasThread() { return Below(100) >= options_.noThread; }
+
+    void Join(Thread* thread) {
+        if (thread->doing != Doing::kEnded) {
+            Block(Doing::kJoins, thread, std::nullopt);
+        }
+        thread->native.join();
+        threads_.erase(std::find_if(threads_.begin(), threads_.end(),
+                                    [thread](const auto& entry) { return entry.get() == thread; }));
+        Point();
+    }
+
+    bool HaveAllBeenJoined() const { return threads_.size() == 1; }
+
+    void Lock(const Mutex* mutex) {
+        Point();
+        Acquire(mutex);
+    }
+
+    void Release(const Mutex* mutex) {
+        const auto owner = owners_.find(mutex);
+        if (owner == owners_.end() || owner->second != g_self) {
+            Fail("a mutex is unlocked that the thread does not hold");
+        }
+        owners_.erase(owner);
+        for (Thread* waiter : On(mutex)) {
+            GoOn(*waiter);
+        }
+    }
+
+    /// @return false when the deadline has passed
+    bool Wait(const CondVar* condition, const Mutex* mutex, std::optional<Nanoseconds> deadline) {
+        Point();
+        Release(mutex);
+        Block(Doing::kWaits, condition, deadline);
+        const bool isInTime = !g_self->isLate;
+        Acquire(mutex);
+        return isInTime;
+    }
+
+    void Notify(const CondVar* condition, bool all) {
+        Point();
+        std::vector<Thread*> waiters = On(condition);
+        if (!all && !waiters.empty()) {
+            waiters = {waiters[Below(waiters.size())]};
+        }
+        for (Thread* waiter : waiters) {
+            GoOn(*waiter);
+        }
+    }
+
+    void Sleep(Nanoseconds duration) { Block(Doing::kSleeps, nullptr, g_now + duration); }
+
+    /// The thread may be interrupted here.
+    void Point() {
+        CheckSelf();
+        if (++points_ > options_.points) {
+            Fail("the run does not end");
+        }
+        if (Below(1000) < options_.wakeUps) {
+            WakeSomebody();
+        }
+        if (Below(stay_) == 0) {
+            Switch();
+        }
+    }
+
+    /// Every thread says on its own stack where it is.
+    void TellAll() {
+        telling_ = true;
+        for (const auto& thread : threads_) {
+            if (thread->doing == Doing::kEnded) {
+                continue;
+            }
+            if (thread.get() == g_self) {
+                Tell(*thread);
+            } else {
+                sem_post(&thread->baton);
+                AwaitPosted(told_);
+            }
+        }
+    }
+
+private:
+    uint64_t Below(uint64_t bound) { return random_() % bound; }
+
+    static void CheckSelf() {
+        if (g_self == nullptr) {
+            Fail("a thread that is not the run's comes to a point");
+        }
+    }
+
+    std::vector<Thread*> On(const void* object) const {
+        std::vector<Thread*> threads;
+        for (const auto& thread : threads_) {
+            if (thread->object == object) {
+                threads.push_back(thread.get());
+            }
+        }
+        return threads;
+    }
+
+    static void GoOn(Thread& thread) {
+        thread.doing = Doing::kRuns;
+        thread.object = nullptr;
+        thread.deadline.reset();
+    }
+
+    void Acquire(const Mutex* mutex) {
+        for (auto owner = owners_.find(mutex); owner != owners_.end();
+             owner = owners_.find(mutex)) {
+            if (owner->second == g_self) {
+                Fail("a thread locks a mutex twice");
+            }
+            Block(Doing::kLocks, mutex, std::nullopt);
+        }
+        owners_[mutex] = g_self;
+    }
+
+    void Block(Doing doing, const void* object, std::optional<Nanoseconds> deadline) {
+        CheckSelf();
+        g_self->doing = doing;
+        g_self->object = object;
+        g_self->deadline = deadline;
+        g_self->isLate = false;
+        Switch();
+    }
+
+    void End(Thread& self) {
+        self.doing = Doing::kEnded;
+        for (Thread* waiter : On(&self)) {
+            GoOn(*waiter);
+        }
+        running_ = Choose();
+        sem_post(&running_->baton);
+    }
+
+    void WakeSomebody() {
+        std::vector<Thread*> waiters;
+        for (const auto& thread : threads_) {
+            if (thread->doing == Doing::kWaits) {
+                waiters.push_back(thread.get());
+            }
+        }
+        if (!waiters.empty()) {
+            GoOn(*waiters[Below(waiters.size())]);
+        }
+    }
+
+    void Switch() {
+        Thread& self = *g_self;
+        running_ = Choose();
+        if (running_ != &self) {
+            sem_post(&running_->baton);
+            AwaitBaton(self);
+        }
+    }
+
+    Thread* Choose() {
+        for (;;) {
+            uint64_t weights = 0;
+            for (const auto& thread : threads_) {
+                weights += thread->doing == Doing::kRuns ? thread->weight : 0;
+            }
+            uint64_t place = weights == 0 ? 0 : Below(weights);
+            for (const auto& thread : threads_) {
+                if (thread->doing != Doing::kRuns) {
+                    continue;
+                }
+                if (place < thread->weight) {
+                    return thread.get();
+                }
+                place -= thread->weight;
+            }
+            LetTimePass();
+        }
+    }
+
+    void LetTimePass() {
+        std::optional<Nanoseconds> next;
+        for (const auto& thread : threads_) {
+            if (thread->deadline && (!next || *thread->deadline < *next)) {
+                next = thread->deadline;
+            }
+        }
+        if (!next) {
+            Fail("deadlock: all wait, nobody for a time");
+        }
+        g_now = std::max(g_now, *next);
+        for (const auto& thread : threads_) {
+            if (thread->deadline && *thread->deadline <= g_now) {
+                GoOn(*thread);
+                thread->isLate = true;
+            }
+        }
+    }
+
+    static void AwaitPosted(sem_t& semaphore) {
+        while (sem_wait(&semaphore) != 0) {
+        }
+    }
+
+    void AwaitBaton(Thread& self) {
+        AwaitPosted(self.baton);
+        if (telling_) {
+            Tell(self);
+            sem_post(&told_);
+            AwaitPosted(self.baton);  // never comes
+        }
+    }
+
+    void Tell(const Thread& self) const;
+
+    const Options options_;
+    std::mt19937_64 random_;
+    uint64_t stay_ = 2;  // one of so many points is a switch
+    uint64_t points_ = 0;
+    std::vector<std::unique_ptr<Thread>> threads_;  // in the order of their beginning
+    Thread* running_ = nullptr;
+    std::unordered_map<const Mutex*, Thread*> owners_;
+    bool telling_ = false;
+    sem_t told_{};
+};
+
+std::unique_ptr<Scheduler> g_scheduler;  // of the run, if there is one
+
+std::string Readable(const char* symbol) {
+    std::string text = symbol;
+    const size_t begin = text.find("(_Z");
+    const size_t end = text.find_first_of("+)", begin);
+    if (begin == std::string::npos || end == std::string::npos) {
+        return text;
+    }
+    int status = 0;
+    const std::unique_ptr<char, decltype(&std::free)> name(
+        abi::__cxa_demangle(text.substr(begin + 1, end - begin - 1).c_str(), nullptr, nullptr,
+                            &status),
+        &std::free);
+    return name ? name.get() : text;
+}
+
+void Scheduler::Tell(const Thread& self) const {
+    std::string what = kDoingNames[static_cast<size_t>(self.doing)];
+    const auto owner = owners_.find(static_cast<const Mutex*>(self.object));
+    if (owner != owners_.end()) {
+        what += " of thread " + owner->second->name;
+    }
+    std::fprintf(stderr, "thread %s %s\n", self.name.c_str(), what.c_str());
+    void* frames[24];
+    const int depth = backtrace(frames, 24);
+    const std::unique_ptr<char*, decltype(&std::free)> symbols(backtrace_symbols(frames, depth),
+                                                               &std::free);
+    for (int frame = 1; symbols != nullptr && frame < depth; ++frame) {
+        std::fprintf(stderr, "    %s\n", Readable(symbols.get()[frame]).c_str());
+    }
+}
+
+[[noreturn]] void Fail(const std::string& what) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "seeded run failed: %s\n", what.c_str());
+    if (g_self != nullptr) {
+        g_scheduler->TellAll();
+    }
+    std::abort();
+}
+
+/// Waits for its thread's end when it is dropped.
+class Task {
+public:
+    explicit Task(Thread* thread) : thread_(thread) {}
+    ~Task() { g_scheduler->Join(thread_); }
+    Task(const Task&) = delete;
+    Task& operator=(const Task&) = delete;
+
+private:
+    Thread* thread_;
+};
+
+AsyncTask BeginTask(std::string name, std::function<void()> function) {
+    if (g_scheduler == nullptr) {
+        Fail("a thread is begun outside a run");
+    }
+    return AsyncTask(
+        std::make_shared<Task>(g_scheduler->Begin(std::move(name), std::move(function))));
+}
+
+}  // namespace
+
+Run::Run(const Options& options) {
+    g_scheduler = std::make_unique<Scheduler>(options);
+}
+
+Run::~Run() {
+    if (!g_scheduler->HaveAllBeenJoined()) {
+        Fail("the run ends before its threads");
+    }
+    g_scheduler.reset();
+}
+
+AsyncTask Begin(std::string name, std::function<void()> function) {
+    return BeginTask(std::move(name), std::move(function));
+}
+
+std::string ThreadName() {
+    return g_self == nullptr ? "" : g_self->name;
+}
+
+}  // namespace Seeded
+
+using Seeded::g_now;
+using Seeded::g_scheduler;
+using Seeded::Nanoseconds;
+
+void Mutex::Lock() {
+    if (g_scheduler != nullptr) {
+        g_scheduler->Lock(this);
+    }
+    native_.lock();
+}
+
+void Mutex::Unlock() {
+    native_.unlock();
+    if (g_scheduler != nullptr) {
+        g_scheduler->Release(this);
+        g_scheduler->Point();
+    }
+}
+
+void CondVar::NotifyOne() {
+    if (g_scheduler != nullptr) {
+        g_scheduler->Notify(this, false);
+    }
+}
+
+void CondVar::NotifyAll() {
+    if (g_scheduler != nullptr) {
+        g_scheduler->Notify(this, true);
+    }
+}
+
+void CondVar::Wait(Mutex& mutex) {
+    (void)WaitUntil(mutex, TimePoint::max());
+}
+
+bool CondVar::WaitUntil(Mutex& mutex, TimePoint deadline) {
+    if (g_scheduler == nullptr) {
+        Seeded::Fail("a wait outside a run");
+    }
+    mutex.native_.unlock();
+    const bool inTime = g_scheduler->Wait(
+        this, &mutex,
+        deadline == TimePoint::max() ? std::nullopt : std::optional(deadline.time_since_epoch()));
+    mutex.native_.lock();
+    return inTime;
+}
+
+// Both clocks show the same.
+bool CondVar::WaitUntil(Mutex& mutex, SystemTimePoint deadline) {
+    return WaitUntil(mutex, TimePoint(deadline.time_since_epoch()));
+}
+
+AsyncTask RunAsync(std::function<void()> function) {
+    if (g_scheduler != nullptr && !g_scheduler->HasThread()) {
+        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+    }
+    return Seeded::BeginTask("task", std::move(function));
+}
+
+TimePoint Now() {
+    return TimePoint(g_now);
+}
+
+SystemTimePoint SystemNow() {
+    return SystemTimePoint(g_now);
+}
+
+void Sleep(Milliseconds duration) {
+    if (g_scheduler == nullptr) {
+        g_now += duration;
+    } else {
+        g_scheduler->Sleep(duration);
+    }
+}
+
+}  // namespace ProcMgr
