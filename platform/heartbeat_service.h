@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/export.h"
+
 extern "C" {
 
 /// The service's two numbers for a sender; the group owner passes 3 and 1.
@@ -15,11 +17,12 @@ struct HeartBeatSendParams {
 
 /// Begins to send this process's heartbeat. The names need not be terminated.
 /// @return 0 on success, negative errno on failure
-int RegisterSendHeartBeat(const char* ownName, size_t ownNameLength, const char* targetName,
-                          size_t targetNameLength, const HeartBeatSendParams* params);
+GRPOWNER_PLATFORM_EXPORT int RegisterSendHeartBeat(const char* ownName, size_t ownNameLength,
+                                                   const char* targetName, size_t targetNameLength,
+                                                   const HeartBeatSendParams* params);
 
 /// Ends it; harmless when nothing was registered.
-int UnregisterSendHeartBeat(void);
+GRPOWNER_PLATFORM_EXPORT int UnregisterSendHeartBeat(void);
 
 /// Told once for each change, on the service's own thread, with no lock of the service held.
 /// @param name not terminated
@@ -31,12 +34,12 @@ typedef int (*HeartBeatCheckCallback)(const char* name, size_t nameLength, unsig
 /// Begins to check the heartbeat of the process `name`. Registering a name again is normal: it
 /// resets that name's clock.
 /// @return 0 on success, negative errno on failure
-int RegisterCheckHeartBeat(const char* name, size_t nameLength, uint32_t gid,
-                           HeartBeatCheckCallback callback);
+GRPOWNER_PLATFORM_EXPORT int RegisterCheckHeartBeat(const char* name, size_t nameLength,
+                                                    uint32_t gid, HeartBeatCheckCallback callback);
 
 /// Ends the check. No callback for the name begins after the return; harmless when unknown.
-int UnregisterCheckHeartBeat(const char* name, size_t nameLength);
+GRPOWNER_PLATFORM_EXPORT int UnregisterCheckHeartBeat(const char* name, size_t nameLength);
 
 /// Ends all checks; no callback begins after the return.
-int DisableAllCheckHeartBeat(void);
+GRPOWNER_PLATFORM_EXPORT int DisableAllCheckHeartBeat(void);
 }

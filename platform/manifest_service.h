@@ -9,11 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "platform/export.h"
+
 struct ManifestFields;  // the service's own record of one application
 
 /// What the start configuration says of one application. An immutable value, cheap to copy, safe to
 /// read on any thread.
-class ApplicationManifest {
+class GRPOWNER_PLATFORM_EXPORT ApplicationManifest {
 public:
     ApplicationManifest();
     explicit ApplicationManifest(std::shared_ptr<const ManifestFields> fields);
@@ -50,7 +52,7 @@ private:
 };
 
 /// A dependency graph that is consumed vertex by vertex. A value; the owner guards it.
-class DependGraph {
+class GRPOWNER_PLATFORM_EXPORT DependGraph {
 public:
     struct Body;  // the service's own
 
@@ -74,7 +76,7 @@ private:
 };
 
 /// The service's single instance. All operations may be called on any thread.
-class ParseAndDepend {
+class GRPOWNER_PLATFORM_EXPORT ParseAndDepend {
 public:
     /// The service's selector of what is parsed; the core passes 0 to ParseYaml and 1 to
     /// ParseToReplaceData.

@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/export.h"
+
 extern "C" {
 
 // --- Virtual files -------------------------------------------------------------------------------
@@ -41,7 +43,7 @@ struct IAMServiceDescriptor {
 };
 
 /// Offers a virtual file.
-int IAMRegisterService(const IAMServiceDescriptor* descriptor);
+GRPOWNER_PLATFORM_EXPORT int IAMRegisterService(const IAMServiceDescriptor* descriptor);
 
 // --- Shared memory -------------------------------------------------------------------------------
 
@@ -60,19 +62,21 @@ struct IAMShmPoolConfig {
     uint32_t blockCount;  // blocks that may be in use at a time
 };
 
-int IAMShmRegisterPoolWithConfig(const IAMShmPoolConfig* config, IAMShmPool* pool);
+GRPOWNER_PLATFORM_EXPORT int IAMShmRegisterPoolWithConfig(const IAMShmPoolConfig* config,
+                                                          IAMShmPool* pool);
 
 /// @return 0, anything else on failure
-int IAMShmDestroyPool(IAMShmPool* pool);
+GRPOWNER_PLATFORM_EXPORT int IAMShmDestroyPool(IAMShmPool* pool);
 
 /// @return 0, anything else when no block of that size is to be had
-int IAMShmHandleMalloc(IAMShmPool* pool, size_t size, IAMShmBlock* block);
+GRPOWNER_PLATFORM_EXPORT int IAMShmHandleMalloc(IAMShmPool* pool, size_t size, IAMShmBlock* block);
 
 /// @return 0, anything else on failure (nothing is written beyond a block)
-int IAMShmWrite(const IAMShmBlock* block, const void* source, size_t length, size_t offset);
+GRPOWNER_PLATFORM_EXPORT int IAMShmWrite(const IAMShmBlock* block, const void* source,
+                                         size_t length, size_t offset);
 
 /// @return 0, anything else on failure
-int IAMShmFree(IAMShmPool* pool, IAMShmBlock* block);
+GRPOWNER_PLATFORM_EXPORT int IAMShmFree(IAMShmPool* pool, IAMShmBlock* block);
 
 // --- Queues --------------------------------------------------------------------------------------
 
@@ -98,8 +102,9 @@ struct IAMQueueDescriptor {
     uint32_t flags;                        // the group owner passes 0
 };
 
-int IAMRegisterQueueService(const IAMQueueDescriptor* descriptor);
+GRPOWNER_PLATFORM_EXPORT int IAMRegisterQueueService(const IAMQueueDescriptor* descriptor);
 
 /// Puts a block on a reader's queue. On success the block belongs to the queue.
-int IAMDataEnqueue(uint64_t queue, IAMShmPool* pool, const IAMShmBlock* block);
+GRPOWNER_PLATFORM_EXPORT int IAMDataEnqueue(uint64_t queue, IAMShmPool* pool,
+                                            const IAMShmBlock* block);
 }

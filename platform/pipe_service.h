@@ -12,6 +12,8 @@
 
 #include <cstdint>
 
+#include "platform/export.h"
+
 extern "C" {
 
 /// A request. `data` belongs to whoever fills it in: to the caller while sending, to the service
@@ -46,22 +48,23 @@ struct EzcomOpenParams {
 
 /// Opens a pipe to the process of that name.
 /// @return a handle greater than 0, or negative errno (-11: busy)
-int EzcomOpen(const EzcomOpenParams* params);
+GRPOWNER_PLATFORM_EXPORT int EzcomOpen(const EzcomOpenParams* params);
 
 /// Sends a one-way request: all of it or nothing, without blocking.
 /// @return 0 or more on success, negative errno on failure
-int EzcomSendRequest(int fd, const EzcomRequest* request);
+GRPOWNER_PLATFORM_EXPORT int EzcomSendRequest(int fd, const EzcomRequest* request);
 
 /// Answers the request that the calling handler is handling.
-int EzcomSendResponse(int fd, const EzcomResponse* response);
+GRPOWNER_PLATFORM_EXPORT int EzcomSendResponse(int fd, const EzcomResponse* response);
 
 /// Sends a request and waits for its answer for the time that the pipe was opened with.
-int EzcomRPCSync(int fd, EzcomRequest* request, EzcomResponse* response);
+GRPOWNER_PLATFORM_EXPORT int EzcomRPCSync(int fd, EzcomRequest* request, EzcomResponse* response);
 
 /// The same with a time-out in milliseconds (-110, -ETIMEDOUT, when it passes). A later answer is
 /// dropped.
-int EzcomTimedRPCSync(int fd, EzcomRequest* request, EzcomResponse* response, int timeoutMs);
+GRPOWNER_PLATFORM_EXPORT int EzcomTimedRPCSync(int fd, EzcomRequest* request,
+                                               EzcomResponse* response, int timeoutMs);
 
 /// Closes the pipe. Waiting calls fail; no handler of this pipe begins after the return.
-int EzcomClosePipe(int fd);
+GRPOWNER_PLATFORM_EXPORT int EzcomClosePipe(int fd);
 }

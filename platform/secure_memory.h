@@ -6,12 +6,15 @@
 
 #include <cstddef>
 
+#include "platform/export.h"
+
 extern "C" {
 
 /// Copies `count` bytes into a destination of `destinationSize` bytes. The two must not overlap.
-[[nodiscard]] int memcpy_s(void* destination, size_t destinationSize, const void* source,
-                           size_t count);
+[[nodiscard]] GRPOWNER_PLATFORM_EXPORT int memcpy_s(void* destination, size_t destinationSize,
+                                                    const void* source, size_t count);
 
 /// Sets the first `count` bytes of a destination of `destinationSize` bytes.
-[[nodiscard]] int memset_s(void* destination, size_t destinationSize, int value, size_t count);
+[[nodiscard]] GRPOWNER_PLATFORM_EXPORT int memset_s(void* destination, size_t destinationSize,
+                                                    int value, size_t count);
 }

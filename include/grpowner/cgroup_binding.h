@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include "grpowner/export.h"
+
 namespace ProcMgr {
 
 struct CgroupInfo {
@@ -19,6 +21,6 @@ struct CgroupInfo {
 /// @param error gains a message for a "tasks" file that does not exist
 /// @return false when such a file is missing; true otherwise, even when an existing file could not
 ///         be written
-bool AddPidToCgroupTasks(const CgroupInfo& info, std::string& error);
+GRPOWNER_EXPORT bool AddPidToCgroupTasks(const CgroupInfo& info, std::string& error);
 
 }  // namespace ProcMgr

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "grpowner/export.h"
+
 /// Result of a change request for one application.
 enum class AppChangeState : uint32_t {
     SUCCESS = 0,
@@ -80,15 +82,15 @@ enum class AppAbnormalExitReason : uint32_t { START_IO_FAILURE = 1 };
 // The name of a value, widened; the empty string when it has none.
 
 /// Names by process state, which is numbered in another order than AppStateType.
-std::string GetProcessStateStr(uint64_t value);
-std::string GetReportAppStateTypeStr(uint64_t value);
-std::string GetBaseServiceStateTypeStr(uint64_t value);
-std::string GetAppExecStateStr(uint64_t value);
-std::string GetOptionType(uint64_t value);
-std::string GetGroupOwner(uint64_t value);
+GRPOWNER_EXPORT std::string GetProcessStateStr(uint64_t value);
+GRPOWNER_EXPORT std::string GetReportAppStateTypeStr(uint64_t value);
+GRPOWNER_EXPORT std::string GetBaseServiceStateTypeStr(uint64_t value);
+GRPOWNER_EXPORT std::string GetAppExecStateStr(uint64_t value);
+GRPOWNER_EXPORT std::string GetOptionType(uint64_t value);
+GRPOWNER_EXPORT std::string GetGroupOwner(uint64_t value);
 
 /// Names by AppChangeState.
-std::string GetAppState(uint64_t value);
-std::string GetSysState(uint64_t value);
+GRPOWNER_EXPORT std::string GetAppState(uint64_t value);
+GRPOWNER_EXPORT std::string GetSysState(uint64_t value);
 
 }  // namespace ProcMgr

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "grpowner/enumerations.h"
+#include "grpowner/export.h"
 
 namespace ProcMgr {
 
@@ -38,7 +39,7 @@ using SystemStateCallback = std::function<bool(int state, int timeout)>;
 using AppStateCallback =
     std::function<bool(const std::string& name, int pid, AppReportState state)>;
 
-class ProcMgrGrpOwner {
+class GRPOWNER_EXPORT ProcMgrGrpOwner {
 public:
     /// The one instance, built on first use.
     static ProcMgrGrpOwner& GetInstance();

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "grpowner/app_records.h"
+#include "grpowner/export.h"
 
 namespace ProcMgr {
 
@@ -39,7 +40,7 @@ using SetSystemStateTimeoutCallback = std::function<bool(int state, int timeout)
 using QueryAppStateCallback = std::function<bool(const std::vector<std::string>& names,
                                                  std::vector<AppStatus>& states, int timeout)>;
 
-class SsToOwnerServer {
+class GRPOWNER_EXPORT SsToOwnerServer {
 public:
     /// The one instance, built on first use.
     static SsToOwnerServer& GetInstance();

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/export.h"
 #include "platform/manifest_service.h"
 
 namespace GrpOwnerLinux {
@@ -22,10 +23,11 @@ namespace GrpOwnerLinux {
 /// /run/grpowner for root, else $XDG_RUNTIME_DIR/grpowner, else a private directory (mode 0700)
 /// under the system's temporary one.
 /// @param error filled in with the reason when the result is empty
-std::string RunDirectory(std::string& error);
+GRPOWNER_PLATFORM_EXPORT std::string RunDirectory(std::string& error);
 
 /// The socket on which the process of this name accepts pipes: "<run directory>/<name>.pipe".
-std::string PipePath(std::string_view runDirectory, std::string_view processName);
+GRPOWNER_PLATFORM_EXPORT std::string PipePath(std::string_view runDirectory,
+                                              std::string_view processName);
 
 // --- Pipes ---------------------------------------------------------------------------------------
 
@@ -34,17 +36,19 @@ std::string PipePath(std::string_view runDirectory, std::string_view processName
 using PipeEndHandler = std::function<void(int fd, const std::string& reason)>;
 
 /// To be set before the pipe is opened.
-void SetPipeEndHandler(PipeEndHandler handler);
+GRPOWNER_PLATFORM_EXPORT void SetPipeEndHandler(PipeEndHandler handler);
 
 /// The pid of the process that serves the newest pipe to that name, as the kernel knows it; 0 when
 /// there is no pipe to it.
-int PipePeer(std::string_view target);
+GRPOWNER_PLATFORM_EXPORT int PipePeer(std::string_view target);
 
 // --- Virtual files and queues --------------------------------------------------------------------
 
 /// Sockets: "<run directory>/<name>.vfs" and "<run directory>/<name>.queue".
-std::string VirtualFilePath(std::string_view runDirectory, std::string_view name);
-std::string QueuePath(std::string_view runDirectory, std::string_view name);
+GRPOWNER_PLATFORM_EXPORT std::string VirtualFilePath(std::string_view runDirectory,
+                                                     std::string_view name);
+GRPOWNER_PLATFORM_EXPORT std::string QueuePath(std::string_view runDirectory,
+                                               std::string_view name);
 
 /// What connections to virtual files are told and may do. Root, the process's own user and the
 /// members of `changeGroup` may give every command, others only those of `openCommands`.
@@ -57,21 +61,21 @@ struct VirtualFileOptions {
 };
 
 /// To be set before the virtual file is registered.
-void SetVirtualFileOptions(VirtualFileOptions options);
+GRPOWNER_PLATFORM_EXPORT void SetVirtualFileOptions(VirtualFileOptions options);
 
 // --- Heartbeats ----------------------------------------------------------------------------------
 
 /// Sets the period of a checked application; three missed beats count as lost. The period stays
 /// known over registrations. 0 forgets it: the application is then never lost.
-void SetHeartBeatPeriod(const std::string& name, uint32_t periodMs);
+GRPOWNER_PLATFORM_EXPORT void SetHeartBeatPeriod(const std::string& name, uint32_t periodMs);
 
 /// An application's heartbeat has arrived. Also said at readiness, from where beats are counted.
-void HeartBeatArrived(const std::string& name, uint32_t pid);
+GRPOWNER_PLATFORM_EXPORT void HeartBeatArrived(const std::string& name, uint32_t pid);
 
 // --- Configuration -------------------------------------------------------------------------------
 
 /// The replacement pairs that ParseToReplaceData answers.
-void SetMatchData(const ParseAndDepend::MatchData& matchData);
+GRPOWNER_PLATFORM_EXPORT void SetMatchData(const ParseAndDepend::MatchData& matchData);
 
 /// One finding in a configuration file. Lines and columns count from 1, columns in characters.
 struct Diagnostic {
@@ -89,14 +93,14 @@ struct Diagnostic {
 struct Configuration {
     std::vector<ApplicationManifest> manifests;  // in the order of the file
     std::vector<Diagnostic> diagnostics;         // sorted by place
-    bool Ok() const;                             // no error among them
+    GRPOWNER_PLATFORM_EXPORT bool Ok() const;    // no error among them
 };
 
 /// Reads a start configuration and all that is wrong with it. No manifests when there are errors.
-Configuration LoadConfiguration(const std::string& path,
-                                const ParseAndDepend::MatchData& matchData);
+GRPOWNER_PLATFORM_EXPORT Configuration
+LoadConfiguration(const std::string& path, const ParseAndDepend::MatchData& matchData);
 
 /// The findings as people read them: place, text, caret and help.
-std::string RenderDiagnostics(const std::vector<Diagnostic>& diagnostics);
+GRPOWNER_PLATFORM_EXPORT std::string RenderDiagnostics(const std::vector<Diagnostic>& diagnostics);
 
 }  // namespace GrpOwnerLinux

@@ -10,7 +10,7 @@
 
 /// The vertices of a graph, by number. A hidden vertex only passes order on: it is popped by itself
 /// as soon as it waits for nothing and is never offered.
-struct DependGraph::Body {
+struct __attribute__((visibility("hidden"))) DependGraph::Body {
     struct Vertex {
         const std::string* name = nullptr;  // points into `numbers`
         std::vector<size_t> waiting;        // those that wait for this one

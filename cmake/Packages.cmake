@@ -1,0 +1,1 @@
+# Debian packages, one for each component: see `tools/package`.
