@@ -94,10 +94,16 @@ bool ApplicationManager::ChangeApp(const std::vector<AppInfoForServer>& term,
         return false;
     }
     ResetChangeAppInfo(timeoutMs);
-    if (RunPhases(term, LastOfEach(start), LastOfEach(restart))) {
+    const std::vector<AppInfoForServer> toStart = LastOfEach(start);
+    const std::vector<AppInfoForServer> toRestart = LastOfEach(restart);
+    if (RunPhases(term, toStart, toRestart)) {
         GRP_EVENT("ApplicationManager: ChangeApp end.");
     }
-    return MergeChangeAppResult(results);
+    // A result may still come behind the deadline of its phase. Then nothing has failed, but what
+    // the later phases were to do has not been done.
+    const size_t listed = LastOfEach(term).size() + toStart.size() + toRestart.size();
+    const size_t before = results.size();
+    return MergeChangeAppResult(results) && results.size() - before == listed;
 }
 
 void ApplicationManager::ResetChangeAppInfo(int32_t timeoutMs) {
