@@ -155,7 +155,8 @@ void World::Meddle(ProcMgrGrpOwner& owner, uint64_t seed) {
 void World::CheckAgreement() {
     for (const std::string& name : names_) {
         const auto application = Group::Find(name);
-        Check((application != nullptr && application->IsAppRunning()) == manager_->Runs(name),
+        Check(watch_.HasCrossed(name) ||
+                  (application != nullptr && application->IsAppRunning()) == manager_->Runs(name),
               name + " runs for one of owner and process manager only");
     }
 }

@@ -89,6 +89,10 @@ void Watch::Request(const GrpOwnerTest::PmRequest& request) {
     for (const auto& app : request.apps) {
         text += " " + app.name;
         Check(names.insert(app.name).second, app.name + " stands twice in a request");
+        const Told& told = told_[app.name];
+        if (request.type == GrpOwnerTest::kRestart && told.endWasTold < told.endBegan) {
+            crossed_.insert(app.name);
+        }
     }
     Note(text);
     if (request.type == GrpOwnerTest::kStart) {

@@ -39,6 +39,11 @@ public:
     void EndReport(const GrpOwnerTest::PmReport& report);
     void OwnWord(const std::string& name);
     void Notice(const std::string& name, ProcMgr::AppReportState state);
+    /// Whether a request to restart the application once crossed the report of its end. The owner
+    /// takes that for the end of the restart, and then holds for down what the process manager
+    /// runs.
+    bool HasCrossed(const std::string& name) const { return crossed_.count(name) > 0; }
+
     /// The notices on the calling thread since the last call.
     std::vector<std::string> TakeNotices();
 
@@ -68,6 +73,7 @@ private:
     std::map<std::string, Batch> starts_;  // by thread
     std::map<std::string, Batch> terms_;
     std::map<std::string, std::vector<std::string>> notices_;
+    std::set<std::string> crossed_;
     std::set<std::string> strangers_;  // threads whose report was of nobody's application
 };
 
