@@ -50,16 +50,15 @@ std::string StateName(SysState state) {
 }
 
 int ToSystemState(const std::string& text) {
-    std::vector<std::string> names;
     for (const SysState state : kStates) {
-        names.push_back(StateName(state));
-        if (Lower(text) == names.back()) {
+        if (Lower(text) == StateName(state)) {
             return static_cast<int>(state);
         }
     }
     if (const auto number = ToNumber<int>(text)) {
         return *number;
     }
+    const std::vector<std::string> names = SystemStateNames();
     throw Failure{kWrongUsage, Quote(text) + " is not a system state", "",
                   GrpOwnerLinux::UseOneOf(text, {names.begin(), names.end()}) + ", or a number"};
 }
@@ -109,6 +108,14 @@ Failure WhyNotReloaded(const GrpOwnerClient::Facts& facts) {
 }
 
 }  // namespace
+
+std::vector<std::string> SystemStateNames() {
+    std::vector<std::string> names;
+    for (const SysState state : kStates) {
+        names.push_back(StateName(state));
+    }
+    return names;
+}
 
 int RunSetState(const Options& options) {
     const int state = ToSystemState(options.operands.front());

@@ -1,15 +1,21 @@
 #include <clocale>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <optional>
 
 #include "client/grpctl/command_line.h"
+#include "client/grpctl/completion.h"
 #include "client/grpctl/failure.h"
 #include "client/grpctl/verbs.h"
 
 namespace {
 
 int Run(int argc, char** argv) {
+    if (argc > 1 && std::strcmp(argv[1], "__complete") == 0) {  // of the shells' own, in no help
+        GrpCtl::Complete({argv + 2, argv + argc});
+        return GrpCtl::kDone;
+    }
     const std::optional<GrpCtl::Options> options = GrpCtl::ReadCommandLine(argc, argv);
     const int code =
         options ? GrpCtl::FindVerb(options->verb)->run(*options) : static_cast<int>(GrpCtl::kDone);

@@ -121,6 +121,16 @@ std::string FindOwnerSocket(const Options& options) {
     return options.owner.empty() ? FindOnly(kOwners) : FindNamed(options.owner, kOwners);
 }
 
+std::vector<std::string> OwnerNames() {
+    std::vector<std::string> names;
+    for (const std::string& directory : Directories()) {
+        for (const fs::path& socket : SocketsIn(directory, kOwners.ending)) {
+            names.push_back(socket.stem().string());
+        }
+    }
+    return names;
+}
+
 std::string FindQueueSocket(const Options& options, const std::string& name) {
     if (!name.empty()) {
         return name.find('/') == std::string::npos ? FindNamed(name, kQueues) : name;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "client/grpctl/failure.h"
 #include "client/grpctl/interrupt.h"
 #include "client/grpctl/options.h"
@@ -28,6 +31,9 @@ private:
 
 /// The socket of the owner that is meant.
 std::string FindOwnerSocket(const Options& options);
+
+/// Of all owners that can be seen.
+std::vector<std::string> OwnerNames();
 
 /// The socket of the event queue of this name; without a name the only one there is.
 std::string FindQueueSocket(const Options& options, const std::string& name);

@@ -1,6 +1,9 @@
 #pragma once
 // What the verbs do. Each returns its exit code or throws a Failure.
 
+#include <string>
+#include <vector>
+
 #include "client/grpctl/options.h"
 
 namespace GrpCtl {
@@ -17,6 +20,7 @@ int RunChange(const Options& options);
 int RunStopAll(const Options& options);
 
 int RunSetState(const Options& options);
+std::vector<std::string> SystemStateNames();
 int RunVerify(const Options& options);
 int RunReload(const Options& options);
 int RunDump(const Options& options);
