@@ -3,17 +3,15 @@
 #include <random>
 #include <thread>
 
+#include "platform/memory/memory_platform.h"
 #include "tests/support/group.h"
 #include "tests/support/isolated.h"
-#include "tests/support/log_assertions.h"
 #include "tests/support/manifest_builder.h"
 
 namespace GrpOwnerTest {
 namespace {
 
 using namespace GrpOwnerMemory;
-using ProcMgr::AppStateType;
-
 using Apps = std::vector<ManifestFields>;
 
 // The group boots; every application is asked for once, after what it depends on, and runs.
@@ -71,55 +69,6 @@ TEST(Boot, RandomLayersInRandomOrder) {
         group.pm.SetHabits({inside, percent(), percent(), 1 + percent() / 10, random() % 4 != 0});
         ExpectUpInOrder(apps, group);
     });
-}
-
-// The lines that a boot leaves in the log, each thread's in its order, and what goes to the process
-// manager: the manifest's arguments included.
-SCENARIO(Boot, LogAndRecords) {
-    Group group({App("a").DependsOn({"b"}).Arguments({"-x", "1"}), App("b")});
-    ASSERT_TRUE(group.EnableAndStart());
-    EXPECT_TRUE(LoggedInOrder({
-        {kInfo, "GroupOwner: ProcMgrAgent RegAppStateChangeCallBack."},
-        {kWarning, "ApplicationManager: StartBaseApplication begin."},
-        {kWarning, "StartApps begin."},
-        {kInfo, "noDependsList in startAppMap appName=b"},
-        {kWarning, "StartNoDependsApps start begin."},
-        {kInfo, "InitApplicationState appName:b  Start()"},
-        {kWarning, "StartNoDependsApps add b to startAppList."},
-        {kWarning, "StartNoDependsApps emAgent StartApp begin."},
-        {kWarning, "StartNoDependsApps emAgent StartApp end."},
-        {kWarning, "StartNoDependsApps start end."},
-        {kInfo, "noDependsList in startAppMap appName=a"},
-        {kWarning, "StartNoDependsApps add a to startAppList."},
-        {kWarning, "StartApp end."},
-        {kWarning, "ApplicationManager: StartBaseApplication end."},
-    }));
-    EXPECT_EQ(group.pm.LastRequest("a").arguments, (std::vector<std::string>{"-x", "1"}));
-    EXPECT_EQ(group.Notices(),
-              (std::vector<std::string>{"b 1000 SWITCH_ON RUNNING", "a 1001 SWITCH_ON RUNNING"}));
-}
-
-// An application that reports itself counts as running by its own word alone, whichever of its word
-// and the started report comes first.
-SCENARIO(Boot, OwnWordAndReportInEitherOrder) {
-    Group group({App("early").Reporting(), App("late").Reporting()});
-    group.pm.SetReadiness({"early", "late"}, nullptr);
-    group.pm.Hold();
-    ASSERT_TRUE(group.Enable());
-    std::thread boot([&group] { EXPECT_TRUE(group.Start()); });
-    EXPECT_TRUE(WaitUntil([&] { return group.pm.Count(PmEvent::kAskedStart, "late") == 1; }));
-    group.SayReady("early", 7);
-    group.pm.Release();
-    EXPECT_TRUE(group.pm.WaitIdle());
-    EXPECT_TRUE(Group::Runs("early"));
-    EXPECT_EQ(Group::State("late"), AppStateType::STARTING);
-    group.SayReady("late", 8);
-    boot.join();
-    // The owner tells of a start only where the process manager's report finds it running.
-    const std::string pid = std::to_string(group.pm.PidOf("early"));
-    EXPECT_EQ(group.Notices(), (std::vector<std::string>{"early " + pid + " SWITCH_ON RUNNING"}));
-    EXPECT_TRUE(
-        Logged(kEvent, "GrpOwnerServer: ReportAppStateFromApp. (appName=late,state=on,pid=8)"));
 }
 
 // A dependency outside the boot that comes up meanwhile, by a restart, lets its dependants start.

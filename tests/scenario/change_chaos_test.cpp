@@ -122,7 +122,6 @@ SCENARIO(ChangeChaos, ManyEntries) {
     Group group(apps);
     group.pm.SetHabits({0, 100, 50, 20, true});
     ASSERT_TRUE(group.EnableAndStart());
-    ASSERT_TRUE(group.pm.WaitIdle());
     std::vector<ProcMgr::AppChangeInfo> results;
     EXPECT_TRUE(ProcMgr::ApplicationManager::GetInstance().ChangeApp(lists[0], lists[1], lists[2],
                                                                      results, 60000));

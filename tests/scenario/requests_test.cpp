@@ -24,7 +24,6 @@ TEST(Requests, FullChangeSet) {
                      App("view").Driving().DependsOn({"cam"}), App("tool").Template()},
                     seed);
         ASSERT_TRUE(group.EnableAndStart());
-        ASSERT_TRUE(group.pm.WaitIdle());
         const Habits habits[] = {{}, {100}, {0, 100, 100, 3, true}, {50, 100, 100, 4, true}};
         group.pm.SetHabits(habits[seed % 4]);
         const size_t booted = group.pm.Events().size();
@@ -54,7 +53,6 @@ SCENARIO(Requests, NoticesInOrder) {
     Group group({App("low"), App("top").DependsOn({"low"}), App("new").Driving(),
                  App("beat").HeartBeat(7)});
     ASSERT_TRUE(group.EnableAndStart());
-    ASSERT_TRUE(group.pm.WaitIdle());
     EXPECT_EQ(NotifyHeartBeat("beat", 1001, 1), 1);
     group.ForgetNotices();
     EXPECT_EQ(AskChange({"low", "top"}, {"new"}, {"beat"}), "5#1#new#0#low#0#top#0#beat#0#");
@@ -69,13 +67,14 @@ SCENARIO(Requests, NoticesInOrder) {
 // Two at a time: while the first one's change set waits, the second is refused change sets and
 // reloads and gets everything else; and the same while its reload goes on.
 SCENARIO(Requests, SecondManagerMeanwhile) {
-    Group group({App("a"), App("b").Driving()});
+    Group group({App("a"), App("b").Driving().DependsOn({"a"})});
     ASSERT_TRUE(group.EnableAndStart());
-    ASSERT_TRUE(group.pm.WaitIdle());
     const auto meanwhile = [] {
+        ClearLog();
         EXPECT_EQ(AskChange({"a"}, {}), "1#0#");
         EXPECT_EQ(Ask(kReloadConfiguration), "0");
         EXPECT_EQ(Ask(kDump), "1");
+        EXPECT_TRUE(Logged(kWarning, "app=b depend=a "));
         EXPECT_EQ(Ask(kListApps), "1#a#b#");
         EXPECT_EQ(Ask(kVerifyApps, "2#a#2#b#0#"), "1");
         constexpr char kAnswer[] = "\1\1\0\0\0\1\0\0\0a\xE8\3\0\0\0\0\0";

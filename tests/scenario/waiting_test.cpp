@@ -6,6 +6,7 @@
 #include "tests/support/isolated.h"
 #include "tests/support/log_assertions.h"
 #include "tests/support/manifest_builder.h"
+#include "tests/support/requests.h"
 
 namespace GrpOwnerTest {
 namespace {
@@ -34,7 +35,8 @@ SCENARIO(Waiting, Query) {
     group.pm.SetHabits({100});
     ASSERT_TRUE(group.EnableAndStart());
     SetSendHook(nullptr);
-    const std::map<int, int> waits = {{50, 4500}, {999, 999}, {1000, 900}, {5000, 4500}};
+    const std::map<int, int> waits = {{-1, 4500},  {99, 4500},   {100, 100},   {999, 999},
+                                      {1000, 900}, {4999, 4899}, {5000, 4500}, {5001, 4501}};
     for (const auto& [timeout, wait] : waits) {
         const auto begin = Now();
         EXPECT_EQ(Query({"a", "nobody"}, timeout), "failed nobody -1 1");
@@ -55,6 +57,7 @@ SCENARIO(Waiting, StopAll) {
     ASSERT_TRUE(group.EnableAndStart());
     std::map<std::string, bool> results;
     ASSERT_EQ(group.owner.ChangeAppState({}, {"d", "e"}, {}, results), 0);
+    EXPECT_EQ(results, (std::map<std::string, bool>{{"d", true}, {"e", true}}));
     ProcMgr::GrpOwnerServer server;
     group.pm.SetFate("e", Fate::kStaysSilent);
     auto begin = Now();
@@ -68,6 +71,30 @@ SCENARIO(Waiting, StopAll) {
     EXPECT_EQ(Now() - begin, Milliseconds(2 * 1000));
     EXPECT_EQ(Group::State("base"), ProcMgr::AppStateType::TERMINATED);
     EXPECT_EQ(group.pm.Count(PmEvent::kAskedTerm, "idle"), 0u);
+}
+
+// An application that ignores the first request to end is told again when another one has ended.
+// Another stop in the middle of the first finds it in progress, in all of its passes, and fails.
+SCENARIO(Waiting, StopAllOfAStubbornApplicationAndASecondStop) {
+    Group group({App("base"), App("stubborn").Driving(), App("tool").Template()});
+    group.pm.SetHabits({100});
+    ASSERT_TRUE(group.EnableAndStart());
+    ASSERT_EQ(AskChange({}, {"stubborn", "tool"}), "3#1#stubborn#0#tool#0#");
+    group.pm.SetFate("stubborn", Fate::kStaysSilent);
+    std::string second;
+    ASSERT_EQ(group.owner.SubscribeAppState([&](const std::string& name, int, auto) {
+        if (name == "tool") {
+            second = Ask(kStopAll);
+            group.pm.SetFate("stubborn", Fate::kRuns);
+        }
+        return true;
+    }),
+              0);
+    EXPECT_EQ(Ask(kStopAll), "1");
+    EXPECT_EQ(second, "0");
+    EXPECT_EQ(Group::State("stubborn"), ProcMgr::AppStateType::TERMINATED);
+    EXPECT_EQ(Ask(kStopAll), "1");  // once more, with nothing left to do
+    EXPECT_EQ(group.pm.Count(PmEvent::kAskedTerm, "base"), 1u);
 }
 
 }  // namespace

@@ -9,12 +9,8 @@
 
 namespace GrpOwnerTest {
 
-/// Whether exactly this line was logged at this level; a negative answer names lines that come
-/// near.
+/// Whether exactly this line was logged at this level.
 testing::AssertionResult Logged(int level, const std::string& text);
-
-/// The same, `times` times.
-testing::AssertionResult LoggedTimes(int level, const std::string& text, size_t times);
 
 struct Expected {
     int level;

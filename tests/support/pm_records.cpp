@@ -1,6 +1,8 @@
 #include "tests/support/pm_records.h"
 
+#include <cstdio>
 #include <cstring>
+#include <sstream>
 #include <stdexcept>
 
 namespace GrpOwnerTest {
@@ -18,23 +20,15 @@ constexpr size_t kDataSize = 3964;
 /// Takes "#"-terminated fields off the front of a text.
 class Fields {
 public:
-    explicit Fields(std::string text) : text_(std::move(text)) {}
+    explicit Fields(const std::string& text) : text_(text) {}
     std::string Text() {
-        const size_t end = text_.find('#', place_);
-        if (end == std::string::npos) {
-            Broken("a field without its '#' in \"" + text_ + "\"");
+        std::string field;
+        if (!std::getline(text_, field, '#') || text_.eof()) {
+            Broken("it runs dry");
         }
-        std::string field = text_.substr(place_, end - place_);
-        place_ = end + 1;
         return field;
     }
-    uint32_t Number() {
-        const std::string field = Text();
-        if (field.empty() || field.find_first_not_of("0123456789") != std::string::npos) {
-            Broken("\"" + field + "\" is no number");
-        }
-        return static_cast<uint32_t>(std::stoul(field));
-    }
+    uint32_t Number() { return static_cast<uint32_t>(std::stoul(Text())); }
     std::vector<std::string> List() {
         std::vector<std::string> list(Number());
         for (std::string& entry : list) {
@@ -42,15 +36,10 @@ public:
         }
         return list;
     }
-    void End() const {
-        if (place_ != text_.size()) {
-            Broken("more than announced in \"" + text_ + "\"");
-        }
-    }
+    bool IsAtEnd() { return text_.peek() == EOF; }
 
 private:
-    std::string text_;
-    size_t place_ = 0;
+    std::istringstream text_;
 };
 
 PmAppRequest DecodeApp(Fields& fields, bool withArguments) {
@@ -116,7 +105,9 @@ PmRequest DecodeRequest(const std::string& bytes) {
         default:
             Broken("type " + std::to_string(request.type));
     }
-    fields.End();
+    if (!fields.IsAtEnd()) {
+        Broken("more than announced");
+    }
     return request;
 }
 

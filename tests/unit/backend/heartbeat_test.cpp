@@ -1,13 +1,11 @@
-// Lost and back again, on a clock that the test moves; then once through the real service.
+// Lost and back again, on a clock that the test moves.
 
 #include <gtest/gtest.h>
 
 #include <future>
 #include <thread>
 
-#include "platform/heartbeat_service.h"
 #include "platform/linux/heartbeat_monitor.h"
-#include "platform/linux/host.h"
 #include "tests/unit/backend/pipe_server.h"
 
 namespace BackendTest {
@@ -141,19 +139,6 @@ TEST_F(HeartBeatTest, UnregistersOnlyWhenTheCallbackHasEnded) {
         const Lines expected{"camera 7 lost", "callback ends", "unregistered"};
         EXPECT_EQ(Told::Instance().WaitFor(3), expected);
     }
-}
-
-TEST_F(HeartBeatTest, RunsOnTheServicesOwnThread) {
-    GrpOwnerLinux::SetHeartBeatPeriod("clock", 1);
-    ASSERT_EQ(RegisterCheckHeartBeat("clock!", 5, 0, Record), 0);
-    GrpOwnerLinux::HeartBeatArrived("clock", 9);
-    EXPECT_EQ(Told::Instance().WaitFor(1), Lines{"clock 9 lost"});
-    GrpOwnerLinux::SetHeartBeatPeriod("clock", 1'000'000);
-    GrpOwnerLinux::HeartBeatArrived("clock", 10);
-    EXPECT_EQ(Told::Instance().WaitFor(2), (Lines{"clock 9 lost", "clock 10 back"}));
-    EXPECT_EQ(DisableAllCheckHeartBeat(), 0);
-    EXPECT_EQ(RegisterCheckHeartBeat("clock", 0, 0, Record), -EINVAL);
-    EXPECT_EQ(RegisterCheckHeartBeat("clock", 5, 0, nullptr), -EINVAL);
 }
 
 }  // namespace

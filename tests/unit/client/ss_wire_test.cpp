@@ -80,32 +80,24 @@ TEST(SsWire, FillsARecordToItsEnd) {
               "applications");
 }
 
-// A thousand names of any length arrive once each and in order; no part can overflow its answer,
-// and none could have taken the next name as well.
-TEST(SsWire, SplitsAThousandNames) {
-    std::vector<std::string> names;
-    for (size_t index = 0; index < 1000; ++index) {
-        names.push_back(std::to_string(index) + std::string(index * 37 % 211, 'n'));
-    }
-    names.insert(names.begin() + 500, std::string(kLongestName, 'l'));
-    const auto parts = SplitQuery(names);
-    ASSERT_TRUE(parts);
-    const auto cost = [](const std::string& name) { return 12 + name.size(); };
-    std::vector<std::string> joined;
-    size_t last = 3983;
-    for (const auto& part : *parts) {
-        ASSERT_FALSE(part.empty());
-        EXPECT_GT(last + cost(part.front()), 3983U);
-        last = 0;
-        for (const std::string& name : part) {
-            last += cost(name);
-            joined.push_back(name);
+// A name costs its answer twelve bytes and its own, and an answer has room for 3983.
+TEST(SsWire, SplitsNamesByWhatTheirAnswersNeed) {
+    const auto sizes = [](const std::vector<size_t>& lengths) {
+        std::vector<std::string> names;
+        for (const size_t length : lengths) {
+            names.emplace_back(length, 'n');
         }
-        EXPECT_LE(last, 3983U);
-    }
-    EXPECT_EQ(joined, names);
-    EXPECT_EQ(Outcome(SplitQuery({std::string(kLongestName + 1, 'l')}), [](auto&) { return "ok"; }),
-              "usage");
+        return Outcome(SplitQuery(names), [](const auto& parts) {
+            std::string text;
+            for (const auto& part : parts) {
+                text += std::to_string(part.size()) + " ";
+            }
+            return text;
+        });
+    };
+    EXPECT_EQ(sizes({1979, 1980, 1980, 1980, 1}), "2 1 2 ");
+    EXPECT_EQ(sizes({1, kLongestName, 1}), "1 1 1 ");
+    EXPECT_EQ(sizes({kLongestName + 1}), "usage");
 }
 
 TEST(SsWire, BelievesNoTextThatIsNotInForm) {

@@ -11,7 +11,6 @@
 #include "src/common/cgroup_tasks.h"
 #include "src/common/logging.h"
 #include "src/common/process_utils.h"
-#include "src/common/wait_ladder.h"
 
 namespace ProcMgr {
 namespace {
@@ -42,15 +41,6 @@ TEST(ProcessUtils, BootTrace) {
     EXPECT_EQ(FormatBootStrace(5, 1, "x"), "[5.000000s][BOOT_TRACE][x]");
     EXPECT_EQ(FormatBootStrace(1500000, 1000000000, ""), "[0.001500s][BOOT_TRACE][]");
     EXPECT_EQ(FormatBootStrace(5, 0, "x"), "");
-}
-
-TEST(WaitLadder, BothSidesOfEachStep) {
-    const std::pair<int32_t, int> steps[] = {
-        {-1, 4500},  {0, 4500},    {99, 4500},   {100, 100},   {999, 999},
-        {1000, 900}, {4999, 4899}, {5000, 4500}, {5001, 4501}, {INT32_MIN, 4500}};
-    for (const auto& [timeout, wait] : steps) {
-        EXPECT_EQ(EffectiveWait(timeout), Milliseconds(wait)) << timeout;
-    }
 }
 
 // Each controller that is asked for gets the pid appended to its group's tasks, unless the group

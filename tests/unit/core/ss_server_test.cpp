@@ -2,11 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
-#include <thread>
 
 #include "platform/memory/memory_platform.h"
 #include "src/common/logging.h"
@@ -127,24 +125,14 @@ SCENARIO(SsServer, EveryCommandReachesItsCallback) {
     EXPECT_EQ(client.Ioctl(6, tooLong.bytes.data() + 1, kRecord), kCopyFailed);
     EXPECT_EQ(tooLong.bytes,
               "7" + std::string("\x95\x0F\0\0\0\0\0\0", 8) + "7777" + std::string(3988, '\0'));
+    EXPECT_EQ(client.Ioctl(2, tooLong.bytes.data() + 1, kRecord - 1), kBadArgument);
+    EXPECT_EQ(client.Ioctl(2, nullptr, kRecord), kBadArgument);
+    EXPECT_EQ(SsToOwnerServerImpl::MyIoctl(nullptr, 2, nullptr), kBadArgument);
     Record lie("1");
     lie.bytes.replace(1, 8, 8, '\xFF');
     g_told.clear();
     EXPECT_EQ(client.Ioctl(2, lie.bytes.data() + 1, kRecord), 10);
     EXPECT_EQ(g_told, "-1");
-}
-
-SCENARIO(SsServer, BuffersThatAreNoRecord) {
-    std::string buffer(kRecord + 1, '7');
-    IAMMgrFile file{"ss"};
-    for (const size_t length : {size_t{0}, kRecord - 1, kRecord, kRecord + 1}) {
-        IAMIoctlArg argument{length, length == kRecord ? nullptr : buffer.data()};
-        EXPECT_EQ(SsToOwnerServerImpl::MyIoctl(&file, 2, &argument), kBadArgument);
-        EXPECT_TRUE(
-            Logged(kError, "SsToOwnerRequestMsg ioBuf invalid. (expectSize=4000bytes,realSize=" +
-                               std::to_string(length) + "bytes)"));
-    }
-    EXPECT_EQ(SsToOwnerServerImpl::MyIoctl(&file, 2, nullptr), kBadArgument);
 }
 
 // Without any callback and with callbacks that throw.
@@ -180,23 +168,6 @@ SCENARIO(SsServer, RegistrationIsTriedUntilItSucceeds) {
     EXPECT_EQ(OfferedServices()[1].timeoutMs, 30528);
     VirtualFileClient client(kFile);
     EXPECT_TRUE(Answers(client, 2, "1", "1#"));  // what was told although it failed is kept
-}
-
-// A command is answered while another one runs, and a callback may be replaced while it runs.
-SCENARIO(SsServer, CommandsSideBySide) {
-    std::atomic<int> step{0};
-    const auto wait = [&](int wanted) { return WaitUntil([&] { return step == wanted; }); };
-    Server().RegStopAllAppCallBackImpl([&] { return step = 1, wait(2); }, kFile);
-    std::thread other([] {
-        VirtualFileClient client(kFile);
-        EXPECT_TRUE(Answers(client, 5, "", "1"));
-    });
-    EXPECT_TRUE(wait(1));
-    Server().RegStopAllAppCallBackImpl([] { return false; }, kFile);
-    VirtualFileClient client(kFile);
-    EXPECT_TRUE(Answers(client, 5, "", "0"));
-    step = 2;
-    other.join();
 }
 
 const std::string kQueue = "events";
@@ -249,13 +220,6 @@ SCENARIO(SystemEventQueue, AReaderThatFails) {
     EXPECT_EQ(Server().ReportSysEvent({4}), 0);  // the first is gone all the same
 }
 
-struct ServerWithNullReader : SsToOwnerServerImpl {
-    static void AddNullReader() {
-        MutexLock lock(poolMutex_);
-        (*procQfsFileMap_)[nullptr] = {};
-    }
-};
-
 SCENARIO(SystemEventQueue, ReadersThatDoNotGetIn) {
     ScriptMessaging(MessagingCall::kRegisterQueue, -6);
     EXPECT_EQ(Server().InitSysEventServer(kQueue), -6);
@@ -264,10 +228,6 @@ SCENARIO(SystemEventQueue, ReadersThatDoNotGetIn) {
     EXPECT_EQ(QueueReader(kQueue, "r0").OpenResult(), -7);
     EXPECT_EQ(SsToOwnerServerImpl::SsToOwnerServerOpen(nullptr), -1);
     EXPECT_EQ(Server().ReportSysEvent({1}), 0);
-    QueueReader next(kQueue, "r1");
-    ServerWithNullReader::AddNullReader();
-    EXPECT_EQ(Server().ReportSysEvent({1}), 0x00F10001);
-    EXPECT_EQ(next.Take(), Events{"1"});
 }
 
 }  // namespace

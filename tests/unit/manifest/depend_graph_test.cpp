@@ -81,27 +81,6 @@ TEST(DependGraph, AgreesWithTheClosureOnRandomMaps) {
     }
 }
 
-// Ten thousand applications in a row are nothing special: neither the stack nor the time ends.
-TEST(DependGraph, LargeChain) {
-    constexpr size_t kSize = 10000;
-    DependsMap chain;
-    Names all;
-    for (size_t i = 0; i < kSize; ++i) {
-        chain[Name(i)] = i == 0 ? NameSet{} : NameSet{Name(i - 1)};
-        all.push_back(Name(i));
-    }
-    Names unknown;
-    DependGraph start = BuildStartGraph(chain, {Name(kSize - 1)}, unknown);
-    DependGraph term = BuildTermGraph(chain, all, unknown);
-    for (size_t i = 0; i < kSize; ++i) {
-        ASSERT_EQ(start.GetNoDependVertices(), NameSet{Name(i)});
-        start.Pop(Name(i));
-        ASSERT_EQ(term.GetNoDependVertices(), NameSet{Name(kSize - 1 - i)});
-        term.Pop(Name(kSize - 1 - i));
-    }
-    EXPECT_TRUE(start.IsEmpty() && term.IsEmpty());
-}
-
 // Rings and names that nobody knows: no graph hangs, and what is popped out of turn is gone.
 TEST(DependGraph, OddMapsNeitherHangNorFail) {
     const DependsMap cyclic = {

@@ -82,19 +82,18 @@ TEST_F(LaunchTest, HandsOverArgumentsAndParameters) {
     Expect("app", Kind::kAbnormalExit, 1024 + EINVAL);
 }
 
-TEST_F(LaunchTest, RunsASharedObjectByItsHost) {
-    Boot("  app: {shared_object: {name: part.so, path: /lib/part, host: /bin/echo}, args: [x]}\n",
-         {"--log-dir", Path("logs")});
-    owner->Start({"app"});
-    Expect("app", Kind::kStarted);
-    Expect("app", Kind::kNormalExit);
-    EXPECT_EQ(ReadAll(Path("logs/app.log")), "/lib/part part.so x\n");
-}
-
-// What it prints is kept over restarts, in the file and, for the log of a crash, in the ring.
-TEST_F(LaunchTest, CapturesOutput) {
-    Boot("  app: {command: [/bin/sh, -c, 'echo last words; exit 3']}\n",
+// A shared object runs by its host. What is printed is kept over restarts, in the file and, for the
+// log of a crash, in the ring.
+TEST_F(LaunchTest, RunsSharedObjectsAndCapturesOutput) {
+    Boot(R"(
+  part: {shared_object: {name: part.so, path: /lib/part, host: /bin/echo}, args: [x]}
+  app: {command: [/bin/sh, -c, 'echo last words; exit 3']}
+)",
          {"--log-dir", Path("logs"), "--capture", "16"});
+    owner->Start({"part"});
+    Expect("part", Kind::kStarted);
+    Expect("part", Kind::kNormalExit);
+    EXPECT_EQ(ReadAll(Path("logs/part.log")), "/lib/part part.so x\n");
     for (int i = 0; i < 2; ++i) {
         owner->Start({"app"});
         Expect("app", Kind::kStarted);
