@@ -135,10 +135,16 @@ bool ApplicationManager::AddAndClaimIfIdle(Tables tables) {
     for (auto [from, to] : {std::pair(&tables.base, &baseApplications_),
                             std::pair(&tables.driving, &drivingApplications_)}) {
         for (auto& [name, application] : *from) {
+            // One that had vanished or was a template's is an ordinary application from now on.
+            removable_.erase(name);
+            vanished_.erase(name);
             if (FindLocked(name) == nullptr) {
                 to->emplace(name, std::move(application));
             }
         }
+    }
+    for (const auto& entry : tables.dynamicManifests) {
+        vanished_.erase(entry.first);
     }
     dynamicManifests_.merge(tables.dynamicManifests);
     KeepDependsLocked();

@@ -155,6 +155,12 @@ SCENARIO(Reload, VanishedThroughFailureAndEnabling) {
     SetParseHook(nullptr);
     ASSERT_TRUE(group.Enable());
     EXPECT_EQ(Depends(), left);
+    // Configured anew, it is one like any other.
+    SetConfiguration({App("bus"), App("other")});
+    ASSERT_TRUE(group.Enable());
+    group.pm.Report({{"other", group.pm.PidOf("other"), kExited}});
+    EXPECT_EQ(Group::State("other"), AppStateType::TERMINATED);
+    EXPECT_EQ(Depends(), (ParseAndDepend::DependsMap{{"bus", {}}, {"other", {}}}));
 }
 
 // A name that another table of the configuration has meanwhile keeps its record when the owner is
