@@ -123,6 +123,8 @@ public:
     std::vector<std::string> BaseNames() const EXCLUDES(mutex_);
     std::vector<std::shared_ptr<Application>> DrivingApplications() const EXCLUDES(mutex_);
 
+    /// Stores what the process manager says of an application; false when there is none.
+    bool SetDetailStatus(const std::string& name, uint32_t status) EXCLUDES(mutex_);
     /// Wakes the thread that waits for the process manager's answer to a state query.
     static void NotifyQueryAppState();
 

@@ -98,6 +98,16 @@ AppStatus ApplicationManager::StatusOf(const std::string& name) {
     return {name, application->GetPid(), application->GetDetailStatus()};
 }
 
+// Look-up and change are one critical section, so that no reload can come between them.
+bool ApplicationManager::SetDetailStatus(const std::string& name, uint32_t status) {
+    MutexLock lock(mutex_);
+    const auto application = FindOrCreateLocked(name, false);
+    if (application != nullptr) {
+        application->SetDetailStatus(status);
+    }
+    return application != nullptr;
+}
+
 std::vector<std::string> ApplicationManager::BaseNames() const {
     MutexLock lock(mutex_);
     std::vector<std::string> names;

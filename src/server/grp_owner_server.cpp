@@ -1,5 +1,6 @@
 #include "src/server/grp_owner_server.h"
 
+#include <algorithm>
 #include <exception>
 
 #include "platform/heartbeat_service.h"
@@ -211,14 +212,11 @@ std::shared_ptr<Application> GrpOwnerServer::FindApp(const std::string& name) co
 
 void GrpOwnerServer::QueryAppStateRespFromProcMgr(const std::map<std::string, uint32_t>& details) {
     for (const auto& [name, detail] : details) {
-        const auto application = ApplicationManager::GetInstance().FindApplication(name, false);
-        if (application == nullptr) {
+        const uint32_t status = std::min(detail, kInvalidDetailState);
+        if (!ApplicationManager::GetInstance().SetDetailStatus(name, status)) {
             GRP_EVENT("GrpOwnerServer: %s is not in this group.", name.c_str());
-        } else if (detail < kInvalidDetailState) {
-            application->SetDetailStatus(detail);
-        } else {
+        } else if (status == kInvalidDetailState) {
             GRP_ERROR("GrpOwnerServer: %s detailstatus %u invalid", name.c_str(), detail);
-            application->SetDetailStatus(kInvalidDetailState);
         }
     }
     ApplicationManager::NotifyQueryAppState();

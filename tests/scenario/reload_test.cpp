@@ -223,6 +223,8 @@ TEST(Reload, NoReportIsLost) {
             EXPECT_TRUE(group.pm.WaitIdle());
             EXPECT_TRUE(Group::Runs(name));
             EXPECT_EQ(Group::Find(name)->GetPid(), static_cast<int32_t>(group.pm.PidOf(name)));
+            ASSERT_TRUE(Deliver(EncodeQueryAnswer({{name, round % 3}})));
+            EXPECT_EQ(Group::Find(name)->GetDetailStatus(), static_cast<uint32_t>(round % 3));
         }
         reloads.join();
     });
