@@ -166,7 +166,7 @@ private:
     bool FillAppInfoAndStart(StartPass& pass, StartAppInfo& batch);
     enum class StartOutcome { kMissing, kRefused, kRunsAlready, kAccepted };
     StartOutcome BeginStart(const AppInfoForServer& app) EXCLUDES(mutex_);
-    void StartNoDependsApps(const std::vector<AppInfoForServer>& apps);
+    void StartNoDependsApps(const std::vector<AppInfoForServer>& apps, StartAppInfo& batch);
     void SendStart(const std::vector<Message::StartAppInfo>& apps);
     void EndSend(const std::vector<std::string>& names) EXCLUDES(mutex_);
     bool MustBeDownLocked(const std::string& name) const REQUIRES(mutex_);

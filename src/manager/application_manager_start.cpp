@@ -138,7 +138,7 @@ bool ApplicationManager::FillAppInfoAndStart(StartPass& pass, StartAppInfo& batc
         }
     }
     if (!pass.freeNames.empty()) {
-        StartNoDependsApps(toStart);
+        StartNoDependsApps(toStart, batch);
     }
     return true;
 }
@@ -166,7 +166,9 @@ ApplicationManager::StartOutcome ApplicationManager::BeginStart(const AppInfoFor
     return StartOutcome::kAccepted;
 }
 
-void ApplicationManager::StartNoDependsApps(const std::vector<AppInfoForServer>& apps) {
+// A refusal is for the batch that asked alone: the other one may have this very start under way.
+void ApplicationManager::StartNoDependsApps(const std::vector<AppInfoForServer>& apps,
+                                            StartAppInfo& batch) {
     GRP_WARNING("StartNoDependsApps start begin.");
     std::vector<Message::StartAppInfo> toSend;
     for (const AppInfoForServer& app : apps) {
@@ -180,7 +182,7 @@ void ApplicationManager::StartNoDependsApps(const std::vector<AppInfoForServer>&
             case StartOutcome::kRefused:
                 GRP_ERROR("StartApp %s failed. because cannot restart in this state!",
                           app.name.c_str());
-                ReportStartAppResult(app.name, AppChangeState::START_FAILED);
+                batch.Report(app.name, AppChangeState::START_FAILED);
                 break;
             case StartOutcome::kRunsAlready:
                 ReportStartAppResult(app.name, AppChangeState::SUCCESS);

@@ -1,11 +1,13 @@
 // What a group does when something on its way up goes wrong.
 
 #include <functional>
+#include <thread>
 
 #include "tests/support/group.h"
 #include "tests/support/isolated.h"
 #include "tests/support/log_assertions.h"
 #include "tests/support/manifest_builder.h"
+#include "tests/support/requests.h"
 
 namespace GrpOwnerTest {
 namespace {
@@ -49,6 +51,21 @@ SCENARIO(BootFailure, DependencyNotRequestedAndDown) {
     EXPECT_FALSE(group.Start());
     EXPECT_EQ(group.pm.Events().size(), 0u);
     EXPECT_EQ(CountLog(kError, kTimedOut), 0u);
+}
+
+// A change set that asks for what the boot is starting is refused, and the boot goes on.
+SCENARIO(BootFailure, NoBusinessOfTheBoot) {
+    Group group({App("bus"), App("top").DependsOn({"bus"}), App("bad").DependsOn({"bus"}),
+                 App("idle").DependsOn({"tool"}), App("tool").Template()});
+    group.pm.SetFate("bad", Fate::kCannotStart);
+    group.pm.Hold();
+    ASSERT_TRUE(group.Enable());
+    std::thread boot([&group] { EXPECT_FALSE(group.Start()); });
+    EXPECT_TRUE(WaitUntil([&] { return group.pm.Count(PmEvent::kAskedStart, "bus") == 1; }));
+    EXPECT_EQ(AskChange({}, {"bus"}), "2#0#bus#2#");
+    group.pm.Release();
+    boot.join();
+    EXPECT_TRUE(Group::Runs("top"));
 }
 
 // An application that never answers: the batch ends by its time-out; the report that comes after it
