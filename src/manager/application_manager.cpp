@@ -78,6 +78,15 @@ bool ApplicationManager::HasEndedForGoodLocked(const std::string& name) const {
     return state == AppStateType::TERMINATED || state == AppStateType::INITSTATE;
 }
 
+// A template's record also comes into being when it is only looked at.
+void ApplicationManager::RemoveEndedLocked() {
+    for (const std::string& name : Names(removable_)) {
+        if (HasEndedForGoodLocked(name)) {
+            RemoveLocked(name);
+        }
+    }
+}
+
 void ApplicationManager::RemoveLocked(const std::string& name) {
     drivingApplications_.erase(name);
     removable_.erase(name);

@@ -155,6 +155,7 @@ private:
     std::shared_ptr<Application> CreateDynamicLocked(const std::string& name) REQUIRES(mutex_);
     bool HasEndedForGoodLocked(const std::string& name) const REQUIRES(mutex_);
     void RemoveLocked(const std::string& name) REQUIRES(mutex_);
+    void RemoveEndedLocked() REQUIRES(mutex_);
 
     // Start.
     class BaseStart;

@@ -69,18 +69,13 @@ bool ApplicationManager::ClaimChange(Names toStart, Names toRestart) {
     return true;
 }
 
-// What the change set kept or made without getting it up goes now: removals were skipped meanwhile,
-// and a template's record also comes into being when it is only looked at.
+// What the change set kept or made without getting it up goes now: removals were skipped meanwhile.
 void ApplicationManager::ReleaseChange() {
     MutexLock lock(mutex_);
     isTransitionFinished_ = true;
     stillToStart_.clear();
     stillToRestart_.clear();
-    for (const std::string& name : Names(removable_)) {
-        if (HasEndedForGoodLocked(name)) {
-            RemoveLocked(name);
-        }
-    }
+    RemoveEndedLocked();
 }
 
 bool ApplicationManager::ChangeApp(const std::vector<AppInfoForServer>& term,

@@ -320,17 +320,27 @@ Milliseconds ApplicationManager::BatchWait(int32_t timeoutMs, uint32_t ownTimeou
 class ApplicationManager::BaseStart {
 public:
     explicit BaseStart(ApplicationManager& manager) : manager_(manager) {
-        MutexLock lock(manager_.mutex_);
-        ++manager_.baseStarts_;
+        if (Begin()) {
+            manager_.baseStart_.Reset();  // or names that a reload has dropped would count for ever
+        }
     }
     ~BaseStart() {
         MutexLock lock(manager_.mutex_);
         --manager_.baseStarts_;
+        if (manager_.isTransitionFinished_) {
+            manager_.RemoveEndedLocked();
+        }
     }
     BaseStart(const BaseStart&) = delete;
     BaseStart& operator=(const BaseStart&) = delete;
 
 private:
+    /// Whether it is the only one.
+    bool Begin() {
+        MutexLock lock(manager_.mutex_);
+        return ++manager_.baseStarts_ == 1;
+    }
+
     ApplicationManager& manager_;
 };
 

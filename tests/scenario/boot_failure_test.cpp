@@ -53,7 +53,8 @@ SCENARIO(BootFailure, DependencyNotRequestedAndDown) {
     EXPECT_EQ(CountLog(kError, kTimedOut), 0u);
 }
 
-// A change set that asks for what the boot is starting is refused, and the boot goes on.
+// A change set that asks for what the boot is starting is refused, and the boot goes on. It leaves
+// no record of a template, nor the failure of one that is no longer configured to the next boot.
 SCENARIO(BootFailure, NoBusinessOfTheBoot) {
     Group group({App("bus"), App("top").DependsOn({"bus"}), App("bad").DependsOn({"bus"}),
                  App("idle").DependsOn({"tool"}), App("tool").Template()});
@@ -66,6 +67,10 @@ SCENARIO(BootFailure, NoBusinessOfTheBoot) {
     group.pm.Release();
     boot.join();
     EXPECT_TRUE(Group::Runs("top"));
+    EXPECT_EQ(Ask(kListApps), "1#bad#bus#idle#top#");
+    SetConfiguration({App("bus"), App("top").DependsOn({"bus"})});
+    EXPECT_EQ(Ask(kReloadConfiguration), "1");
+    EXPECT_TRUE(group.Start());
 }
 
 // An application that never answers: the batch ends by its time-out; the report that comes after it
