@@ -22,12 +22,15 @@ void ApplicationManager::ReportRestartAppResult(const std::string& name, AppChan
 
 void ApplicationManager::ReportAppResult(const std::string& name, AppChangeState state,
                                          AppStateType before) {
+    // A start batch may wait for an application that it does not start itself; the end of one that
+    // ran is nobody's result, but ends that wait too.
+    if (state != AppChangeState::PROCESSING || before == AppStateType::RUNNING) {
+        baseStart_.NoteMoved(name);
+        changeStart_.NoteMoved(name);
+    }
     if (state == AppChangeState::PROCESSING) {
         return;
     }
-    // A start batch may wait for an application that it does not start itself.
-    baseStart_.NoteMoved(name);
-    changeStart_.NoteMoved(name);
     switch (before) {
         case AppStateType::INITSTATE:
         case AppStateType::STARTING:
