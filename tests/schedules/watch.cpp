@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include "src/common/sync_seeded.h"
 
@@ -14,13 +15,8 @@ using ProcMgr::Seeded::ThreadName;
 
 namespace {
 
-/// What stands between two texts of a line; empty when it is another line.
-std::string Between(const std::string& line, const std::string& before, const std::string& after) {
-    const size_t begin = line.find(before);
-    const size_t end = line.find(after, begin == std::string::npos ? begin : begin + before.size());
-    return end == std::string::npos
-               ? ""
-               : line.substr(begin + before.size(), end - begin - before.size());
+std::string NowText() {
+    return std::to_string(ProcMgr::Now().time_since_epoch() / Milliseconds(1)) + " " + ThreadName();
 }
 
 bool Needs(const ParseAndDepend::DependsMap& depends, const std::string& who,
@@ -32,30 +28,19 @@ bool Needs(const ParseAndDepend::DependsMap& depends, const std::string& who,
            });
 }
 
-/// The time since boot is the machine's, not the run's.
-std::string WithoutStamp(std::string line) {
-    const size_t end = line.find("s][BOOT_TRACE]");
-    return end == std::string::npos ? line : line.erase(0, end + 2);
-}
-
 }  // namespace
 
-void Broken(const std::string& what) {
-    std::fflush(stdout);
-    std::fprintf(
-        stderr, "broken at %lld ms on thread %s: %s\n",
-        static_cast<long long>(std::chrono::duration_cast<ProcMgr::Milliseconds>(
-                                   ProcMgr::Now().time_since_epoch() - std::chrono::hours(1000))
-                                   .count()),
-        ThreadName().c_str(), what.c_str());
-    _exit(1);
+void Check(bool holds, const std::string& what) {
+    if (!holds) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "%s: %s\n", NowText().c_str(), what.c_str());
+        _exit(1);
+    }
 }
 
 void Watch::Note(const std::string& text) {
     ++events_;
-    const auto now = std::chrono::duration_cast<ProcMgr::Milliseconds>(
-        ProcMgr::Now().time_since_epoch() - std::chrono::hours(1000));
-    const std::string line = std::to_string(now.count()) + " " + ThreadName() + ": " + text;
+    const std::string line = NowText() + ": " + text;
     for (const char character : line) {
         digest_ = (digest_ ^ static_cast<unsigned char>(character)) * 1099511628211U;
     }
@@ -64,22 +49,28 @@ void Watch::Note(const std::string& text) {
     }
 }
 
-void Watch::Line(const std::string& text) {
-    const std::string line = WithoutStamp(text);
-    Note(line);
-    const std::string thread = ThreadName();
-    if (line == "StartApps begin.") {
-        starts_[thread] = {events_, ParseAndDepend::GetInstance().GetApplicationDependsMap(), {}};
-    } else if (line == "TermApps begin.") {
-        terms_[thread] = {events_, ParseAndDepend::GetInstance().GetApplicationDependsMap(), {}};
-    } else if (line == "TermApps end." || line.find("TermApps failed time-out.") != line.npos) {
-        terms_.erase(thread);
-    } else if (line.find("is not in this group.") != line.npos) {
-        strangers_.insert(thread);
+void Watch::Line(std::string line) {
+    // The time since boot is the machine's, not the run's.
+    if (const size_t stamp = line.find("[BOOT_TRACE]"); stamp != line.npos) {
+        line.erase(0, stamp);
     }
-    const std::string name = Between(line, "ReportTermAppResult: appName=", ",");
-    if (!name.empty()) {
-        told_[name].termResult = events_;
+    Note(line);
+    const auto has = [&line](const char* text) { return line.find(text) != line.npos; };
+    const auto batch = [this] {
+        return Batch{events_, ParseAndDepend::GetInstance().GetApplicationDependsMap(), {}};
+    };
+    constexpr char kResult[] = "ReportTermAppResult: appName=";
+    if (has("StartApps begin.")) {
+        starts_[ThreadName()] = batch();
+    } else if (has("TermApps begin.")) {
+        terms_[ThreadName()] = batch();
+    } else if (has("TermApps end.") || has("TermApps failed time-out.")) {
+        terms_.erase(ThreadName());
+    } else if (has("is not in this group.")) {
+        foreign_.insert(ThreadName());
+    } else if (has(kResult)) {
+        const size_t begin = line.find(kResult) + sizeof(kResult) - 1;
+        told_[line.substr(begin, line.find(',') - begin)].termResult = events_;
     }
 }
 
@@ -104,7 +95,6 @@ void Watch::Request(const GrpOwnerTest::PmRequest& request) {
 
 void Watch::CheckStart(const std::string& name) {
     Batch& batch = starts_[ThreadName()];
-    Check(batch.began > 0, name + " is started by no batch");
     Check(batch.sent.insert(name).second, name + " is sent for start twice by a batch");
     for (const std::string& dependency : batch.depends[name]) {
         const Told& told = told_[dependency];
@@ -134,41 +124,32 @@ void Watch::CheckTerm(const std::set<std::string>& names) {
 
 void Watch::BeginReport(const PmReport& report) {
     Note("report " + std::to_string(report.type) + " of " + report.name);
-    Told& told = told_[report.name];
     const bool isEnd =
         report.type == GrpOwnerTest::kExited || report.type == GrpOwnerTest::kCrashed;
-    (isEnd ? told.endBegan : told.running) = events_;
-    notices_[ThreadName()].clear();
-    strangers_.erase(ThreadName());
+    (isEnd ? told_[report.name].endBegan : told_[report.name].running) = events_;
+    (void)TakeNotices();
+    foreign_.erase(ThreadName());
 }
 
-// A stop is told of whatever the owner held of the application; a start, if it counts as one.
+// An end is told of whatever the owner held of the application; a start, if it counts as one.
 void Watch::EndReport(const PmReport& report) {
     Note("end of report");
-    if (report.type != GrpOwnerTest::kStarted && report.type != GrpOwnerTest::kRestarted) {
+    if (report.type == GrpOwnerTest::kExited || report.type == GrpOwnerTest::kCrashed) {
         told_[report.name].endWasTold = events_;
     }
-    std::vector<std::string> notices = TakeNotices();
-    if (strangers_.count(ThreadName()) > 0) {
-        Check(notices.empty(), "a notice of a foreign application");
-        return;
+    Names notices = TakeNotices();
+    const bool mayRun =
+        report.type == GrpOwnerTest::kStarted || report.type == GrpOwnerTest::kRestarted;
+    if (mayRun && !notices.empty() && notices.back() == report.name + " 0") {
+        notices.pop_back();
     }
-    const auto isFirst = [&](const char* what) {
-        return !notices.empty() && notices.front() == report.name + " " + what;
-    };
-    switch (report.type) {
-        case GrpOwnerTest::kExited:
-            return Check(notices.size() == 1 && isFirst("1"), "no notice of an exit");
-        case GrpOwnerTest::kCrashed:
-            return Check(notices.size() == 1 && isFirst("4"), "no notice of a crash");
-        case GrpOwnerTest::kRestarted:
-            return Check(notices.size() <= 2 && isFirst("1"), "no notice of a restart's stop");
-        case GrpOwnerTest::kStarted:
-            return Check(notices.empty() || (notices.size() == 1 && isFirst("0")),
-                         "a wrong notice of a start");
-        default:
-            return Check(notices.empty(), "a notice of a termination that failed");
-    }
+    const std::map<uint32_t, const char*> ends = {{GrpOwnerTest::kRestarted, " 1"},
+                                                  {GrpOwnerTest::kExited, " 1"},
+                                                  {GrpOwnerTest::kCrashed, " 4"}};
+    const auto end = ends.find(report.type);
+    const bool isTold = end != ends.end() && foreign_.count(ThreadName()) == 0;
+    Check(notices == (isTold ? Names{report.name + end->second} : Names{}),
+          "the wrong notices of a report");
 }
 
 void Watch::OwnWord(const std::string& name) {
@@ -176,12 +157,12 @@ void Watch::OwnWord(const std::string& name) {
     told_[name].running = events_;
 }
 
-void Watch::Notice(const std::string& name, ProcMgr::AppReportState state) {
-    notices_[ThreadName()].push_back(name + " " + std::to_string(static_cast<uint32_t>(state)));
-    Note("notice " + notices_[ThreadName()].back());
+void Watch::Notice(const std::string& notice) {
+    Note("notice " + notice);
+    notices_[ThreadName()].push_back(notice);
 }
 
-std::vector<std::string> Watch::TakeNotices() {
+Names Watch::TakeNotices() {
     return std::exchange(notices_[ThreadName()], {});
 }
 

@@ -1,8 +1,6 @@
 #pragma once
 
 #include "tests/schedules/process_manager.h"
-#include "tests/schedules/watch.h"
-#include "tests/schedules/weather.h"
 
 namespace Schedules {
 
@@ -10,7 +8,7 @@ namespace Schedules {
 /// and when it comes. Used by one thread.
 class Requester {
 public:
-    Requester(const Names& names, Weather weather, uint64_t seed, ProcessManager& manager,
+    Requester(const Names& names, Weather weather, uint64_t seed, const ProcessManager& manager,
               Watch& watch)
         : names_(names), weather_(weather), random_(seed), manager_(manager), watch_(watch) {}
 
@@ -18,25 +16,21 @@ public:
     void AskAnything();
     /// One that changes nothing.
     void AskOnly();
-    /// Lists at random; in calm weather all that can succeed has to.
-    void Change();
-    /// @return the names whose result is no success; nothing but "refused" when it was
+    /// @return the names whose result is no success; of a refusal "refused" alone
     Names Change(const Names& term, const Names& start, const Names& restart, int timeout);
-    void Query(const Names& names);
-    bool StopAll();
+    void Query();
     bool Reload();
 
 private:
     Names Some();
-    std::string Ask(unsigned command, const std::string& payload, int timeout,
-                    ProcMgr::Milliseconds bound);
-    void CheckSuccess(const Names& failed, const Names& term, const Names& start);
+    /// @param bound the longest that it may take, busy pipes apart
+    std::string Ask(unsigned command, const std::string& payload = {}, int timeout = 5000,
+                    Milliseconds bound = Milliseconds(0));
 
     const Names& names_;
     const Weather weather_;
     Random random_;
-    std::map<std::string, unsigned> restarts_;
-    ProcessManager& manager_;
+    const ProcessManager& manager_;
     Watch& watch_;
 };
 
