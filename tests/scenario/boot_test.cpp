@@ -1,74 +1,76 @@
-// How a group comes up.
+// How a group comes up when something on its way goes wrong or goes on already.
 
-#include <random>
+#include <functional>
 #include <thread>
 
-#include "platform/memory/memory_platform.h"
 #include "tests/support/group.h"
 #include "tests/support/isolated.h"
+#include "tests/support/log_assertions.h"
 #include "tests/support/manifest_builder.h"
+#include "tests/support/requests.h"
 
 namespace GrpOwnerTest {
 namespace {
 
 using namespace GrpOwnerMemory;
-using Apps = std::vector<ManifestFields>;
+using ProcMgr::AppStateType;
 
-// The group boots; every application is asked for once, after what it depends on, and runs.
-void ExpectUpInOrder(const Apps& apps, Group& group) {
-    EXPECT_TRUE(group.EnableAndStart());
-    EXPECT_EQ(OrderFault(apps, group.pm.Events()), "");
-    for (const ManifestFields& app : apps) {
-        EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, app.appName), 1u) << app.appName;
-        EXPECT_TRUE(Group::Runs(app.appName)) << app.appName;
-    }
-}
+constexpr char kTimedOut[] = "StartApp failed. timeout=4500(ms)";
 
-// A group of random layers, none or up to six.
-Apps RandomLayers(std::mt19937_64& random) {
-    Apps apps;
-    std::vector<std::string> lower;
-    for (size_t layers = random() % 7; layers > 0; --layers) {
-        std::vector<std::string> layer;
-        for (size_t width = 1 + random() % 8; width > 0; --width) {
-            App app("app" + std::to_string(apps.size()));
-            std::set<std::string> depends;
-            for (const std::string& name : lower) {
-                if (random() % 4 == 0) {
-                    depends.insert(name);
-                }
-            }
-            app.DependsOn(depends);
-            switch (random() % 10) {
-                case 0:
-                    app.RosNode();
-                    break;
-                case 1:
-                    app.Reporting();
-            }
-            if (random() % 3 == 0) {
-                app.HeartBeat(5);
-            }
-            apps.push_back(app);
-            layer.push_back(apps.back().appName);
+// A dependency that cannot start: what stands on it is marked as failed at once, not when the time
+// is over, and what does not depend on it runs; the next boot brings up the rest.
+TEST(Boot, DependencyFails) {
+    for (const Fate fate : {Fate::kCrashes, Fate::kExits, Fate::kCannotStart}) {
+        for (const unsigned inside : {0, 100}) {
+            RunIsolated([fate, inside] {
+                Group group({App("top").DependsOn({"middle"}), App("middle").DependsOn({"bad"}),
+                             App("bad"), App("other")});
+                group.pm.SetFate("bad", fate);
+                group.pm.SetHabits({inside});
+                ASSERT_TRUE(group.Enable());
+                EXPECT_FALSE(group.Start());
+                ASSERT_TRUE(group.pm.WaitIdle());
+                EXPECT_TRUE(Group::Runs("other"));
+                EXPECT_EQ(Group::State("bad"), AppStateType::TERMINATED);
+                EXPECT_EQ(Group::State("middle"), AppStateType::INITSTATE);
+                EXPECT_EQ(CountLog(kError, kTimedOut), 0u);
+                EXPECT_TRUE(Logged(
+                    kError, "Base application start failed. (Name=top,result=START_FAILED)"));
+                group.pm.SetFate("bad", Fate::kRuns);
+                EXPECT_TRUE(group.Start());
+                EXPECT_TRUE(Group::Runs("top"));
+            });
         }
-        lower.insert(lower.end(), layer.begin(), layer.end());
     }
-    return apps;
 }
 
-// Whatever the shape of a group and whether the process manager answers at once or later, twice,
-// many in one record or with strangers.
-TEST(Boot, RandomLayersInRandomOrder) {
-    ForSeeds(200, [](uint64_t seed) {
-        std::mt19937_64 random(seed);
-        const Apps apps = RandomLayers(random);
-        Group group(apps, seed);
-        const auto percent = [&random] { return static_cast<unsigned>(random() % 101); };
-        const unsigned inside = random() % 4 == 0 ? 100 : percent() / 2;
-        group.pm.SetHabits({inside, percent(), percent(), 1 + percent() / 10, random() % 4 != 0});
-        ExpectUpInOrder(apps, group);
-    });
+// A dependency that is neither requested nor running ends the batch without waiting.
+SCENARIO(Boot, DependencyNotRequestedAndDown) {
+    Group group({App("a").DependsOn({"down"}), App("down").Driving()});
+    ASSERT_TRUE(group.Enable());
+    EXPECT_FALSE(group.Start());
+    EXPECT_EQ(group.pm.Events().size(), 0u);
+    EXPECT_EQ(CountLog(kError, kTimedOut), 0u);
+}
+
+// A change set that asks for what the boot is starting is refused, and the boot goes on. It leaves
+// no record of a template, nor the failure of one that is no longer configured to the next boot.
+SCENARIO(Boot, NoBusinessOfTheBoot) {
+    Group group({App("bus"), App("top").DependsOn({"bus"}), App("bad").DependsOn({"bus"}),
+                 App("idle").DependsOn({"tool"}), App("tool").Template()});
+    group.pm.SetFate("bad", Fate::kCannotStart);
+    group.pm.Hold();
+    ASSERT_TRUE(group.Enable());
+    std::thread boot([&group] { EXPECT_FALSE(group.Start()); });
+    EXPECT_TRUE(WaitUntil([&] { return group.pm.Count(PmEvent::kAskedStart, "bus") == 1; }));
+    EXPECT_EQ(AskChange({}, {"bus"}), "2#0#bus#2#");
+    group.pm.Release();
+    boot.join();
+    EXPECT_TRUE(Group::Runs("top"));
+    EXPECT_EQ(Ask(kListApps), "1#bad#bus#idle#top#");
+    SetConfiguration({App("bus"), App("top").DependsOn({"bus"})});
+    EXPECT_EQ(Ask(kReloadConfiguration), "1");
+    EXPECT_TRUE(group.Start());
 }
 
 // A dependency outside the boot that comes up meanwhile, by a restart, lets its dependants start.
@@ -85,6 +87,97 @@ SCENARIO(Boot, DependencyThatIsNotRequested) {
     boot.join();
     EXPECT_TRUE(Group::Runs("a"));
     EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, "b"), 0u);
+}
+
+// An application that never answers: the batch ends by its time-out; the report that comes after it
+// still counts, harms nothing, and lets the next boot bring up what had been waiting.
+SCENARIO(Boot, TimeOutAndLateReport) {
+    Group group({App("a").DependsOn({"slow"}), App("slow")});
+    group.pm.Hold();
+    ASSERT_TRUE(group.Enable());
+    EXPECT_FALSE(group.Start());
+    EXPECT_TRUE(Logged(kError, kTimedOut));
+    EXPECT_TRUE(Logged(kError, "Base application start failed. (Name=slow,result=PROCESSING)"));
+    group.pm.Release();
+    ASSERT_TRUE(group.pm.WaitIdle());
+    EXPECT_TRUE(Group::Runs("slow"));
+    EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, "a"), 0u);
+    EXPECT_TRUE(group.Start());
+    EXPECT_TRUE(Group::Runs("a"));
+    // Reports of base applications reach the base batch for ever.
+    group.pm.Report({{"slow", 1000, kExited}});
+    group.SayReady("slow", 1000);
+    EXPECT_EQ(Group::State("slow"), AppStateType::TERMINATED);
+}
+
+// A pipe that takes nothing: every application of the call fails at once, the refusal coming back
+// on the sending thread, and once the pipe works again the next boot succeeds.
+SCENARIO(Boot, SendFails) {
+    constexpr int kBrokenPipe = -32;
+    Group group({App("a").DependsOn({"b"}), App("b"), App("c")});
+    ASSERT_TRUE(group.Enable());
+    ScriptPipe(PipeCall::kSend, kBrokenPipe);
+    EXPECT_FALSE(group.Start());
+    EXPECT_EQ(Group::State("b"), AppStateType::TERMINATED);
+    EXPECT_EQ(Group::State("c"), AppStateType::TERMINATED);
+    EXPECT_EQ(CountLog(kError, kTimedOut), 0u);
+    EXPECT_TRUE(group.Start());
+}
+
+// A dependency service that fails ends the boot with every application marked.
+SCENARIO(Boot, NoGraph) {
+    Group group({App("a")});
+    ASSERT_TRUE(group.Enable());
+    ScriptManifest(ManifestCall::kStartGraph, -1);
+    EXPECT_FALSE(group.Start());
+    EXPECT_TRUE(Logged(kError, "mark a to START_FAILED"));
+    // A name that the dependency map does not know is said and marked.
+    ParseAndDepend::GetInstance().SetApplicationDependsMap({});
+    EXPECT_FALSE(group.Start());
+    EXPECT_TRUE(Logged(kError, "App <a> is not in start graph, plz check start yaml."));
+}
+
+// What keeps the owner from being enabled is told, and when the host has mended it all goes well.
+TEST(Boot, Enable) {
+    const std::function<void()> kFaults[] = {
+        [] { ScriptPipe(PipeCall::kOpen, -111); },
+        [] { SetAnswer([](const SentRecord&) { return "-5"; }); },
+        [] { ScriptManifest(ManifestCall::kParseYaml, -1); },
+    };
+    for (const auto& fail : kFaults) {
+        RunIsolated([&fail] {
+            Group group({App("a")});
+            fail();
+            EXPECT_EQ(group.owner.GrpOwnerEnable(), 1);
+            SetAnswer(nullptr);
+            EXPECT_TRUE(group.EnableAndStart());
+        });
+    }
+}
+
+// Enabling twice opens a new pipe, closes the old one and keeps what runs; the heartbeat to the
+// process manager began with the first. Neither match data that cannot be had nor a heartbeat that
+// cannot be sent is a reason to fail.
+SCENARIO(Boot, EnableTwice) {
+    SetMatchData({{"PLACE", "left"}});
+    Group group({App("a"), App("b").DependsOn({"a"})});
+    ScriptHeartBeat(HeartBeatCall::kSend, -5);
+    ASSERT_TRUE(group.EnableAndStart());
+    const int firstPipe = OpenPipe();
+    ScriptManifest(ManifestCall::kReplaceData, -1);
+    ASSERT_TRUE(group.Enable());
+    EXPECT_GT(OpenPipe(), firstPipe);
+    EXPECT_EQ(PipeCalls(PipeCall::kClose), 1u);
+    EXPECT_TRUE(Group::Runs("b"));
+    group.pm.Report({{"b", 1001, kCrashed, 512 + 6}});
+    EXPECT_EQ(Group::State("b"), AppStateType::TERMINATED);
+    EXPECT_TRUE(group.Start());
+    EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, "a"), 1u);
+    EXPECT_EQ(HeartBeatRecords().size(), 1u);
+    const PmRequest load = DecodeRequest(SentRecords().at(0).bytes);
+    EXPECT_EQ(load.type, static_cast<uint32_t>(kLoad));
+    EXPECT_EQ(load.path, "/dev/null");
+    EXPECT_EQ(load.match, (std::map<std::string, std::string>{{"PLACE", "left"}}));
 }
 
 }  // namespace

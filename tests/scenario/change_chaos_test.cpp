@@ -1,7 +1,6 @@
 // Change sets, requests and reloads against one another, in orders that nobody thought of.
 
 #include <algorithm>
-#include <atomic>
 #include <random>
 #include <thread>
 
@@ -78,33 +77,6 @@ TEST(ChangeChaos, TwoManagers) {
     });
 }
 
-// An instance of a template ends and begins anew in one change set, with its parameters on the
-// wire, five hundred times and whatever the configuration does meanwhile.
-SCENARIO(ChangeChaos, TemplateAnewDuringReloads) {
-    Group group({App("base"), App("tool").Template()});
-    group.pm.SetHabits({30, 0, 30, 1, false});
-    ASSERT_TRUE(group.EnableAndStart());
-    std::atomic<bool> isDone{false};
-    std::thread reloads([&isDone] {
-        while (!isDone) {
-            EXPECT_EQ(Ask(kReloadConfiguration).size(), 1u);
-        }
-    });
-    for (int round = 1; round <= 500 && !testing::Test::HasFailure(); ++round) {
-        const std::string number = std::to_string(round);
-        std::string answer = kRefused;
-        while (answer == kRefused) {
-            answer = Ask(kChangeApps, "2#tool#1#0#0#tool#0#0#1#2#1#" + number + "#");
-        }
-        EXPECT_EQ(answer, "3#1#tool#0#tool#0#");
-        EXPECT_EQ(group.pm.LastRequest("tool").parameters, (std::map<int, Names>{{2, {number}}}));
-    }
-    isDone = true;
-    reloads.join();
-    EXPECT_EQ(Ask(kReloadConfiguration), "1");
-    EXPECT_TRUE(Group::Runs("tool"));
-}
-
 // As many entries as a request may have, in many more records than one, with reports that come in
 // heaps and in no order.
 SCENARIO(ChangeChaos, ManyEntries) {
@@ -126,7 +98,6 @@ SCENARIO(ChangeChaos, ManyEntries) {
     EXPECT_TRUE(ProcMgr::ApplicationManager::GetInstance().ChangeApp(lists[0], lists[1], lists[2],
                                                                      results, 60000));
     EXPECT_EQ(results.size(), apps.size());
-    EXPECT_EQ(OrderFault(apps, group.pm.Events()), "");
     for (size_t i = 0; i < apps.size(); ++i) {
         EXPECT_EQ(Group::Runs(apps[i].appName), i % 3 != 0) << i;
     }

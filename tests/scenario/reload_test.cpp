@@ -193,43 +193,6 @@ SCENARIO(Reload, ReportMeanwhile) {
     EXPECT_EQ(Group::Find("c"), nullptr);
 }
 
-// Reloads one after the other while applications crash, lose their heartbeat and are restarted by
-// the host: no report is lost between a look-up and a swap of the tables, so owner and process
-// manager agree whenever all is quiet.
-TEST(Reload, NoReportIsLost) {
-    ForSeeds(10, [](uint64_t seed) {
-        const std::vector<ManifestFields> apps = {App("a").Restart("on-forever"),
-                                                  App("b").Restart("on-forever").HeartBeat(2),
-                                                  App("c").Restart("on-forever").Reporting()};
-        Group group(apps, seed);
-        // Of two restarts of one application, an answer inside the call could overtake the older.
-        const bool isSame = seed % 2 == 0;
-        group.pm.SetHabits({isSame ? 0u : 30u, 0, 30, 3, false});
-        ASSERT_TRUE(group.EnableAndStart());
-        std::thread reloads([&] {
-            for (int round = 0; round < 60; ++round) {
-                EXPECT_TRUE(Reload(apps));
-            }
-        });
-        for (size_t round = 0; round < 60; ++round) {
-            const std::string& name = apps[round % apps.size()].appName;
-            const std::string& other = apps[(round + 1) % apps.size()].appName;
-            std::thread host([&] {
-                (void)group.owner.GrpOwnerRestartApp(isSame ? name : other);  // always 0
-            });
-            (void)NotifyHeartBeat("b", 1, round % 2);  // not checked while it restarts
-            group.pm.Report({{name, group.pm.PidOf(name), kCrashed, 512 + 11}});
-            host.join();
-            EXPECT_TRUE(group.pm.WaitIdle());
-            EXPECT_TRUE(Group::Runs(name));
-            EXPECT_EQ(Group::Find(name)->GetPid(), static_cast<int32_t>(group.pm.PidOf(name)));
-            ASSERT_TRUE(Deliver(EncodeQueryAnswer({{name, round % 3}})));
-            EXPECT_EQ(Group::Find(name)->GetDetailStatus(), static_cast<uint32_t>(round % 3));
-        }
-        reloads.join();
-    });
-}
-
 // A boot that begins while a reload is under way: the tables are swapped in the middle of its
 // starts, and each start is in the record that stays, so the boot ends with all of the group up.
 TEST(Reload, BootMeanwhile) {

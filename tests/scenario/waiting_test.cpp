@@ -1,5 +1,6 @@
 // How long queries and the stop of a whole group wait, on a clock that only waiting moves.
 
+#include "src/common/sync_seeded.h"
 #include "src/manager/application_manager.h"
 #include "src/server/grp_owner_server.h"
 #include "tests/support/group.h"
@@ -31,6 +32,7 @@ std::string Query(const Names& names, int timeout) {
 // Nobody answers: the query ends by its time-out and keeps what it knew. An answer may come before
 // the request has even left.
 SCENARIO(Waiting, Query) {
+    const ProcMgr::Seeded::Run run({});
     Group group({App("a"), App("b").Driving()});
     group.pm.SetHabits({100});
     ASSERT_TRUE(group.EnableAndStart());
@@ -52,6 +54,7 @@ SCENARIO(Waiting, Query) {
 // Driving applications first, then base ones, with a pause after each phase; who does not end is
 // tried three times and keeps the base up.
 SCENARIO(Waiting, StopAll) {
+    const ProcMgr::Seeded::Run run({});
     Group group({App("base"), App("d").Driving(), App("e").Driving(), App("idle").Driving()});
     group.pm.SetHabits({100});
     ASSERT_TRUE(group.EnableAndStart());
@@ -76,6 +79,7 @@ SCENARIO(Waiting, StopAll) {
 // An application that ignores the first request to end is told again when another one has ended.
 // Another stop in the middle of the first finds it in progress, in all of its passes, and fails.
 SCENARIO(Waiting, StopAllOfAStubbornApplicationAndASecondStop) {
+    const ProcMgr::Seeded::Run run({});
     Group group({App("base"), App("stubborn").Driving(), App("tool").Template()});
     group.pm.SetHabits({100});
     ASSERT_TRUE(group.EnableAndStart());

@@ -1,7 +1,6 @@
 #include "tests/support/group.h"
 
 #include <cstdlib>
-#include <map>
 #include <set>
 #include <stdexcept>
 
@@ -96,27 +95,6 @@ std::vector<std::string> Group::Notices() const {
 void Group::ForgetNotices() {
     const std::lock_guard<std::mutex> lock(mutex_);
     notices_.clear();
-}
-
-std::string OrderFault(const std::vector<ManifestFields>& manifests,
-                       const std::vector<PmEvent>& events) {
-    std::map<std::string, std::set<std::string>> depends;
-    for (const ManifestFields& manifest : manifests) {
-        depends[manifest.appName] = manifest.depends;
-    }
-    std::set<std::string> running;
-    for (const PmEvent& event : events) {
-        if (event.kind == PmEvent::kRunning) {
-            running.insert(event.name);
-        } else if (event.kind == PmEvent::kAskedStart) {
-            for (const std::string& dependency : depends[event.name]) {
-                if (running.count(dependency) == 0) {
-                    return event.name + " was asked for before " + dependency + " ran";
-                }
-            }
-        }
-    }
-    return {};
 }
 
 }  // namespace GrpOwnerTest

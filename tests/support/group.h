@@ -51,9 +51,4 @@ public:
     ScriptedPm pm;  // the last member: its thread uses the others until it is gone
 };
 
-/// The order in which the group may start: no application is asked for before each of its
-/// dependencies was reported running. Empty when that holds, else what was wrong.
-std::string OrderFault(const std::vector<ManifestFields>& manifests,
-                       const std::vector<PmEvent>& events);
-
 }  // namespace GrpOwnerTest

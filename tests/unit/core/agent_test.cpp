@@ -2,14 +2,14 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <future>
+#include <functional>
 #include <memory>
 
 #include "platform/memory/memory_platform.h"
 #include "src/agent/ezcom_retry.h"
 #include "src/agent/procmgr_agent_impl.h"
+#include "src/common/sync_seeded.h"
 #include "tests/support/log_assertions.h"
-#include "tests/support/manual_time.h"
 #include "tests/support/pm_records.h"
 
 namespace ProcMgr {
@@ -227,18 +227,25 @@ TEST_F(AgentTest, CallbacksMayComeFirst) {
 
 // The end of the agent waits for a running callback; what arrives later finds nobody.
 TEST_F(AgentTest, EndsAfterItsHandlers) {
+    const Seeded::Run run({});
     Connect();
-    std::promise<void> entered;
-    bool left = false;
+    bool isIn = false;
+    bool isOut = false;
     EXPECT_EQ(agent_->RegAppStateChangeCallBackImpl([&](const auto&) {
-        entered.set_value();
-        left = WaitUntil([] { return ProcMgrAgentImpl::GetThis() == nullptr; });
+        for (isIn = true; ProcMgrAgentImpl::GetThis() != nullptr;) {
+            Sleep(Milliseconds(1));
+        }
+        Sleep(Milliseconds(1));
+        isOut = true;
     }),
               0U);
-    Post(EncodeRecord(4, "1#a#1#0#0#0#"));
-    entered.get_future().wait();
+    const AsyncTask report =
+        RunAsync([] { EXPECT_TRUE(Deliver(EncodeRecord(4, "1#a#1#0#0#0#"))); });
+    while (!isIn) {
+        Sleep(Milliseconds(1));
+    }
     agent_.reset();
-    EXPECT_TRUE(left);
+    EXPECT_TRUE(isOut);
     EXPECT_EQ(HeartBeatRecords().back().call, HeartBeatCall::kStopSend);
     ClearLog();
     EXPECT_TRUE(Deliver(EncodeRecord(4, "1#a#1#0#0#0#")));

@@ -5,13 +5,11 @@
 #include "platform/memory/memory_platform.h"
 #include "tests/support/log_assertions.h"
 #include "tests/support/manifest_builder.h"
-#include "tests/support/manual_time.h"
 
 namespace ProcMgr {
 namespace {
 
 using namespace GrpOwnerMemory;
-using GrpOwnerTest::AdvanceTime;
 using GrpOwnerTest::App;
 using GrpOwnerTest::Logged;
 
@@ -25,7 +23,7 @@ void FillWindow(Application& app, int milliseconds) {
         EXPECT_TRUE(app.IsOkToRestart());
         EXPECT_EQ(app.GetRestartCount(), count);
     }
-    AdvanceTime(Milliseconds(milliseconds));
+    Sleep(Milliseconds(milliseconds));
 }
 
 // The sixth attempt closes the window: refused at 60 seconds, and only that once.
