@@ -89,7 +89,8 @@ void EventLoop::Run() {
             Fail("epoll_wait");
         }
         for (int i = 0; i < count; ++i) {
-            const auto found = watched_.find(events[i].data.u64);
+            const uint64_t id = events[i].data.u64;  // a copy: the event is packed
+            const auto found = watched_.find(id);
             if (found != watched_.end()) {
                 const auto keep = found->second;  // the handler may forget itself
                 keep->handler(events[i].events);
