@@ -40,19 +40,17 @@ bool IsAllowed(uint32_t value) {
 
 // At most one byte more than is allowed.
 bool ReadAll(int fd, std::string& bytes) {
-    bytes.resize(kLargestFile + 1);
-    size_t used = 0;
-    while (used < bytes.size()) {
-        const ssize_t got = read(fd, &bytes[used], bytes.size() - used);
+    char piece[16 * 1024];
+    while (bytes.size() <= kLargestFile) {
+        const ssize_t got = read(fd, piece, sizeof(piece));
         if (got < 0 && errno != EINTR) {
             return false;
         }
         if (got == 0) {
             break;
         }
-        used += got > 0 ? static_cast<size_t>(got) : 0;
+        bytes.append(piece, got > 0 ? static_cast<size_t>(got) : 0);
     }
-    bytes.resize(used);
     return true;
 }
 
