@@ -16,16 +16,8 @@ using ProcMgr::Seeded::ThreadName;
 namespace {
 
 std::string NowText() {
-    return std::to_string(ProcMgr::Now().time_since_epoch() / Milliseconds(1)) + " " + ThreadName();
-}
-
-bool Needs(const ParseAndDepend::DependsMap& depends, const std::string& who,
-           const std::string& what) {
-    const auto entry = depends.find(who);
-    return entry != depends.end() &&
-           std::any_of(entry->second.begin(), entry->second.end(), [&](const auto& dependency) {
-               return dependency == what || Needs(depends, dependency, what);
-           });
+    const auto now = ProcMgr::Now().time_since_epoch() % std::chrono::hours(1000);
+    return std::to_string(now / Milliseconds(1)) + " " + ThreadName();
 }
 
 }  // namespace
@@ -57,20 +49,31 @@ void Watch::Line(std::string line) {
     Note(line);
     const auto has = [&line](const char* text) { return line.find(text) != line.npos; };
     const auto batch = [this] {
-        return Batch{events_, ParseAndDepend::GetInstance().GetApplicationDependsMap(), {}};
+        return Batch{events_, ParseAndDepend::GetInstance().GetApplicationDependsMap(), {}, {}};
+    };
+    const auto nameBehind = [&line](const std::string& text) {
+        const size_t begin = line.find(text) + text.size();
+        return line.substr(begin, line.find_first_of(", ", begin) - begin);
     };
     constexpr char kResult[] = "ReportTermAppResult: appName=";
+    constexpr char kOffer[] = "Add to termAppList term info: name=";
     if (has("StartApps begin.")) {
         starts_[ThreadName()] = batch();
     } else if (has("TermApps begin.")) {
         terms_[ThreadName()] = batch();
-    } else if (has("TermApps end.") || has("TermApps failed time-out.")) {
+    } else if (has("TermApps failed time-out.")) {
+        CheckTimeOut(terms_[ThreadName()]);
+        terms_.erase(ThreadName());
+    } else if (has("TermApps end.")) {
         terms_.erase(ThreadName());
     } else if (has("is not in this group.")) {
         foreign_.insert(ThreadName());
+    } else if (has(kOffer)) {
+        terms_[ThreadName()].offered.insert(nameBehind(kOffer));
     } else if (has(kResult)) {
-        const size_t begin = line.find(kResult) + sizeof(kResult) - 1;
-        told_[line.substr(begin, line.find(',') - begin)].termResult = events_;
+        Told& told = told_[nameBehind(kResult)];
+        told.termResult = events_;
+        told.termResultTime = ProcMgr::Now();
     }
 }
 
@@ -106,20 +109,44 @@ void Watch::CheckStart(const std::string& name) {
     }
 }
 
+bool Watch::HasResult(const std::string& name, const Batch& batch) {
+    return std::max(told_[name].termResult, told_[name].endWasTold) >= batch.began;
+}
+
+/// Whether there is a way from one to the other along dependencies that have no result yet.
+bool Watch::Needs(const std::string& who, const std::string& what, const Batch& batch) {
+    const auto entry = batch.depends.find(who);
+    return entry != batch.depends.end() &&
+           std::any_of(entry->second.begin(), entry->second.end(), [&](const auto& dependency) {
+               return dependency == what ||
+                      (!HasResult(dependency, batch) && Needs(dependency, what, batch));
+           });
+}
+
 void Watch::CheckTerm(const std::set<std::string>& names) {
     Batch& batch = terms_[ThreadName()];
     const std::set<std::string> before = batch.sent;
     batch.sent.insert(names.begin(), names.end());
     for (const std::string& name : names) {
         for (const std::string& other : batch.sent) {
-            const Told& told = told_[other];
-            Check(!Needs(batch.depends, other, name) ||
-                      std::max(told.termResult, told.endWasTold) >= batch.began,
+            Check(HasResult(other, batch) || !Needs(other, name, batch),
                   name + " is terminated before its dependant " + other + " has a result");
-            Check(!Needs(batch.depends, name, other) || before.count(name) > 0,
+            Check(before.count(name) > 0 || !Needs(name, other, batch),
                   name + " is terminated behind " + other + ", which it depends on");
         }
     }
+}
+
+// A failed termination, too, frees what the application depends on. A result that comes together
+// with the deadline may be too late.
+void Watch::CheckTimeOut(const Batch& batch) {
+    Check(std::any_of(batch.offered.begin(), batch.offered.end(),
+                      [&](const std::string& name) {
+                          const Told& told = told_[name];
+                          return told.termResult < batch.began ||
+                                 told.termResultTime == ProcMgr::Now();
+                      }),
+          "terminations end by time-out, but nothing that was to end is without a result");
 }
 
 void Watch::BeginReport(const PmReport& report) {

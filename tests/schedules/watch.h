@@ -66,17 +66,22 @@ private:
     /// What the owner was told of an application; numbers of events, 0 for never.
     struct Told {
         uint64_t running = 0, endBegan = 0, endWasTold = 0, termResult = 0;
+        ProcMgr::TimePoint termResultTime{};
     };
     /// The batch that a thread is working on.
     struct Batch {
         uint64_t began = 0;
         ParseAndDepend::DependsMap depends;
+        std::set<std::string> offered;  // for termination, sent or not
         std::set<std::string> sent;
     };
 
     void Note(const std::string& text);
     void CheckStart(const std::string& name);
+    bool HasResult(const std::string& name, const Batch& batch);
+    bool Needs(const std::string& who, const std::string& what, const Batch& batch);
     void CheckTerm(const std::set<std::string>& names);
+    void CheckTimeOut(const Batch& batch);
 
     const bool isPrinting_;
     uint64_t events_ = 0;
