@@ -219,6 +219,9 @@ private:
     // them that a termination may have overtaken there.
     std::multiset<std::string> beingSent_ GUARDED_BY(mutex_);
     Names overtaken_ GUARDED_BY(mutex_);
+    // Ended abnormally, with the decision whether they come back still to be made; and whether a
+    // termination wants them to stay down.
+    std::map<std::string, bool> endBeingHandled_ GUARDED_BY(mutex_);
     std::string startEntryPath_ GUARDED_BY(mutex_);
     // Records in the driving table that go when they have ended: made from a template, or left over
     // by a reload.

@@ -97,9 +97,11 @@ void ApplicationManager::ReportTerminatedNormalFromProcMgr(const std::string& na
 
 void ApplicationManager::ReportTerminatedAbnormalFromProcMgr(
     const std::string& name, Message::AppAbnormalExitReason reason) {
-    ApplyReport(name, [reason](Application& application, AppStateType& before) {
-        return application.ReportTerminatedAbnormalFromProcMgr(static_cast<uint32_t>(reason),
-                                                               before);
+    ApplyReport(name, [&](Application& application, AppStateType& before) REQUIRES(mutex_) {
+        const auto result =
+            application.ReportTerminatedAbnormalFromProcMgr(static_cast<uint32_t>(reason), before);
+        endBeingHandled_[name] = before == AppStateType::TERMINATING;
+        return result;
     });
 }
 
@@ -113,6 +115,7 @@ void ApplicationManager::CheckAndRestartApp(const std::string& name) {
     Message::RestartAppInfo info;
     {
         MutexLock lock(mutex_);
+        const auto end = endBeingHandled_.extract(name);
         // One that has ended for good may still be here, for the running change set alone.
         const auto application = HasEndedForGoodLocked(name) ? nullptr : FindLocked(name);
         if (application == nullptr) {
@@ -122,7 +125,8 @@ void ApplicationManager::CheckAndRestartApp(const std::string& name) {
                       name.c_str());
             return;
         }
-        if (!application->CanRestart()) {
+        // A crash that crosses a termination is the end that was wanted.
+        if ((!end.empty() && end.mapped()) || !application->CanRestart()) {
             GRP_INFO("ApplicationManager: don't need restart %s. (restart=%s)", name.c_str(),
                      application->GetRestart().c_str());
             return;

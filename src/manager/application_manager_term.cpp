@@ -95,6 +95,9 @@ ApplicationManager::TermOutcome ApplicationManager::BeginTerm(const std::string&
     if (!application->Term()) {
         return TermOutcome::kRefused;
     }
+    if (const auto end = endBeingHandled_.find(name); end != endBeingHandled_.end()) {
+        end->second = true;
+    }
     const AppStateType state = application->GetAppStateType();
     const bool isDown = state == AppStateType::TERMINATED || state == AppStateType::INITSTATE;
     if (!isDown && beingSent_.count(name) > 0) {

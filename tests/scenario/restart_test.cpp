@@ -59,6 +59,22 @@ SCENARIO(Restart, OvertakenByTermination) {
     EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
 }
 
+// A crash whose report a termination crosses is the end that was wanted: nothing comes back.
+SCENARIO(Restart, CrashCrossesTermination) {
+    Group group({App("a").Restart("on-forever")});
+    ASSERT_TRUE(group.EnableAndStart());
+    const uint32_t pid = group.pm.PidOf("a");
+    group.pm.Hold();
+    std::thread change([] { EXPECT_EQ(AskChange({"a"}, {}), "2#1#a#0#"); });
+    EXPECT_TRUE(WaitUntil([&] { return group.pm.Count(PmEvent::kAskedTerm, "a") == 1; }));
+    group.pm.Report({{"a", pid, kCrashed, 512 + 11}});
+    change.join();
+    EXPECT_EQ(group.pm.Count(PmEvent::kAskedRestart, "a"), 0u);
+    group.pm.Release();
+    ASSERT_TRUE(group.pm.WaitIdle());
+    EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
+}
+
 // Five restarts a minute are allowed, the host's own too; the sixth is refused and what runs goes
 // on; the attempt after it opens a new window. What is to run for ever is never refused.
 SCENARIO(Restart, Limiter) {
