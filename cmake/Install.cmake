@@ -46,3 +46,23 @@ install(FILES platform/linux/host.h
         DESTINATION ${platform_headers}/platform/linux COMPONENT development)
 install(TARGETS procmgrd grpownerd RUNTIME COMPONENT daemons)
 install(TARGETS grpctl RUNTIME COMPONENT client)
+
+# What the system's service manager wants to know lies where it looks, below every prefix.
+foreach(unit procmgrd.service grpownerd@.service)
+    configure_file(packaging/systemd/${unit}.in ${unit} @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${unit}
+            DESTINATION lib/systemd/system COMPONENT daemons)
+endforeach()
+foreach(kind sysusers tmpfiles)
+    install(FILES packaging/systemd/${kind}.conf
+            DESTINATION lib/${kind}.d RENAME grpowner.conf COMPONENT daemons)
+endforeach()
+install(FILES packaging/grpowner.schema.json
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/grpowner COMPONENT daemons)
+install(FILES examples/rover/rover.yaml TYPE DOC COMPONENT daemons)
+install(FILES packaging/completions/grpctl.bash RENAME grpctl
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT client)
+install(FILES packaging/completions/_grpctl
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT client)
+install(FILES packaging/completions/grpctl.fish
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT client)
