@@ -140,15 +140,11 @@ TEST(LogTest, KeepsALineALine) {
     EXPECT_LT(plain.size(), 4300U);
 }
 
-// Without anybody to read, an open stream or room on the disk, logging ends nothing.
+// Without anybody to read, or an open stream, logging ends nothing.
 TEST(LogTest, OutlivesItsReader) {
     LogOf(LogEachLevel, Reader::kIsGone);
     LogOf([] {
         close(STDERR_FILENO);
-        LogEachLevel();
-    });
-    LogOf([] {
-        setenv("GRPOWNER_LOG_FILE", "/dev/full", 1);
         LogEachLevel();
     });
 }

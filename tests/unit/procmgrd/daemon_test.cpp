@@ -71,18 +71,11 @@ TEST_F(DaemonTest, TheSecondSigtermDoesNotWait) {
     EXPECT_TRUE(HasEnded(pid));
 }
 
-// Killed, it takes its children along, and leaves a socket that does not hinder the next one. Two
-// at a time there cannot be.
-TEST_F(DaemonTest, KilledItLeavesNothingInTheWay) {
-    Boot("  app: {command: [probe, stubborn]}\n");
-    const pid_t pid = StartAndHear("app");
+TEST_F(DaemonTest, ThereIsOneAtATime) {
+    Manage();
     Daemon second({PROCMGRD, "--run-dir", Path("run")});
     EXPECT_EQ(second.Wait(), 1);
     EXPECT_TRUE(second.Says("another process manager serves")) << second.Output();
-    manager_->Signal(SIGKILL);
-    EXPECT_TRUE(HasEnded(pid));
-    ASSERT_TRUE(std::filesystem::exists(Path("run/PROCMGR.pipe")));
-    Manage();
     EXPECT_EQ(Owner(Path("run")).Welcome(), 0);
 }
 
