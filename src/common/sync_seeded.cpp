@@ -1,8 +1,8 @@
 #include "src/common/sync_seeded.h"
 
-#include <cxxabi.h>
 #include <execinfo.h>
 #include <semaphore.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -24,6 +24,9 @@ namespace {
 
 using Nanoseconds = std::chrono::nanoseconds;
 
+// One of so many points is the beginning of a rest of up to so many: the others get far meanwhile.
+constexpr uint64_t kRest = 256;
+
 // Far from every clock's own beginning.
 constexpr Nanoseconds kBeginning = std::chrono::hours(1000);
 
@@ -44,8 +47,9 @@ struct Thread {
     Doing doing = Doing::kRuns;
     const void* object = nullptr;  // what it locks, waits on or joins
     std::optional<Nanoseconds> deadline;
-    bool isLate = false;  // whether the deadline ended its wait
-    sem_t baton;          // given to the thread that is to run
+    bool isLate = false;      // whether the deadline ended its wait
+    uint64_t restsUntil = 0;  // this point of the run, unless nobody else can run
+    sem_t baton;              // given to the thread that is to run
     std::thread native;
 };
 
@@ -150,7 +154,10 @@ public:
         if (Below(1000) < options_.wakeUps) {
             WakeSomebody();
         }
-        if (Below(stay_) == 0) {
+        if (Below(kRest) == 0) {
+            g_self->restsUntil = points_ + Below(kRest);
+            Switch();
+        } else if (Below(stay_) == 0) {
             Switch();
         }
     }
@@ -248,19 +255,18 @@ private:
 
     Thread* Choose() {
         for (;;) {
-            uint64_t weights = 0;
+            std::vector<Thread*> ready;  // each as often as it weighs
+            std::vector<Thread*> resting;
             for (const auto& thread : threads_) {
-                weights += thread->doing == Doing::kRuns ? thread->weight : 0;
+                if (thread->doing == Doing::kRuns) {
+                    auto& list = thread->restsUntil > points_ ? resting : ready;
+                    list.insert(list.end(), thread->weight, thread.get());
+                }
             }
-            uint64_t place = weights == 0 ? 0 : Below(weights);
-            for (const auto& thread : threads_) {
-                if (thread->doing != Doing::kRuns) {
-                    continue;
+            for (const auto* list : {&ready, &resting}) {
+                if (!list->empty()) {
+                    return list->at(Below(list->size()));
                 }
-                if (place < thread->weight) {
-                    return thread.get();
-                }
-                place -= thread->weight;
             }
             LetTimePass();
         }
@@ -314,35 +320,16 @@ private:
 
 std::unique_ptr<Scheduler> g_scheduler;  // of the run, if there is one
 
-std::string Readable(const char* symbol) {
-    std::string text = symbol;
-    const size_t begin = text.find("(_Z");
-    const size_t end = text.find_first_of("+)", begin);
-    if (begin == std::string::npos || end == std::string::npos) {
-        return text;
-    }
-    int status = 0;
-    const std::unique_ptr<char, decltype(&std::free)> name(
-        abi::__cxa_demangle(text.substr(begin + 1, end - begin - 1).c_str(), nullptr, nullptr,
-                            &status),
-        &std::free);
-    return name ? name.get() : text;
-}
-
 void Scheduler::Tell(const Thread& self) const {
     std::string what = kDoingNames[static_cast<size_t>(self.doing)];
     const auto owner = owners_.find(static_cast<const Mutex*>(self.object));
     if (owner != owners_.end()) {
         what += " of thread " + owner->second->name;
     }
-    std::fprintf(stderr, "thread %s %s\n", self.name.c_str(), what.c_str());
+    std::fprintf(stderr, "thread %s %s, at\n", self.name.c_str(), what.c_str());
+    // Addresses for addr2line: most names of ours are hidden.
     void* frames[24];
-    const int depth = backtrace(frames, 24);
-    const std::unique_ptr<char*, decltype(&std::free)> symbols(backtrace_symbols(frames, depth),
-                                                               &std::free);
-    for (int frame = 1; symbols != nullptr && frame < depth; ++frame) {
-        std::fprintf(stderr, "    %s\n", Readable(symbols.get()[frame]).c_str());
-    }
+    backtrace_symbols_fd(frames, backtrace(frames, 24), STDERR_FILENO);
 }
 
 [[noreturn]] void Fail(const std::string& what) {

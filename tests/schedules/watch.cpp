@@ -56,6 +56,7 @@ void Watch::Line(std::string line) {
         return line.substr(begin, line.find_first_of(", ", begin) - begin);
     };
     constexpr char kResult[] = "ReportTermAppResult: appName=";
+    constexpr char kRestarting[] = "RestartingApplicationState appName:";
     constexpr char kOffer[] = "Add to termAppList term info: name=";
     if (has("StartApps begin.")) {
         starts_[ThreadName()] = batch();
@@ -68,6 +69,8 @@ void Watch::Line(std::string line) {
         terms_.erase(ThreadName());
     } else if (has("is not in this group.")) {
         foreign_.insert(ThreadName());
+    } else if (has(kRestarting) && has("ReportTerminated")) {
+        crossed_.insert(nameBehind(kRestarting));
     } else if (has(kOffer)) {
         terms_[ThreadName()].offered.insert(nameBehind(kOffer));
     } else if (has(kResult)) {
@@ -83,10 +86,6 @@ void Watch::Request(const GrpOwnerTest::PmRequest& request) {
     for (const auto& app : request.apps) {
         text += " " + app.name;
         Check(names.insert(app.name).second, app.name + " stands twice in a request");
-        const Told& told = told_[app.name];
-        if (request.type == GrpOwnerTest::kRestart && told.endWasTold < told.endBegan) {
-            crossed_.insert(app.name);
-        }
     }
     Note(text);
     if (request.type == GrpOwnerTest::kStart) {

@@ -57,9 +57,8 @@ public:
     /// The notices on the calling thread since the last call.
     Names TakeNotices();
 
-    /// Whether a request to restart the application once crossed the report of its end. The owner
-    /// takes that for the end of the restart, and then holds for down what the process manager
-    /// runs.
+    /// Whether the application's end was once told while it was to restart. When that end is from
+    /// before the request, the owner holds for down what the process manager then brings up.
     bool HasCrossed(const std::string& name) const { return crossed_.count(name) > 0; }
 
 private:
