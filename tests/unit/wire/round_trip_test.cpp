@@ -25,7 +25,7 @@ using Texts = std::vector<std::string>;
 using Launches = std::map<std::string, std::tuple<Texts, DynamicParas>>;
 using Numbers = std::map<std::string, uint32_t>;
 
-constexpr uint32_t kSeeds = 200;
+constexpr uint32_t kSeeds = 100;
 
 class Chance {
 public:
