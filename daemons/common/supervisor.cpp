@@ -9,8 +9,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "daemons/common/unique_fd.h"
-
 namespace Daemons {
 
 namespace {
@@ -25,6 +23,9 @@ std::string Take(const char* name) {
 }  // namespace
 
 Supervisor::Supervisor() : address_(Take("NOTIFY_SOCKET")) {
+    if (IsThere()) {
+        socket_.Reset(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    }
     const std::string period = Take("WATCHDOG_USEC");
     const std::string pid = Take("WATCHDOG_PID");
     uint64_t microseconds = 0;
@@ -45,9 +46,8 @@ void Supervisor::Tell(const std::string& lines) const {
     if (address.sun_path[0] == '@') {
         address.sun_path[0] = '\0';
     }
-    const UniqueFd socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     // A supervisor that does not listen is its own problem.
-    (void)sendto(socket.Get(), lines.data(), lines.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
+    (void)sendto(socket_.Get(), lines.data(), lines.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
                  reinterpret_cast<const sockaddr*>(&address),
                  static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + address_.size()));
 }

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <string>
 
+#include "daemons/common/unique_fd.h"
+
 namespace Daemons {
 
 /// The supervisor above the process manager: what it wants to hear at NOTIFY_SOCKET. Its variables
@@ -22,6 +24,7 @@ public:
 
 private:
     std::string address_;
+    UniqueFd socket_;  // from the beginning: a beat must not fail for want of a descriptor
     std::chrono::milliseconds interval_{0};
 };
 

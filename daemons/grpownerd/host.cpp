@@ -6,9 +6,11 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <system_error>
 #include <utility>
 
 #include "platform/portable/manifest_fields.h"
@@ -21,6 +23,14 @@ using ProcMgr::AppReportState;
 
 constexpr char kProcessManager[] = "PROCMGR";
 
+// Without one of these the loop would be deaf to what it stands for.
+Daemons::UniqueFd Need(int descriptor, const char* what) {
+    if (descriptor < 0) {
+        throw std::system_error(errno, std::generic_category(), what);
+    }
+    return Daemons::UniqueFd(descriptor);
+}
+
 Daemons::UniqueFd BlockSignals() {
     sigset_t served;
     sigemptyset(&served);
@@ -28,7 +38,7 @@ Daemons::UniqueFd BlockSignals() {
         sigaddset(&served, number);
     }
     pthread_sigmask(SIG_BLOCK, &served, nullptr);
-    return Daemons::UniqueFd(signalfd(-1, &served, SFD_CLOEXEC | SFD_NONBLOCK));
+    return Need(signalfd(-1, &served, SFD_CLOEXEC | SFD_NONBLOCK), "signalfd");
 }
 
 void Raise(const Daemons::UniqueFd& event) {
@@ -49,8 +59,8 @@ Host::Host(const Options& options, const std::string& runDirectory,
       runDirectory_(runDirectory),
       owner_(ProcMgr::ProcMgrGrpOwner::GetInstance()),
       signals_(BlockSignals()),
-      pipeEnd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      allStopped_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      pipeEnd_(Need(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")),
+      allStopped_(Need(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")),
       view_(configuration.manifests, options.showProgress),
       requests_(options, runDirectory, configuration, std::move(states), view_),
       notify_(runDirectory + "/" + options.name + ".notify", options.name) {
@@ -126,7 +136,7 @@ int Host::Loop() {
         if (interval > 0) {
             supervisor_.Tell("WATCHDOG=1");
         }
-        notify_.ReadAll([this](const NotifySender& sender, const NotifyMessage& message) {
+        notify_.ReadSome([this](const NotifySender& sender, const NotifyMessage& message) {
             OnNotify(sender, message);
         });
         if (IsRaised(pipeEnd_)) {

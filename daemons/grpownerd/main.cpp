@@ -57,6 +57,7 @@ int RunDaemon(const Options& options) {
 
 int main(int argc, char** argv) {
     (void)std::signal(SIGPIPE, SIG_IGN);  // whoever reads the progress may go
+    (void)std::signal(SIGXFSZ, SIG_IGN);  // and a log file may not grow
     (void)std::setlocale(LC_CTYPE, "");   // then the marks are plain
     try {
         Options options;

@@ -17,6 +17,7 @@ namespace {
 
 constexpr size_t kLargestMessage = 4096;  // bytes
 constexpr size_t kMostDescriptors = 64;   // that one message may carry
+constexpr int kMessagesPerRound = 64;     // then signals and the pipe have their turn
 
 void Require(bool isDone, const std::string& what) {
     if (!isDone) {
@@ -81,8 +82,8 @@ void NotifySocket::Close() {
     }
 }
 
-void NotifySocket::ReadAll(const Handler& handler) {
-    while (ReadOne(handler)) {
+void NotifySocket::ReadSome(const Handler& handler) {
+    for (int left = kMessagesPerRound; left > 0 && ReadOne(handler); --left) {
     }
 }
 

@@ -30,9 +30,9 @@ public:
     /// Ends the service and removes the socket.
     void Close();
 
-    /// Reads all that has arrived. A barrier's descriptor is closed when what came before it has
-    /// been handled: its sender waits for that.
-    void ReadAll(const Handler& handler);
+    /// Reads what has arrived, or a good part of it. A barrier's descriptor is closed when what
+    /// came before it has been handled: its sender waits for that.
+    void ReadSome(const Handler& handler);
 
 private:
     bool ReadOne(const Handler& handler);
