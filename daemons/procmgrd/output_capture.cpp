@@ -41,7 +41,9 @@ void OutputCapture::ReopenFile() {
     if (filePath_.empty()) {
         return;
     }
-    file_.Reset(open(filePath_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0640));
+    // Not waiting for a reader, should somebody have put a pipe there.
+    file_.Reset(
+        open(filePath_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK, 0640));
     if (!file_) {
         LogWarning("cannot open " + filePath_ + ": " + ErrorText(errno));
     }
@@ -59,11 +61,22 @@ void OutputCapture::Drain() {
     }
 }
 
-void OutputCapture::Append(const char* data, size_t size) {
-    if (file_ && write(file_.Get(), data, size) < 0) {
-        LogWarning("cannot write " + filePath_ + ": " + ErrorText(errno));
-        file_.Reset();
+void OutputCapture::WriteToFile(const char* data, size_t size) {
+    while (file_ && size > 0) {
+        const ssize_t count = write(file_.Get(), data, size);
+        if (count < 0) {
+            LogWarning("cannot write " + filePath_ + ": " + ErrorText(errno) +
+                       "; what follows is lost to it until SIGHUP opens it anew");
+            file_.Reset();
+            return;
+        }
+        data += count;
+        size -= static_cast<size_t>(count);
     }
+}
+
+void OutputCapture::Append(const char* data, size_t size) {
+    WriteToFile(data, size);
     const size_t grow = std::min(size, limit_ - ring_.size());
     ring_.append(data, grow);
     for (size_t done = grow; done < size && limit_ > 0;) {

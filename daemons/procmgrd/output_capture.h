@@ -38,6 +38,7 @@ public:
 
 private:
     void Append(const char* data, size_t size);
+    void WriteToFile(const char* data, size_t size);
 
     EventLoop& loop_;
     const size_t limit_;
