@@ -64,6 +64,11 @@ Connection::~Connection() {
     loop_.Forget(socket_.Get());
 }
 
+void Connection::Refuse(int socket, int32_t result) {
+    const std::string frame = MakeFrame(PipeFrameKind::kWelcome, 0, Bytes(result));
+    (void)send(socket, frame.data(), frame.size(), MSG_DONTWAIT | MSG_NOSIGNAL);  // or it has gone
+}
+
 void Connection::Rearm(std::chrono::milliseconds delay, std::function<void()> action) {
     if (timer_) {
         loop_.Cancel(*timer_);

@@ -43,6 +43,10 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
+    /// Welcomes nobody: says why to whoever has connected, hello or not.
+    /// @param result negative errno
+    static void Refuse(int socket, int32_t result);
+
     /// The reports that go out here, those of the group that this connection owns; null: none.
     void SetReports(ReportQueue* reports) { reports_ = reports; }
 

@@ -1,6 +1,7 @@
 #include "daemons/procmgrd/daemon.h"
 
 #include <sys/epoll.h>
+#include <sys/resource.h>
 #include <sys/signalfd.h>
 
 #include <algorithm>
@@ -27,13 +28,22 @@ Daemons::UniqueFd TakeSignals() {
     }
     (void)sigprocmask(SIG_BLOCK, &set, nullptr);
     (void)signal(SIGPIPE, SIG_IGN);
+    (void)signal(SIGXFSZ, SIG_IGN);  // a log file that may not grow must not end the group
     return Daemons::UniqueFd(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
+}
+
+// Whoever connects must not take the descriptors that applications start with.
+size_t MostConnections() {
+    rlimit limit{};
+    (void)getrlimit(RLIMIT_NOFILE, &limit);  // cannot fail
+    return std::max<size_t>(limit.rlim_cur / 4, 1);
 }
 
 }  // namespace
 
 Daemon::Daemon(const Options& options, const std::string& runDirectory)
     : options_(options),
+      mostConnections_(MostConnections()),
       faults_(options.faults),
       workplace_{loop_, children_, {runDirectory, options.passedVariables}, options.capture},
       signals_(TakeSignals()) {
@@ -58,7 +68,11 @@ int Daemon::Run() {
 
 void Daemon::OnAccepted(Daemons::UniqueFd socket) {
     const std::optional<Peer> peer = PeerOf(socket.Get());
-    if (peer) {
+    if (connections_.size() >= mostConnections_) {
+        LogWarning(std::to_string(mostConnections_) + " connections are open; one more of pid " +
+                   std::to_string(peer ? peer->pid : 0) + " is refused");
+        Connection::Refuse(socket.Get(), -EMFILE);
+    } else if (peer) {
         connections_.push_back(
             std::make_unique<Connection>(loop_, *this, std::move(socket), *peer));
     }

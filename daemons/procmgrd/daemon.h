@@ -55,6 +55,7 @@ private:
     void BeatWatchdog();
 
     const Options options_;
+    const size_t mostConnections_;
     Faults faults_;
     Daemons::Supervisor supervisor_;
     EventLoop loop_;

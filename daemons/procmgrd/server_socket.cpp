@@ -1,5 +1,6 @@
 #include "daemons/procmgrd/server_socket.h"
 
+#include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -9,6 +10,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "daemons/procmgrd/connection.h"
 #include "daemons/procmgrd/log.h"
 
 namespace ProcMgrDaemon {
@@ -17,6 +19,10 @@ namespace {
 
 [[noreturn]] void Fail(const std::string& what, int error) {
     throw std::runtime_error(what + ": " + ErrorText(error));
+}
+
+Daemons::UniqueFd Spare() {
+    return Daemons::UniqueFd(open("/dev/null", O_RDONLY | O_CLOEXEC));
 }
 
 }  // namespace
@@ -29,6 +35,7 @@ ServerSocket::ServerSocket(EventLoop& loop, std::string path, std::optional<gid_
       lock_(path_ + ".lock", "another process manager serves " + path_ +
                                  "; stop it, or choose another directory with --run-dir") {
     Listen(group);
+    spare_ = Spare();
     loop_.Watch(socket_.Get(), EPOLLIN, [this](uint32_t) { Accept(); });
 }
 
@@ -42,8 +49,10 @@ void ServerSocket::StopAccepting() {
         loop_.Forget(socket_.Get());
         socket_.Reset();
     }
-    if (pause_) {
-        loop_.Cancel(*pause_);
+    for (const auto& timer : {pause_, toldLately_}) {
+        if (timer) {
+            loop_.Cancel(*timer);
+        }
     }
 }
 
@@ -75,13 +84,30 @@ void ServerSocket::Accept() {
         handler_(std::move(connection));
         return;
     }
-    if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+    if ((errno == EMFILE || errno == ENFILE) && spare_) {
+        RefuseNext();
+    } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
         // Whoever knocks goes on knocking: look away for a moment instead of spinning.
         LogError("cannot accept an owner: " + ErrorText(errno));
         loop_.Change(socket_.Get(), 0);
         pause_ = loop_.After(std::chrono::milliseconds(200),
                              [this] { loop_.Change(socket_.Get(), EPOLLIN); });
     }
+}
+
+// An owner that nobody accepts would wait for minutes without knowing for what.
+void ServerSocket::RefuseNext() {
+    if (!toldLately_) {
+        LogError("owners are refused: " + ErrorText(errno));
+        toldLately_ = loop_.After(std::chrono::seconds(1), [this] { toldLately_.reset(); });
+    }
+    spare_.Reset();
+    {
+        const Daemons::UniqueFd refused(
+            accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        Connection::Refuse(refused.Get(), -EMFILE);
+    }
+    spare_ = Spare();
 }
 
 }  // namespace ProcMgrDaemon

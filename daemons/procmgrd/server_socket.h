@@ -29,13 +29,16 @@ public:
 private:
     void Listen(std::optional<gid_t> group);
     void Accept();
+    void RefuseNext();
 
     EventLoop& loop_;
     const std::string path_;
     const AcceptHandler handler_;
     const Daemons::LockFile lock_;
     Daemons::UniqueFd socket_;
+    Daemons::UniqueFd spare_;  // given up for a moment to be able to refuse
     std::optional<EventLoop::TimerId> pause_;
+    std::optional<EventLoop::TimerId> toldLately_;
 };
 
 }  // namespace ProcMgrDaemon

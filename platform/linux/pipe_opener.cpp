@@ -46,6 +46,12 @@ private:
     int fd_;
 };
 
+void Complain(const std::string& text) {
+    if (CheckLogLevel(kLogModule, kLogError) == 1) {
+        DlogInner(kLogModule, kLogError, "%s", text.c_str());
+    }
+}
+
 int Connect(int socket, const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -58,13 +64,18 @@ int Connect(int socket, const std::string& path) {
 }
 
 // Whoever serves the socket decides what runs as our applications: only root and our own user may.
-int CheckPeer(int socket) {
+int CheckPeer(int socket, const std::string& path) {
     ucred peer{};
     socklen_t size = sizeof(peer);
     if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
         return -errno;
     }
-    return peer.uid == 0 || peer.uid == geteuid() ? 0 : -EACCES;
+    if (peer.uid == 0 || peer.uid == geteuid()) {
+        return 0;
+    }
+    Complain(path + " is served by user " + std::to_string(peer.uid) +
+             ", but only root and our own user may serve it");
+    return -EACCES;
 }
 
 int SayHello(int socket, std::string_view name, uint32_t gid) {
@@ -73,7 +84,9 @@ int SayHello(int socket, std::string_view name, uint32_t gid) {
                                  static_cast<uint32_t>(sizeof(hello) + name.size()), 0};
     std::string frame(reinterpret_cast<const char*>(&header), sizeof(header));
     frame.append(reinterpret_cast<const char*>(&hello), sizeof(hello)).append(name);
-    return send(socket, frame.data(), frame.size(), MSG_NOSIGNAL) < 0 ? -errno : 0;
+    const bool isSent = send(socket, frame.data(), frame.size(), MSG_NOSIGNAL) >= 0;
+    // Who hangs up on everybody for the time being has said so before.
+    return isSent || errno == EPIPE ? 0 : -errno;
 }
 
 int AwaitWelcome(int socket, int timeoutMs) {
@@ -92,7 +105,11 @@ int AwaitWelcome(int socket, int timeoutMs) {
         PipeFrameHeader header;
         int32_t result;
     } welcome{};
-    const ssize_t received = recv(socket, &welcome, sizeof(welcome), MSG_TRUNC);
+    ssize_t received = recv(socket, &welcome, sizeof(welcome), MSG_TRUNC);
+    if (received < 0 && errno == ECONNRESET) {
+        // The peer went without reading our hello. What it had said itself comes after this error.
+        received = recv(socket, &welcome, sizeof(welcome), MSG_TRUNC);
+    }
     if (received <= 0) {
         return received == 0 ? -ECONNRESET : -errno;
     }
@@ -119,7 +136,7 @@ int OpenPipeSocket(const EzcomOpenParams& params) {
     std::string reason;
     const std::string directory = RunDirectory(reason);
     if (directory.empty()) {
-        DlogInner(kLogModule, kLogError, "pipe to %s: %s", params.targetName, reason.c_str());
+        Complain("pipe to " + std::string(target) + ": " + reason);
         return -ENOENT;
     }
     // Non-blocking while connecting: a full backlog is then a clean "busy".
@@ -127,9 +144,10 @@ int OpenPipeSocket(const EzcomOpenParams& params) {
     if (socket.Get() < 0) {
         return -errno;
     }
-    int result = Connect(socket.Get(), PipePath(directory, target));
+    const std::string path = PipePath(directory, target);
+    int result = Connect(socket.Get(), path);
     if (result == 0) {
-        result = CheckPeer(socket.Get());
+        result = CheckPeer(socket.Get(), path);
     }
     if (result == 0) {
         result = SayHello(socket.Get(), ownName, params.gid);
@@ -140,7 +158,11 @@ int OpenPipeSocket(const EzcomOpenParams& params) {
     if (result == 0 && fcntl(socket.Get(), F_SETFL, 0) != 0) {
         result = -errno;
     }
-    return result == 0 ? socket.Take() : result;
+    if (result != 0) {
+        Complain("no pipe through " + path + ": " + std::strerror(-result));
+        return result;
+    }
+    return socket.Take();
 }
 
 }  // namespace GrpOwnerLinux
