@@ -20,8 +20,18 @@ constexpr int kLogModule = 27;
 constexpr int kLogError = 3;
 
 constexpr size_t kMaxConnections = 64;
-// Fewer for those who may not change anything, so that they cannot keep out who may.
+// Fewer for others, so that they cannot keep this process out of itself, which orders its own end
+// this way; and fewer still for those who may not change anything, so that they cannot keep out who
+// may.
+constexpr size_t kMaxOthers = 56;
 constexpr size_t kMaxStrangers = 48;
+
+size_t LimitFor(const ServedConnection& connection) {
+    if (connection.IsOwn()) {
+        return kMaxConnections;
+    }
+    return connection.Rights() == VirtualFileRights::kChange ? kMaxOthers : kMaxStrangers;
+}
 
 /// The servers of this process.
 struct Servers {
@@ -89,8 +99,7 @@ void ConnectionServer::Accept(int listener) {
 }
 
 bool ConnectionServer::Admit(ServedConnection& connection) {
-    const size_t limit =
-        connection.Rights() == VirtualFileRights::kChange ? kMaxConnections : kMaxStrangers;
+    const size_t limit = LimitFor(connection);
     {
         std::lock_guard<std::mutex> lock(mutex_);
         if (connections_ < limit) {

@@ -23,6 +23,9 @@ public:
 
     virtual VirtualFileRights Rights() const = 0;
 
+    /// Whether this very process is the peer.
+    virtual bool IsOwn() const = 0;
+
     /// Does all that there is to do for the peer, until it goes away.
     virtual void Serve() = 0;
 

@@ -12,6 +12,8 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/log_service.h"
+
 namespace GrpOwnerLinux {
 
 namespace {
@@ -19,6 +21,8 @@ namespace {
 constexpr int kBacklog = 64;
 constexpr mode_t kForEverybody = 0666;
 constexpr int kPauseMs = 100;
+constexpr int kLogModule = 27;
+constexpr int kLogError = 3;
 
 std::string LockPath(const std::string& path) {
     return path + ".lock";
@@ -113,13 +117,21 @@ void ListeningSocket::Remove() {
 }
 
 int AcceptNext(int listener) {
+    bool isTold = false;
     while (true) {
         const int peer = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
         if (peer >= 0) {
             return peer;
         }
         if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
-            (void)poll(nullptr, 0, kPauseMs);  // the peer waits until others have gone
+            if (!isTold && CheckLogLevel(kLogModule, kLogError) == 1) {
+                DlogInner(kLogModule, kLogError,
+                          "a connection waits until others have gone, because it cannot be "
+                          "accepted: %s",
+                          std::strerror(errno));
+                isTold = true;
+            }
+            (void)poll(nullptr, 0, kPauseMs);
         } else if (errno == EBADF || errno == EINVAL || errno == ENOTSOCK) {
             return -errno;
         }

@@ -75,6 +75,8 @@ public:
         return peer_ ? RightsOf(*peer_, geteuid(), std::nullopt) : VirtualFileRights::kNone;
     }
 
+    bool IsOwn() const override { return peer_ && peer_->process == getpid(); }
+
     void Serve() override {
         if (!peer_) {
             Refuse(-EACCES, "the system does not tell who connects");

@@ -18,21 +18,6 @@ namespace {
 constexpr int kLogModule = 27;
 constexpr int kLogInfo = 1;
 
-// Sends one frame within the socket's time-out; false when nobody takes it.
-template <typename Header>
-bool SendFrame(int socket, Header header, const void* bytes, size_t length) {
-    header.length = static_cast<uint32_t>(length);
-    iovec parts[] = {{&header, sizeof(header)}, {const_cast<void*>(bytes), length}};
-    msghdr message{};
-    message.msg_iov = parts;
-    message.msg_iovlen = length > 0 ? 2 : 1;
-    ssize_t sent = 0;
-    do {
-        sent = sendmsg(socket, &message, MSG_NOSIGNAL);
-    } while (sent < 0 && errno == EINTR);
-    return sent >= 0;
-}
-
 void LimitSending(int socket, int32_t timeoutMs) {
     const int32_t limit = std::max(timeoutMs, 1);  // zero would mean for ever
     const timeval duration{limit / 1000, limit % 1000 * 1000};
@@ -76,6 +61,29 @@ VirtualFileConnection::~VirtualFileConnection() {
     (void)close(socket_);  // nothing is buffered that could be lost
 }
 
+bool VirtualFileConnection::IsOwn() const {
+    return peer_ && peer_->process == getpid();
+}
+
+// Within the socket's time-out; false when nobody takes it.
+template <typename Header>
+bool VirtualFileConnection::Send(Header header, const void* bytes, size_t length) const {
+    header.length = static_cast<uint32_t>(length);
+    iovec parts[] = {{&header, sizeof(header)}, {const_cast<void*>(bytes), length}};
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = length > 0 ? 2 : 1;
+    ssize_t sent = 0;
+    do {
+        sent = sendmsg(socket_, &message, MSG_NOSIGNAL);
+    } while (sent < 0 && errno == EINTR);
+    if (sent < 0 && errno == EAGAIN && CheckLogLevel(kLogModule, kLogInfo) == 1) {
+        DlogInner(kLogModule, kLogInfo, "%s lets a client go that takes no answer within %d ms",
+                  file_.name.c_str(), file_.timeoutMs);
+    }
+    return sent >= 0;
+}
+
 void VirtualFileConnection::Serve() {
     if (!peer_) {
         Refuse(-EACCES, "the system does not tell who connects");
@@ -106,7 +114,7 @@ bool VirtualFileConnection::Greet(VirtualFileRights rights, std::string_view fac
     VirtualFileGreeting greeting;
     greeting.rights = rights;
     greeting.timeout = file_.timeoutMs;
-    return SendFrame(socket_, greeting, facts.data(), facts.size());
+    return Send(greeting, facts.data(), facts.size());
 }
 
 bool VirtualFileConnection::AnswerRefusal(uint32_t sequence, int32_t code,
@@ -119,7 +127,7 @@ bool VirtualFileConnection::AnswerRefusal(uint32_t sequence, int32_t code,
         DlogInner(kLogModule, kLogInfo, "%s refuses with %d: %.*s", file_.name.c_str(), code,
                   static_cast<int>(reason.size()), reason.data());
     }
-    return SendFrame(socket_, answer, reason.data(), reason.size());
+    return Send(answer, reason.data(), reason.size());
 }
 
 // False when the connection is over.
@@ -171,7 +179,7 @@ bool VirtualFileConnection::Call(IAMMgrFile& file, const VirtualFileRequest& req
     VirtualFileAnswer answer;
     answer.sequence = request.sequence;
     answer.code = file_.operations->ioctl(&file, request.command, &argument);
-    return SendFrame(socket_, answer, buffer.data(), buffer.size());
+    return Send(answer, buffer.data(), buffer.size());
 }
 
 }  // namespace GrpOwnerLinux

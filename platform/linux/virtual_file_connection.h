@@ -36,6 +36,7 @@ public:
     VirtualFileConnection& operator=(const VirtualFileConnection&) = delete;
 
     VirtualFileRights Rights() const override { return rights_; }
+    bool IsOwn() const override;
 
     /// Opens the file, carries out the client's requests one after the other until it goes away,
     /// and closes the file.
@@ -44,6 +45,8 @@ public:
     void Refuse(int32_t code, std::string_view reason) override;
 
 private:
+    template <typename Header>
+    bool Send(Header header, const void* bytes, size_t length) const;
     bool Greet(VirtualFileRights rights, std::string_view facts);
     bool ServeRequest(IAMMgrFile& file);
     bool Handle(IAMMgrFile& file, size_t received);

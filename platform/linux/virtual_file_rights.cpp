@@ -60,7 +60,7 @@ std::optional<PeerCredentials> ReadPeerCredentials(int socket) {
     if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
         return std::nullopt;
     }
-    PeerCredentials peer{credentials.uid, {credentials.gid}};
+    PeerCredentials peer{credentials.uid, {credentials.gid}, credentials.pid};
     if (!ReadSupplementaryGroups(socket, peer.groups)) {
         return std::nullopt;
     }

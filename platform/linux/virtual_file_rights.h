@@ -14,6 +14,7 @@ namespace GrpOwnerLinux {
 struct PeerCredentials {
     uint32_t user = 0;
     std::set<uint32_t> groups;  // with the supplementary ones
+    int32_t process = 0;
 };
 
 /// @return nothing when the kernel does not tell
