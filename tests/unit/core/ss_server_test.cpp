@@ -220,6 +220,11 @@ SCENARIO(SystemEventQueue, AReaderThatFails) {
     EXPECT_EQ(Server().ReportSysEvent({4}), 0);  // the first is gone all the same
 }
 
+/// Reaches the readers, to add one that no platform lets in.
+struct Readers : SsToOwnerServerImpl {
+    static void AddNull() NO_THREAD_SAFETY_ANALYSIS { (*procQfsFileMap_)[nullptr] = {}; }
+};
+
 SCENARIO(SystemEventQueue, ReadersThatDoNotGetIn) {
     ScriptMessaging(MessagingCall::kRegisterQueue, -6);
     EXPECT_EQ(Server().InitSysEventServer(kQueue), -6);
@@ -228,6 +233,11 @@ SCENARIO(SystemEventQueue, ReadersThatDoNotGetIn) {
     EXPECT_EQ(QueueReader(kQueue, "r0").OpenResult(), -7);
     EXPECT_EQ(SsToOwnerServerImpl::SsToOwnerServerOpen(nullptr), -1);
     EXPECT_EQ(Server().ReportSysEvent({1}), 0);
+    Readers::AddNull();
+    QueueReader reader(kQueue, "r1");
+    EXPECT_EQ(Server().ReportSysEvent({2}), 0x00F10001);
+    EXPECT_TRUE(Logged(kError, "ReportSysEvent: Please wait to open the resfile"));
+    EXPECT_EQ(reader.Take(), Events{"2"});
 }
 
 }  // namespace
