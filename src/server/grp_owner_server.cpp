@@ -50,10 +50,10 @@ const char* NameOf(AppReportState state) {
 
 }  // namespace
 
-void GrpOwnerServer::SetAppStateCallback(const AppStateCallback& callback) {
+void GrpOwnerServer::SetAppStateCallback(AppStateCallback callback) {
     AppStateSubscriber& subscriber = Subscriber();
     MutexLock lock(subscriber.mutex);
-    subscriber.appStateChangeCb_ = callback;
+    subscriber.appStateChangeCb_.swap(callback);  // the earlier one ends without the lock
 }
 
 bool GrpOwnerServer::NotifyAppState(const std::string& name, int pid, AppReportState state) {

@@ -71,8 +71,8 @@ public:
     std::shared_ptr<Application> FindApp(const std::string& name) const;
 
     /// To be set before enabling.
-    void SetSystemStateCallback(const SystemStateCallback& callback);
-    static void SetAppStateCallback(const AppStateCallback& callback);
+    void SetSystemStateCallback(SystemStateCallback callback);
+    static void SetAppStateCallback(AppStateCallback callback);
 
     /// Logs a change and calls the subscriber with no lock held; what it throws stops here, so that
     /// the change itself is still applied.

@@ -21,9 +21,9 @@ std::string ArgumentText(const AppInfoForServer& app) {
 
 }  // namespace
 
-void GrpOwnerServer::SetSystemStateCallback(const SystemStateCallback& callback) {
+void GrpOwnerServer::SetSystemStateCallback(SystemStateCallback callback) {
     MutexLock lock(systemStateMutex_);
-    systemStateCallback_ = callback;
+    systemStateCallback_.swap(callback);  // the earlier one ends without the lock
 }
 
 // The subscriber hears of every termination before any is tried, so that it takes no exit for a

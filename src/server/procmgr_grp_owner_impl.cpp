@@ -53,7 +53,9 @@ ProcMgrGrpOwner& ProcMgrGrpOwner::GetInstance() {
 }
 
 ProcMgrGrpOwnerImpl::~ProcMgrGrpOwnerImpl() {
-    server_->SetSystemStateCallback(nullptr);  // what it has bound may go after us
+    // Requests and heartbeats go on, but what the subscribers have bound may go after us.
+    server_->SetSystemStateCallback(nullptr);
+    GrpOwnerServer::SetAppStateCallback(nullptr);
 }
 
 int ProcMgrGrpOwnerImpl::GrpOwnerConfig(const GrpOwnerCfg& cfg) {

@@ -1,5 +1,7 @@
 // What reports, own words, heartbeats and query answers do to records and subscribers.
 
+#include <cstdlib>
+#include <memory>
 #include <stdexcept>
 
 #include "src/manager/application_manager.h"
@@ -7,6 +9,7 @@
 #include "tests/support/isolated.h"
 #include "tests/support/log_assertions.h"
 #include "tests/support/manifest_builder.h"
+#include "tests/support/requests.h"
 
 namespace GrpOwnerTest {
 namespace {
@@ -125,6 +128,31 @@ SCENARIO(Report, SubscriberThrows) {
     EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
     EXPECT_EQ(Group::State("b"), AppStateType::TERMINATED);
     EXPECT_TRUE(Logged(kError, "GroupOwner: the subscriber of app states failed: no. (app=b)"));
+}
+
+// Gives both subscribers reason to be called.
+bool IsNoticeToldToSubscriber() {
+    ClearLog();
+    EXPECT_EQ(NotifyHeartBeat("a", kPid, 1), 1);
+    const bool isAnswered = Ask(kSetSystemState, "1") == "1#";
+    return isAnswered || Logged(kError, "GroupOwner: the subscriber of app states failed. (app=a)");
+}
+
+// A subscriber that is replaced may use the owner while it ends. At exit, when what it has bound
+// goes too, none is called any more.
+SCENARIO(Report, SubscribersThatEnd) {
+    // This runs behind the owner's own end.
+    (void)std::atexit([] { IsNoticeToldToSubscriber() ? std::_Exit(1) : void(); });
+    Group group({App("a").HeartBeat(7)});
+    ASSERT_TRUE(group.EnableAndStart());
+    const auto ending = [] {
+        return std::shared_ptr<void>(nullptr, [](auto&&) { (void)IsNoticeToldToSubscriber(); });
+    };
+    for (int i = 0; i < 2; ++i) {
+        (void)group.owner.SubscribeAppState([bound = ending()](auto&&...) -> bool { throw 1; });
+        (void)group.owner.SubscribeSystemState([bound = ending()](auto&&...) { return true; });
+    }
+    EXPECT_TRUE(IsNoticeToldToSubscriber());
 }
 
 // A template has no record until somebody asks for one; the record lives until its application has

@@ -9,6 +9,7 @@ namespace GrpOwnerTest {
 /// The commands of a request.
 enum SsCommand : unsigned {
     kChangeApps = 0,
+    kSetSystemState = 2,
     kReloadConfiguration = 3,
     kDump = 4,
     kStopAll = 5,
