@@ -55,8 +55,8 @@ struct Thread {
 
 [[noreturn]] void Fail(const std::string& what);
 
-thread_local Thread* g_self = nullptr;
-Nanoseconds g_now = kBeginning;  // of the run, and of what comes after it
+thread_local Thread* thisThread = nullptr;
+Nanoseconds timeOfRun = kBeginning;  // of the run, and of what comes after it
 
 /// Owns the threads of a run and decides who runs. Used by the thread that runs alone; the
 /// hand-over of the baton orders the accesses.
@@ -66,10 +66,10 @@ public:
         // From a switch at every second point to one at every 32nd.
         stay_ = uint64_t{2} << Below(5);
         (void)sem_init(&told_, 0, 0);
-        g_self = running_ = Add("main");
+        thisThread = running_ = Add("main");
     }
 
-    ~Scheduler() { g_self = nullptr; }
+    ~Scheduler() { thisThread = nullptr; }
 
     Scheduler(const Scheduler&) = delete;
     Scheduler& operator=(const Scheduler&) = delete;
@@ -83,7 +83,7 @@ public:
     Thread* Begin(std::string name, std::function<void()> function) {
         Thread* const thread = Add(std::move(name));
         thread->native = std::thread([this, thread, function = std::move(function)] {
-            g_self = thread;
+            thisThread = thread;
             AwaitBaton(*thread);
             function();
             End(*thread);
@@ -113,7 +113,7 @@ public:
 
     void Release(const Mutex* mutex) {
         const auto owner = owners_.find(mutex);
-        if (owner == owners_.end() || owner->second != g_self) {
+        if (owner == owners_.end() || owner->second != thisThread) {
             Fail("a mutex is unlocked that the thread does not hold");
         }
         owners_.erase(owner);
@@ -127,7 +127,7 @@ public:
         Point();
         Release(mutex);
         Block(Doing::kWaits, condition, deadline);
-        const bool isInTime = !g_self->isLate;
+        const bool isInTime = !thisThread->isLate;
         Acquire(mutex);
         return isInTime;
     }
@@ -143,7 +143,7 @@ public:
         }
     }
 
-    void Sleep(Nanoseconds duration) { Block(Doing::kSleeps, nullptr, g_now + duration); }
+    void Sleep(Nanoseconds duration) { Block(Doing::kSleeps, nullptr, timeOfRun + duration); }
 
     /// The thread may be interrupted here.
     void Point() {
@@ -155,7 +155,7 @@ public:
             WakeSomebody();
         }
         if (Below(kRest) == 0) {
-            g_self->restsUntil = points_ + Below(kRest);
+            thisThread->restsUntil = points_ + Below(kRest);
             Switch();
         } else if (Below(stay_) == 0) {
             Switch();
@@ -169,7 +169,7 @@ public:
             if (thread->doing == Doing::kEnded) {
                 continue;
             }
-            if (thread.get() == g_self) {
+            if (thread.get() == thisThread) {
                 Tell(*thread);
             } else {
                 sem_post(&thread->baton);
@@ -182,7 +182,7 @@ private:
     uint64_t Below(uint64_t bound) { return random_() % bound; }
 
     static void CheckSelf() {
-        if (g_self == nullptr) {
+        if (thisThread == nullptr) {
             Fail("a thread that is not the run's comes to a point");
         }
     }
@@ -206,20 +206,20 @@ private:
     void Acquire(const Mutex* mutex) {
         for (auto owner = owners_.find(mutex); owner != owners_.end();
              owner = owners_.find(mutex)) {
-            if (owner->second == g_self) {
+            if (owner->second == thisThread) {
                 Fail("a thread locks a mutex twice");
             }
             Block(Doing::kLocks, mutex, std::nullopt);
         }
-        owners_[mutex] = g_self;
+        owners_[mutex] = thisThread;
     }
 
     void Block(Doing doing, const void* object, std::optional<Nanoseconds> deadline) {
         CheckSelf();
-        g_self->doing = doing;
-        g_self->object = object;
-        g_self->deadline = deadline;
-        g_self->isLate = false;
+        thisThread->doing = doing;
+        thisThread->object = object;
+        thisThread->deadline = deadline;
+        thisThread->isLate = false;
         Switch();
     }
 
@@ -245,7 +245,7 @@ private:
     }
 
     void Switch() {
-        Thread& self = *g_self;
+        Thread& self = *thisThread;
         running_ = Choose();
         if (running_ != &self) {
             sem_post(&running_->baton);
@@ -282,9 +282,9 @@ private:
         if (!next) {
             Fail("deadlock: all wait, nobody for a time");
         }
-        g_now = std::max(g_now, *next);
+        timeOfRun = std::max(timeOfRun, *next);
         for (const auto& thread : threads_) {
-            if (thread->deadline && *thread->deadline <= g_now) {
+            if (thread->deadline && *thread->deadline <= timeOfRun) {
                 GoOn(*thread);
                 thread->isLate = true;
             }
@@ -318,7 +318,7 @@ private:
     sem_t told_{};
 };
 
-std::unique_ptr<Scheduler> g_scheduler;  // of the run, if there is one
+std::unique_ptr<Scheduler> theScheduler;  // of the run, if there is one
 
 void Scheduler::Tell(const Thread& self) const {
     std::string what = kDoingNames[static_cast<size_t>(self.doing)];
@@ -335,8 +335,8 @@ void Scheduler::Tell(const Thread& self) const {
 [[noreturn]] void Fail(const std::string& what) {
     std::fflush(stdout);
     std::fprintf(stderr, "seeded run failed: %s\n", what.c_str());
-    if (g_self != nullptr) {
-        g_scheduler->TellAll();
+    if (thisThread != nullptr) {
+        theScheduler->TellAll();
     }
     std::abort();
 }
@@ -345,7 +345,7 @@ void Scheduler::Tell(const Thread& self) const {
 class Task {
 public:
     explicit Task(Thread* thread) : thread_(thread) {}
-    ~Task() { g_scheduler->Join(thread_); }
+    ~Task() { theScheduler->Join(thread_); }
     Task(const Task&) = delete;
     Task& operator=(const Task&) = delete;
 
@@ -354,24 +354,24 @@ private:
 };
 
 AsyncTask BeginTask(std::string name, std::function<void()> function) {
-    if (g_scheduler == nullptr) {
+    if (theScheduler == nullptr) {
         Fail("a thread is begun outside a run");
     }
     return AsyncTask(
-        std::make_shared<Task>(g_scheduler->Begin(std::move(name), std::move(function))));
+        std::make_shared<Task>(theScheduler->Begin(std::move(name), std::move(function))));
 }
 
 }  // namespace
 
 Run::Run(const Options& options) {
-    g_scheduler = std::make_unique<Scheduler>(options);
+    theScheduler = std::make_unique<Scheduler>(options);
 }
 
 Run::~Run() {
-    if (!g_scheduler->HaveAllBeenJoined()) {
+    if (!theScheduler->HaveAllBeenJoined()) {
         Fail("the run ends before its threads");
     }
-    g_scheduler.reset();
+    theScheduler.reset();
 }
 
 AsyncTask Begin(std::string name, std::function<void()> function) {
@@ -379,39 +379,39 @@ AsyncTask Begin(std::string name, std::function<void()> function) {
 }
 
 std::string ThreadName() {
-    return g_self == nullptr ? "" : g_self->name;
+    return thisThread == nullptr ? "" : thisThread->name;
 }
 
 }  // namespace Seeded
 
-using Seeded::g_now;
-using Seeded::g_scheduler;
 using Seeded::Nanoseconds;
+using Seeded::theScheduler;
+using Seeded::timeOfRun;
 
 void Mutex::Lock() {
-    if (g_scheduler != nullptr) {
-        g_scheduler->Lock(this);
+    if (theScheduler != nullptr) {
+        theScheduler->Lock(this);
     }
     native_.lock();
 }
 
 void Mutex::Unlock() {
     native_.unlock();
-    if (g_scheduler != nullptr) {
-        g_scheduler->Release(this);
-        g_scheduler->Point();
+    if (theScheduler != nullptr) {
+        theScheduler->Release(this);
+        theScheduler->Point();
     }
 }
 
 void CondVar::NotifyOne() {
-    if (g_scheduler != nullptr) {
-        g_scheduler->Notify(this, false);
+    if (theScheduler != nullptr) {
+        theScheduler->Notify(this, false);
     }
 }
 
 void CondVar::NotifyAll() {
-    if (g_scheduler != nullptr) {
-        g_scheduler->Notify(this, true);
+    if (theScheduler != nullptr) {
+        theScheduler->Notify(this, true);
     }
 }
 
@@ -420,11 +420,11 @@ void CondVar::Wait(Mutex& mutex) {
 }
 
 bool CondVar::WaitUntil(Mutex& mutex, TimePoint deadline) {
-    if (g_scheduler == nullptr) {
+    if (theScheduler == nullptr) {
         Seeded::Fail("a wait outside a run");
     }
     mutex.native_.unlock();
-    const bool inTime = g_scheduler->Wait(
+    const bool inTime = theScheduler->Wait(
         this, &mutex,
         deadline == TimePoint::max() ? std::nullopt : std::optional(deadline.time_since_epoch()));
     mutex.native_.lock();
@@ -437,25 +437,25 @@ bool CondVar::WaitUntil(Mutex& mutex, SystemTimePoint deadline) {
 }
 
 AsyncTask RunAsync(std::function<void()> function) {
-    if (g_scheduler != nullptr && !g_scheduler->HasThread()) {
+    if (theScheduler != nullptr && !theScheduler->HasThread()) {
         throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
     }
     return Seeded::BeginTask("task", std::move(function));
 }
 
 TimePoint Now() {
-    return TimePoint(g_now);
+    return TimePoint(timeOfRun);
 }
 
 SystemTimePoint SystemNow() {
-    return SystemTimePoint(g_now);
+    return SystemTimePoint(timeOfRun);
 }
 
 void Sleep(Milliseconds duration) {
-    if (g_scheduler == nullptr) {
-        g_now += duration;
+    if (theScheduler == nullptr) {
+        timeOfRun += duration;
     } else {
-        g_scheduler->Sleep(duration);
+        theScheduler->Sleep(duration);
     }
 }
 

@@ -25,18 +25,18 @@ namespace {
 constexpr unsigned kLongest = 120;   // seconds; a story takes milliseconds
 constexpr uint64_t kToldTwice = 50;  // one of so many seeds
 
-uint64_t g_first = 1;
-uint64_t g_count = 1;
-bool g_isPrinting = false;
-uint64_t* g_digests = nullptr;  // of all places, which the children write
-std::map<pid_t, uint64_t> g_children;
-unsigned g_failures = 0;
+uint64_t firstSeed = 1;
+uint64_t seedCount = 1;
+bool isPrinting = false;
+uint64_t* digests = nullptr;  // of all places, which the children write
+std::map<pid_t, uint64_t> children;
+unsigned failures = 0;
 
 bool Parse(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         const std::string option = argv[i];
         if (option == "--log") {
-            g_isPrinting = true;
+            isPrinting = true;
             continue;
         }
         const uint64_t number = i + 1 < argc ? std::strtoull(argv[++i], nullptr, 10) : 0;
@@ -44,17 +44,17 @@ bool Parse(int argc, char** argv) {
         if (number == 0 || !(isCount || option == "--first" || option == "--seed")) {
             return false;
         }
-        (isCount ? g_count : g_first) = number;
+        (isCount ? seedCount : firstSeed) = number;
     }
     return true;
 }
 
 uint64_t SeedAt(uint64_t place) {
-    return g_first + (place < g_count ? place : (place - g_count) * kToldTwice);
+    return firstSeed + (place < seedCount ? place : (place - seedCount) * kToldTwice);
 }
 
 void Fail(uint64_t place, const char* how) {
-    ++g_failures;
+    ++failures;
     std::fprintf(stderr, "seed %lu: %s; alone: schedules --seed %lu --log\n", SeedAt(place), how,
                  SeedAt(place));
 }
@@ -63,7 +63,7 @@ void BeginChild(uint64_t place) {
     const pid_t child = fork();
     if (child == 0) {
         alarm(kLongest);
-        g_digests[place] = Schedules::TellStory(SeedAt(place), g_isPrinting);
+        digests[place] = Schedules::TellStory(SeedAt(place), isPrinting);
         std::fflush(stdout);
         _exit(0);
     }
@@ -71,16 +71,16 @@ void BeginChild(uint64_t place) {
         std::perror("fork");
         std::exit(2);
     }
-    g_children[child] = place;
+    children[child] = place;
 }
 
 void AwaitChild() {
     int status = 0;
-    const auto child = g_children.find(wait(&status));
+    const auto child = children.find(wait(&status));
     if (status != 0) {
         Fail(child->second, WIFSIGNALED(status) ? strsignal(WTERMSIG(status)) : "broken");
     }
-    g_children.erase(child);
+    children.erase(child);
 }
 
 }  // namespace
@@ -90,24 +90,24 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: schedules [--seeds N] [--first S | --seed S] [--log]\n");
         return 2;
     }
-    const uint64_t places = g_count + (g_count + kToldTwice - 1) / kToldTwice;
-    g_digests =
+    const uint64_t places = seedCount + (seedCount + kToldTwice - 1) / kToldTwice;
+    digests =
         static_cast<uint64_t*>(mmap(nullptr, places * sizeof(uint64_t), PROT_READ | PROT_WRITE,
                                     MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-    const size_t most = g_isPrinting ? 1 : std::thread::hardware_concurrency();
-    const uint64_t end = g_isPrinting ? g_count : places;
-    for (uint64_t place = 0; (place < end && g_failures < 10) || !g_children.empty();) {
-        if (place < end && g_failures < 10 && g_children.size() < most) {
+    const size_t most = isPrinting ? 1 : std::thread::hardware_concurrency();
+    const uint64_t end = isPrinting ? seedCount : places;
+    for (uint64_t place = 0; (place < end && failures < 10) || !children.empty();) {
+        if (place < end && failures < 10 && children.size() < most) {
             BeginChild(place++);
         } else {
             AwaitChild();
         }
     }
-    for (uint64_t place = g_count; place < end && g_failures == 0; ++place) {
-        if (g_digests[place] != g_digests[(place - g_count) * kToldTwice]) {
+    for (uint64_t place = seedCount; place < end && failures == 0; ++place) {
+        if (digests[place] != digests[(place - seedCount) * kToldTwice]) {
             Fail(place, "told twice, different");
         }
     }
-    std::printf("%lu seeds, %u failures\n", g_count, g_failures);
-    return g_failures == 0 ? 0 : 1;
+    std::printf("%lu seeds, %u failures\n", seedCount, failures);
+    return failures == 0 ? 0 : 1;
 }

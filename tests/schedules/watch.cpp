@@ -84,7 +84,7 @@ void Watch::Request(const GrpOwnerTest::PmRequest& request) {
     std::string text = "request " + std::to_string(request.type) + ":";
     std::set<std::string> names;
     for (const auto& app : request.apps) {
-        text += " " + app.name;
+        text.append(" ").append(app.name);
         Check(names.insert(app.name).second, app.name + " stands twice in a request");
     }
     Note(text);
@@ -104,7 +104,9 @@ void Watch::CheckStart(const std::string& name) {
         const bool isUp = told.running > told.endBegan || told.endWasTold < told.endBegan;
         const bool ran = told.running > 0 && (isUp || told.endWasTold >= batch.began);
         Check(ran || batch.depends.count(dependency) == 0,
-              name + " is sent for start, but " + dependency + " was not seen running");
+              std::string(name)
+                  .append(" is sent for start, but not seen running was ")
+                  .append(dependency));
     }
 }
 
@@ -128,10 +130,11 @@ void Watch::CheckTerm(const std::set<std::string>& names) {
     batch.sent.insert(names.begin(), names.end());
     for (const std::string& name : names) {
         for (const std::string& other : batch.sent) {
+            const std::string both = std::string(name).append(" and ").append(other);
             Check(HasResult(other, batch) || !Needs(other, name, batch),
-                  name + " is terminated before its dependant " + other + " has a result");
+                  both + ": the first is terminated before its dependant has a result");
             Check(before.count(name) > 0 || !Needs(name, other, batch),
-                  name + " is terminated behind " + other + ", which it depends on");
+                  both + ": the first is terminated behind what it depends on");
         }
     }
 }
