@@ -2,12 +2,27 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <numeric>
 #include <utility>
 
 #include "platform/linux/queue_frame.h"
 
 namespace GrpOwnerLinux {
+
+namespace {
+
+// Callers in C know codes only.
+template <typename Call>
+int WithoutThrowing(Call call) {
+    try {
+        return call();
+    } catch (const std::bad_alloc&) {
+        return -ENOMEM;
+    }
+}
+
+}  // namespace
 
 // Never destroyed: readers are served while the process exits.
 SharedPools& SharedPools::Instance() {
@@ -145,12 +160,13 @@ void SharedPools::FreeLocked(BlockEntry entry) {
 }  // namespace GrpOwnerLinux
 
 using GrpOwnerLinux::SharedPools;
+using GrpOwnerLinux::WithoutThrowing;
 
 int IAMShmRegisterPoolWithConfig(const IAMShmPoolConfig* config, IAMShmPool* pool) {
     if (config == nullptr || pool == nullptr) {
         return -EINVAL;
     }
-    return SharedPools::Instance().Register(*config, pool->handle);
+    return WithoutThrowing([&] { return SharedPools::Instance().Register(*config, pool->handle); });
 }
 
 int IAMShmDestroyPool(IAMShmPool* pool) {
@@ -161,7 +177,8 @@ int IAMShmHandleMalloc(IAMShmPool* pool, size_t size, IAMShmBlock* block) {
     if (pool == nullptr || block == nullptr) {
         return -EINVAL;
     }
-    return SharedPools::Instance().Allocate(pool->handle, size, block->handle);
+    return WithoutThrowing(
+        [&] { return SharedPools::Instance().Allocate(pool->handle, size, block->handle); });
 }
 
 int IAMShmWrite(const IAMShmBlock* block, const void* source, size_t length, size_t offset) {
