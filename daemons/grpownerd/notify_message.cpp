@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -26,9 +27,13 @@ std::string FindVariable(std::string_view environment, std::string_view name) {
     return {};
 }
 
-// 0 when the process is gone. The name stands before it in brackets and may hold anything.
+// A negative errno when the process is gone or cannot be looked at. The name stands before it in
+// brackets and may hold anything.
 pid_t ParentOf(pid_t pid) {
     std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+    if (!file) {
+        return -errno;
+    }
     std::string stat;
     std::getline(file, stat, '\0');
     char state = 0;
@@ -58,7 +63,12 @@ NotifyMessage ParseNotifyMessage(std::string_view text) {
 NotifySender ResolveSender(pid_t pid, std::string_view owner, pid_t manager) {
     NotifySender sender;
     sender.leader = getpgid(pid);
-    if (sender.leader <= 0 || ParentOf(sender.leader) != manager) {
+    if (sender.leader <= 0) {
+        return sender;
+    }
+    const pid_t parent = ParentOf(sender.leader);
+    if (parent != manager) {
+        sender.error = parent < 0 ? -parent : 0;
         return sender;
     }
     std::ifstream file("/proc/" + std::to_string(sender.leader) + "/environ", std::ios::binary);

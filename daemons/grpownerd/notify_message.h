@@ -22,6 +22,7 @@ NotifyMessage ParseNotifyMessage(std::string_view text);
 struct NotifySender {
     pid_t leader = 0;         // of the sender's process group: the application's pid
     std::string application;  // empty: none of our group
+    int error = 0;            // errno that has kept us from finding out
 };
 
 /// Resolves a sender by its process group: the process manager makes each application a group of

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <system_error>
 #include <utility>
@@ -106,6 +107,9 @@ bool NotifySocket::ReadOne(const Handler& handler) {
     const NotifySender sender = ResolveSender(ancillary.sender.pid, owner_, manager_);
     if (!sender.application.empty()) {
         handler(sender, ParseNotifyMessage(std::string_view(text, static_cast<size_t>(length))));
+    } else if (sender.error == EMFILE || sender.error == ENFILE) {
+        std::fprintf(stderr, "grpownerd: what pid %d has notified is lost: %s\n",
+                     ancillary.sender.pid, std::strerror(sender.error));
     }
     return true;
 }

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <stdexcept>
+#include <system_error>
 
 #include "daemons/procmgrd/log.h"
 #include "daemons/procmgrd/peer.h"
@@ -29,7 +29,11 @@ Daemons::UniqueFd TakeSignals() {
     (void)sigprocmask(SIG_BLOCK, &set, nullptr);
     (void)signal(SIGPIPE, SIG_IGN);
     (void)signal(SIGXFSZ, SIG_IGN);  // a log file that may not grow must not end the group
-    return Daemons::UniqueFd(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
+    const int signals = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (signals < 0) {
+        throw std::system_error(errno, std::generic_category(), "signalfd");
+    }
+    return Daemons::UniqueFd(signals);
 }
 
 // Whoever connects must not take the descriptors that applications start with.

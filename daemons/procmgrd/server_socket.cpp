@@ -36,6 +36,9 @@ ServerSocket::ServerSocket(EventLoop& loop, std::string path, std::optional<gid_
                                  "; stop it, or choose another directory with --run-dir") {
     Listen(group);
     spare_ = Spare();
+    if (!spare_) {
+        Fail("cannot open /dev/null", errno);
+    }
     loop_.Watch(socket_.Get(), EPOLLIN, [this](uint32_t) { Accept(); });
 }
 

@@ -126,8 +126,7 @@ int AcceptNext(int listener) {
         if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
             if (!isTold && CheckLogLevel(kLogModule, kLogError) == 1) {
                 DlogInner(kLogModule, kLogError,
-                          "a connection waits until others have gone, because it cannot be "
-                          "accepted: %s",
+                          "no connection can be accepted until something has gone: %s",
                           std::strerror(errno));
                 isTold = true;
             }

@@ -124,6 +124,28 @@ int AwaitWelcome(int socket, int timeoutMs) {
     return welcome.result;
 }
 
+int OpenTo(const std::string& path, const EzcomOpenParams& params) {
+    // Non-blocking while connecting: a full backlog is then a clean "busy".
+    Socket socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (socket.Get() < 0) {
+        return -errno;
+    }
+    int result = Connect(socket.Get(), path);
+    if (result == 0) {
+        result = CheckPeer(socket.Get(), path);
+    }
+    if (result == 0) {
+        result = SayHello(socket.Get(), params.ownName, params.gid);
+    }
+    if (result == 0) {
+        result = AwaitWelcome(socket.Get(), params.timeoutMs);
+    }
+    if (result == 0 && fcntl(socket.Get(), F_SETFL, 0) != 0) {
+        result = -errno;
+    }
+    return result == 0 ? socket.Take() : result;
+}
+
 }  // namespace
 
 int OpenPipeSocket(const EzcomOpenParams& params) {
@@ -139,30 +161,12 @@ int OpenPipeSocket(const EzcomOpenParams& params) {
         Complain("pipe to " + std::string(target) + ": " + reason);
         return -ENOENT;
     }
-    // Non-blocking while connecting: a full backlog is then a clean "busy".
-    Socket socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (socket.Get() < 0) {
-        return -errno;
-    }
     const std::string path = PipePath(directory, target);
-    int result = Connect(socket.Get(), path);
-    if (result == 0) {
-        result = CheckPeer(socket.Get(), path);
-    }
-    if (result == 0) {
-        result = SayHello(socket.Get(), ownName, params.gid);
-    }
-    if (result == 0) {
-        result = AwaitWelcome(socket.Get(), params.timeoutMs);
-    }
-    if (result == 0 && fcntl(socket.Get(), F_SETFL, 0) != 0) {
-        result = -errno;
-    }
-    if (result != 0) {
+    const int result = OpenTo(path, params);
+    if (result < 0) {
         Complain("no pipe through " + path + ": " + std::strerror(-result));
-        return result;
     }
-    return socket.Take();
+    return result;
 }
 
 }  // namespace GrpOwnerLinux
