@@ -9,14 +9,10 @@ namespace EndToEnd {
 
 std::unique_ptr<Daemon> Group::Own(const std::string& applications,
                                    const std::vector<std::string>& environment,
-                                   const std::vector<std::string>& options) {
-    std::vector<std::string> command{GRPOWNERD,
-                                     "--run-dir",
-                                     Path("run"),
-                                     "--name",
-                                     "own",
-                                     "--progress",
-                                     Configure(applications)};
+                                   const std::vector<std::string>& options,
+                                   const std::string& name) {
+    std::vector<std::string> command{
+        GRPOWNERD, "--run-dir", Path("run"), "--name", name, "--progress", Configure(applications)};
     command.insert(command.end(), options.begin(), options.end());
     return std::make_unique<Daemon>(command, environment);
 }

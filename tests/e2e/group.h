@@ -9,11 +9,12 @@ using ProcessTest::Daemon;
 /// Real owners of a real process manager.
 class Group : public ProcessTest::ManagedTest {
 protected:
-    /// An owner named "own" of this configuration, whose applications need only say what differs
-    /// from `command: probe`.
+    /// An owner of this configuration, whose applications need only say what differs from
+    /// `command: probe`.
     std::unique_ptr<Daemon> Own(const std::string& applications,
                                 const std::vector<std::string>& environment = {},
-                                const std::vector<std::string>& options = {});
+                                const std::vector<std::string>& options = {},
+                                const std::string& name = "own");
 
     /// Ends owner, then process manager, and expects that nothing is left.
     void EndAll(Daemon& owner);
