@@ -5,7 +5,8 @@
 
 int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
-        const auto read = GrpOwnerLinux::LoadConfiguration(argv[i], {{"BIN", "/b"}, {"DATA", "/d"}});
+        const auto read =
+            GrpOwnerLinux::LoadConfiguration(argv[i], {{"BIN", "/b"}, {"DATA", "/d"}});
         std::puts(read.Ok() ? "good" : "bad");
     }
 }
