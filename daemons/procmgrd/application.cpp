@@ -1,7 +1,5 @@
 #include "daemons/procmgrd/application.h"
 
-#include <sys/epoll.h>
-
 #include <cerrno>
 #include <csignal>
 
@@ -30,7 +28,6 @@ Application::Application(Workplace& workplace, ApplicationListener& listener, st
       manifest_(std::move(manifest)) {}
 
 Application::~Application() {
-    CloseStatus();
     if (clock_) {
         workplace_.loop.Cancel(*clock_);
     }
@@ -50,7 +47,6 @@ void Application::Start(const LaunchRequest& request) {
         case State::kTerminating:
             next_ = request;
             break;
-        case State::kStarting:
         case State::kRestarting:
             break;
     }
@@ -129,8 +125,6 @@ void Application::Signal(int number) {
 }
 
 void Application::Launch(const LaunchRequest& request, ReportKind answer) {
-    answer_ = answer;
-    failure_.reset();
     endTold_.reset();
     termRequested_ = false;
     forGood_ = false;
@@ -138,54 +132,31 @@ void Application::Launch(const LaunchRequest& request, ReportKind answer) {
         output_.emplace(workplace_.loop, workplace_.capture, name_);
     }
     LaunchPlan plan;
-    Spawned spawned;
-    int error = MakeLaunchPlan(workplace_.surroundings, owner_, manifest_, request, plan);
-    if (error == 0) {
-        error = Spawn(plan, output_->WriteEnd(), spawned);
-    }
-    if (error != 0) {
+    if (const int error = MakeLaunchPlan(workplace_.surroundings, workplace_.accounts, owner_,
+                                         manifest_, request, plan)) {
         TellFailedStart(error, "start");
         return;
     }
-    pid_ = spawned.pid;
-    state_ = State::kStarting;
-    status_ = std::move(spawned.status);
-    workplace_.loop.Watch(status_.Get(), EPOLLIN, [this](uint32_t) { ReadStatus(); });
-    workplace_.children.Expect(pid_, [this](int waitStatus) { OnEnded(waitStatus); });
-}
-
-void Application::ReadStatus() {
-    LaunchStatus status{};
-    ssize_t count = 0;
-    while (status_ && (count = read(status_.Get(), &status, sizeof(status))) == sizeof(status)) {
-        if (status.fatal != 0) {
-            failure_ = status;
-        } else {
-            LogWarning(Label() + ": could not " + StepText(status.step) + ": " +
-                       ErrorText(status.error));
+    Spawned spawned;
+    const int error = Spawn(plan, output_->WriteEnd(), spawned);
+    for (const LaunchStatus& shortfall : spawned.shortfalls) {
+        if (shortfall.fatal == 0) {
+            LogWarning(Label() + ": could not " + StepText(shortfall.step) + ": " +
+                       ErrorText(shortfall.error));
         }
     }
-    if (!status_ || count != 0) {
+    if (error != 0) {
+        TellFailedStart(
+            error, spawned.shortfalls.empty() ? "start" : StepText(spawned.shortfalls.back().step));
         return;
     }
-    CloseStatus();
-    if (state_ == State::kStarting && !failure_) {
-        state_ = State::kRunning;
-        Tell(answer_);
-    }
-}
-
-void Application::CloseStatus() {
-    if (status_) {
-        workplace_.loop.Forget(status_.Get());
-        status_.Reset();
-    }
+    pid_ = spawned.pid;
+    state_ = State::kRunning;
+    workplace_.children.Expect(pid_, [this](int waitStatus) { OnEnded(waitStatus); });
+    Tell(answer);
 }
 
 void Application::OnEnded(int waitStatus) {
-    // The end of a short life may be known before its beginning was looked at.
-    ReadStatus();
-    CloseStatus();
     if (clock_) {
         workplace_.loop.Cancel(*clock_);
         clock_.reset();
@@ -195,9 +166,7 @@ void Application::OnEnded(int waitStatus) {
     const std::optional<LaunchRequest> next = std::move(next_);
     next_.reset();
     state_ = State::kDown;
-    if (before == State::kStarting && failure_) {
-        TellFailedStart(failure_->error, StepText(failure_->step));
-    } else if (before == State::kTerminating && !(forGood_ && next)) {
+    if (before == State::kTerminating && !(forGood_ && next)) {
         LogInfo(Label() + ": ended, " + ExitText(waitStatus) + ", as asked");
         Tell(ReportKind::kNormalExit);
     } else if (before == State::kRunning) {

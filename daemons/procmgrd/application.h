@@ -7,7 +7,6 @@
 #include "daemons/procmgrd/children.h"
 #include "daemons/procmgrd/event_loop.h"
 #include "daemons/procmgrd/launch_plan.h"
-#include "daemons/procmgrd/launch_status.h"
 #include "daemons/procmgrd/output_capture.h"
 #include "daemons/procmgrd/pm_wire.h"
 #include "platform/manifest_service.h"
@@ -20,6 +19,7 @@ struct Workplace {
     Children& children;
     Surroundings surroundings;
     CaptureOptions capture;
+    Accounts accounts;
 };
 
 class Application;
@@ -36,24 +36,23 @@ public:
 /// One application of a group and, while it has one, its process.
 ///
 ///   kDown         no process
-///   kStarting     forked; what it reports is decided by whether the exec succeeds
 ///   kRunning      is the program (or outlived a termination, and nobody asked again)
 ///   kTerminating  asked to end, clock running; next_ holds a start that came meanwhile
 ///   kRestarting   asked to end, clock running; next_ is started as soon as it has
 ///
 /// Commands, by state; "stop" is SIGTERM to the process group (SIGKILL where the manifest forces
 /// it) and the clock:
-///             kDown        kStarting    kRunning     kTerminating       kRestarting
-///   Start     launch       -            started!     next_ = it         -
-///   Restart   launch       stop, next_  stop, next_  next_ = it; goes to kRestarting
-///   Terminate normal exit* stop         stop         forget next_       to kTerminating
+///             kDown         kRunning      kTerminating   kRestarting
+///   Start     launch        started!      next_ = it     -
+///   Restart   launch        stop, next_   next_ = it; goes to kRestarting
+///   Terminate normal exit*  stop          forget next_   to kTerminating
 ///
 /// "!" is a report at once, "*" too unless an end was told a moment ago; "-" is answered by the
 /// report that comes anyway. Commands that come again neither send a second signal nor set the
 /// clock back: a waiting owner offers the same name again and again, also when the report of its
 /// end is already on its way, and would take a second one for the end of what it has started since.
 /// Exactly one report ends each command:
-///   the exec succeeds in kStarting      started or restarted, as the launch was asked for
+///   the launch succeeds                 started or restarted, as it was asked for
 ///   the launch fails                    abnormal exit; 1 when the program's file is to blame
 ///   the process ends in kRunning        normal or abnormal exit; normal after any Terminate
 ///   the process ends in kTerminating    normal exit, then next_ is launched
@@ -65,7 +64,7 @@ public:
 /// report of the exit when a new owner's start waits in next_.
 class Application {
 public:
-    enum class State { kDown, kStarting, kRunning, kTerminating, kRestarting };
+    enum class State { kDown, kRunning, kTerminating, kRestarting };
 
     Application(Workplace& workplace, ApplicationListener& listener, std::string owner,
                 ApplicationManifest manifest);
@@ -92,8 +91,6 @@ private:
     void Stop();
     void OnClock();
     void Signal(int number);
-    void ReadStatus();
-    void CloseStatus();
     void OnEnded(int waitStatus);
     void TellUnaskedEnd(int waitStatus);
     void TellFailedStart(int error, const std::string& what);
@@ -110,9 +107,6 @@ private:
 
     State state_ = State::kDown;
     pid_t pid_ = 0;
-    Daemons::UniqueFd status_;             // until the exec has succeeded or failed
-    std::optional<LaunchStatus> failure_;  // why it has failed
-    ReportKind answer_ = ReportKind::kStarted;
     std::optional<LaunchRequest> next_;
     std::optional<EventLoop::TimerId> clock_;
     std::optional<std::chrono::steady_clock::time_point> endTold_;  // since the last launch

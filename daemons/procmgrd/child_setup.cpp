@@ -1,7 +1,6 @@
 #include "daemons/procmgrd/child_setup.h"
 
 #include <fcntl.h>
-#include <grp.h>
 #include <linux/close_range.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -41,11 +40,11 @@ void Should(const ChildSetup& setup, LaunchStep step, bool done) {
     }
 }
 
-void ResetSignals() {
+void ResetSignals(const ChildSetup& setup) {
     struct sigaction action {};
     action.sa_handler = SIG_DFL;
-    for (int number = 1; number < NSIG; ++number) {
-        (void)sigaction(number, &action, nullptr);  // two of them can not be set
+    for (const int number : *setup.ignored) {
+        (void)sigaction(number, &action, nullptr);
     }
     sigset_t none;
     sigemptyset(&none);
@@ -53,9 +52,12 @@ void ResetSignals() {
 }
 
 void WaitForControlGroup(const ChildSetup& setup) {
+    if (setup.gate < 0) {
+        return;
+    }
     int error = 0;
     (void)close(setup.gateIn);
-    if (setup.gate >= 0 && read(setup.gate, &error, sizeof(error)) != sizeof(error)) {
+    if (read(setup.gate, &error, sizeof(error)) != sizeof(error)) {
         error = EIO;
     }
     errno = error;
@@ -74,19 +76,21 @@ void SetStreams(const ChildSetup& setup) {
     (void)syscall(SYS_close_range, 3U, ~0U, CLOSE_RANGE_CLOEXEC);
 }
 
+// The kernel's own calls: the C library's would have other threads follow, by memory that is the
+// parent's.
 void ChangeIdentity(const ChildSetup& setup) {
     const Identity& identity = setup.plan->identity;
     if (identity.groups) {
         Must(setup, LaunchStep::kIdentity,
-             setgroups(identity.groups->size(), identity.groups->data()) == 0);
+             syscall(SYS_setgroups, identity.groups->size(), identity.groups->data()) == 0);
     }
     if (identity.gid) {
         const gid_t gid = *identity.gid;
-        Must(setup, LaunchStep::kIdentity, setresgid(gid, gid, gid) == 0);
+        Must(setup, LaunchStep::kIdentity, syscall(SYS_setresgid, gid, gid, gid) == 0);
     }
     if (identity.uid) {
         const uid_t uid = *identity.uid;
-        Must(setup, LaunchStep::kIdentity, setresuid(uid, uid, uid) == 0);
+        Must(setup, LaunchStep::kIdentity, syscall(SYS_setresuid, uid, uid, uid) == 0);
     }
 }
 
@@ -102,8 +106,8 @@ void DieWithParent(const ChildSetup& setup) {
 }  // namespace
 
 void BecomeProgram(const ChildSetup& setup) {
-    (void)setpgid(0, 0);  // the parent does so too: whoever is first, the group is there
-    ResetSignals();
+    (void)setpgid(0, 0);
+    ResetSignals(setup);
     WaitForControlGroup(setup);
     SetStreams(setup);
     (void)umask(022);

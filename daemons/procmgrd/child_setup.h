@@ -1,5 +1,5 @@
 #pragma once
-// The child's side of a start, between fork and exec.
+// The child's side of a start, before exec.
 
 #include <sched.h>
 #include <sys/resource.h>
@@ -11,11 +11,13 @@
 
 namespace ProcMgrDaemon {
 
-/// All that the child needs, made ready before the fork: afterwards it only makes system calls.
+/// All that the child needs, made ready before there is one: it may share its parent's memory, so
+/// it only makes system calls and changes nothing.
 struct ChildSetup {
     const LaunchPlan* plan = nullptr;
     char* const* arguments = nullptr;
     char* const* environment = nullptr;
+    const std::vector<int>* ignored = nullptr;  // signals that exec would leave ignored
     pid_t parent = 0;
     int status = -1;  // where its LaunchStatus goes, closed on exec
     int gate = -1;    // an errno arrives here once it is bound to its control group; -1: none

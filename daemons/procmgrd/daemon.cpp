@@ -49,7 +49,7 @@ Daemon::Daemon(const Options& options, const std::string& runDirectory)
     : options_(options),
       mostConnections_(MostConnections()),
       faults_(options.faults),
-      workplace_{loop_, children_, {runDirectory, options.passedVariables}, options.capture},
+      workplace_{loop_, children_, {runDirectory, options.passedVariables}, options.capture, {}},
       signals_(TakeSignals()) {
     loop_.Watch(signals_.Get(), EPOLLIN, [this](uint32_t) { OnSignals(); });
     loop_.SetRoundEnd([this] { OnRoundEnd(); });
@@ -194,6 +194,7 @@ int32_t Daemon::LoadConfigurationOf(Group& group, const Record& record) {
         LogError(group.Owner() + ": a malformed request to load a configuration");
         return -EBADMSG;
     }
+    workplace_.accounts.Forget();
     const auto configuration = GrpOwnerLinux::LoadConfiguration(request->path, request->matchData);
     if (!configuration.diagnostics.empty()) {
         Log(configuration.Ok() ? LogLevel::kWarning : LogLevel::kError,

@@ -16,8 +16,6 @@ const char* StateText(Application::State state) {
     switch (state) {
         case Application::State::kDown:
             return "down";
-        case Application::State::kStarting:
-            return "starting";
         case Application::State::kRunning:
             return "running";
         case Application::State::kTerminating:

@@ -1,10 +1,7 @@
 #include "daemons/procmgrd/launch_plan.h"
 
-#include <grp.h>
-#include <pwd.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <map>
@@ -19,35 +16,8 @@ constexpr uint32_t kMaxProcessor = 8191;
 
 using Variables = std::map<std::string, std::string>;
 
-struct User {
-    std::string name;
-    std::string home = "/";
-    std::string shell = "/bin/sh";
-    uint32_t gid = 0;
-};
-
-std::optional<User> FindUser(uint32_t uid) {
-    std::array<char, 16 * 1024> buffer{};
-    passwd entry{};
-    passwd* found = nullptr;
-    if (getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) {
-        return std::nullopt;
-    }
-    return User{entry.pw_name, entry.pw_dir, entry.pw_shell, entry.pw_gid};
-}
-
-std::vector<gid_t> GroupsOf(const std::string& user, uint32_t gid) {
-    int count = 64;
-    std::vector<gid_t> groups(static_cast<size_t>(count));
-    // Too small: the needed size is told, and the second call has it.
-    while (getgrouplist(user.c_str(), gid, groups.data(), &count) < 0) {
-        groups.resize(static_cast<size_t>(count));
-    }
-    groups.resize(static_cast<size_t>(count));
-    return groups;
-}
-
-Identity FindIdentity(uint32_t uid, uint32_t gid, const std::optional<User>& user) {
+Identity FindIdentity(uint32_t uid, uint32_t gid, const std::optional<Account>& user,
+                      Accounts& accounts) {
     Identity identity;
     if (gid != kInheritedId) {
         identity.gid = gid;
@@ -60,7 +30,7 @@ Identity FindIdentity(uint32_t uid, uint32_t gid, const std::optional<User>& use
     if (!identity.gid) {
         identity.gid = user ? user->gid : uid;
     }
-    identity.groups = user ? GroupsOf(user->name, *identity.gid) : std::vector<gid_t>{};
+    identity.groups = user ? accounts.GroupsOf(user->name, *identity.gid) : std::vector<gid_t>{};
     return identity;
 }
 
@@ -70,7 +40,7 @@ void CopyOwnVariable(const std::string& name, Variables& variables) {
     }
 }
 
-void AddBase(const Surroundings& surroundings, const std::optional<User>& user,
+void AddBase(const Surroundings& surroundings, const std::optional<Account>& user,
              Variables& variables) {
     variables["PATH"] = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
     for (const char* const name : {"PATH", "LANG", "LC_ALL", "TZ"}) {
@@ -109,7 +79,7 @@ void SetCommand(const ManifestFields& fields, const LaunchRequest& request, Laun
 
 }  // namespace
 
-int MakeLaunchPlan(const Surroundings& surroundings, const std::string& owner,
+int MakeLaunchPlan(const Surroundings& surroundings, Accounts& accounts, const std::string& owner,
                    const ApplicationManifest& manifest, const LaunchRequest& request,
                    LaunchPlan& plan) {
     const ManifestFields& fields = manifest.Fields();
@@ -125,8 +95,8 @@ int MakeLaunchPlan(const Surroundings& surroundings, const std::string& owner,
     }
     SetCommand(fields, request, plan);
     const uint32_t uid = fields.uid == kInheritedId ? geteuid() : fields.uid;
-    const std::optional<User> user = FindUser(uid);
-    plan.identity = FindIdentity(fields.uid, fields.gid, user);
+    const std::optional<Account>& user = accounts.User(uid);
+    plan.identity = FindIdentity(fields.uid, fields.gid, user, accounts);
     plan.processors = fields.coreAffinity;
     plan.realTime = fields.isSetRtPrio;
     plan.controlGroup = fields.resGroupName;

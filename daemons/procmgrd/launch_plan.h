@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "daemons/procmgrd/accounts.h"
 #include "daemons/procmgrd/pm_wire.h"
 #include "platform/manifest_service.h"
 
@@ -50,7 +51,7 @@ struct LaunchPlan {
 };
 
 /// @return 0, or the errno of what makes a start impossible
-int MakeLaunchPlan(const Surroundings& surroundings, const std::string& owner,
+int MakeLaunchPlan(const Surroundings& surroundings, Accounts& accounts, const std::string& owner,
                    const ApplicationManifest& manifest, const LaunchRequest& request,
                    LaunchPlan& plan);
 

@@ -1,12 +1,15 @@
 #include "daemons/procmgrd/spawner.h"
 
 #include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <memory>
 
+#include "daemons/common/unique_fd.h"
 #include "daemons/procmgrd/child_setup.h"
 #include "daemons/procmgrd/control_group.h"
 
@@ -46,14 +49,47 @@ std::vector<char*> Pointers(const std::vector<std::string>& texts) {
     return pointers;
 }
 
-int MakePipe(int flags, Daemons::UniqueFd& readEnd, Daemons::UniqueFd& writeEnd) {
+int MakePipe(Daemons::UniqueFd& readEnd, Daemons::UniqueFd& writeEnd) {
     int ends[2] = {-1, -1};
-    if (pipe2(ends, flags) != 0) {
+    if (pipe2(ends, O_CLOEXEC) != 0) {
         return errno;
     }
     readEnd.Reset(ends[0]);
     writeEnd.Reset(ends[1]);
     return 0;
+}
+
+// Until exec parent and child share the memory, and the parent waits: nothing is copied, however
+// much there is of it. A child that has to be bound to a control group first needs a parent that
+// goes on meanwhile.
+pid_t MakeChild(const ChildSetup& setup) {
+    const pid_t pid = setup.gate < 0 ? vfork() : fork();
+    if (pid == 0) {
+        BecomeProgram(setup);
+    }
+    return pid;
+}
+
+std::vector<int> IgnoredSignals() {
+    std::vector<int> ignored;
+    struct sigaction action {};
+    for (int number = 1; number < NSIG; ++number) {
+        if (sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) {
+            ignored.push_back(number);
+        }
+    }
+    return ignored;
+}
+
+void ReadStatus(int pipe, std::vector<LaunchStatus>& shortfalls) {
+    LaunchStatus status{};
+    ssize_t count = 0;
+    while ((count = read(pipe, &status, sizeof(status))) == sizeof(status) ||
+           (count < 0 && errno == EINTR)) {
+        if (count > 0) {
+            shortfalls.push_back(status);
+        }
+    }
 }
 
 }  // namespace
@@ -69,25 +105,27 @@ void RaiseOpenFileLimit() {
 }
 
 int Spawn(const LaunchPlan& plan, int output, Spawned& spawned) {
+    Daemons::UniqueFd statusOut;
     Daemons::UniqueFd statusIn;
     Daemons::UniqueFd gateOut;
     Daemons::UniqueFd gateIn;
-    int error = MakePipe(O_CLOEXEC, spawned.status, statusIn);
+    int error = MakePipe(statusOut, statusIn);
     if (error == 0 && !plan.controlGroup.empty()) {
-        error = MakePipe(O_CLOEXEC, gateOut, gateIn);
+        error = MakePipe(gateOut, gateIn);
     }
     if (error != 0) {
         return error;
     }
-    (void)fcntl(spawned.status.Get(), F_SETFL, O_NONBLOCK);
-
     const std::vector<char*> arguments = Pointers(plan.arguments);
     const std::vector<char*> environment = Pointers(plan.environment);
+    // We ignore what we ignored at our start.
+    static const std::vector<int> ignoredSignals = IgnoredSignals();
     ChildSetup setup;
     const Processors processors = MakeProcessors(plan.processors, setup.processorsSize);
     setup.plan = &plan;
     setup.arguments = arguments.data();
     setup.environment = environment.data();
+    setup.ignored = &ignoredSignals;
     setup.parent = getpid();
     setup.status = statusIn.Get();
     setup.gate = gateOut.Get();
@@ -97,18 +135,20 @@ int Spawn(const LaunchPlan& plan, int output, Spawned& spawned) {
     setup.processors = processors.get();
     setup.openFiles = childLimit;
 
-    const pid_t pid = fork();
+    const pid_t pid = MakeChild(setup);
     if (pid < 0) {
         return errno;
     }
-    if (pid == 0) {
-        BecomeProgram(setup);
-    }
-    (void)setpgid(pid, pid);  // fails when the child has done so and is a program already
     if (gateIn) {
         const int bound = EnterControlGroup(pid, plan.controlGroup);
         const ssize_t ignored = write(gateIn.Get(), &bound, sizeof(bound));
         (void)ignored;  // the child has ended; its status tells
+    }
+    statusIn.Reset();
+    ReadStatus(statusOut.Get(), spawned.shortfalls);
+    if (!spawned.shortfalls.empty() && spawned.shortfalls.back().fatal != 0) {
+        (void)waitpid(pid, nullptr, 0);  // it is ending
+        return spawned.shortfalls.back().error;
     }
     spawned.pid = pid;
     return 0;

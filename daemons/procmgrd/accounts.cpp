@@ -1,0 +1,42 @@
+#include "daemons/procmgrd/accounts.h"
+
+#include <grp.h>
+#include <pwd.h>
+
+#include <array>
+
+namespace ProcMgrDaemon {
+
+const std::optional<Account>& Accounts::User(uint32_t uid) {
+    const auto [entry, isNew] = users_.try_emplace(uid);
+    std::array<char, 16 * 1024> buffer{};
+    passwd record{};
+    passwd* found = nullptr;
+    if (isNew && getpwuid_r(uid, &record, buffer.data(), buffer.size(), &found) == 0 &&
+        found != nullptr) {
+        entry->second = Account{found->pw_name, found->pw_dir, found->pw_shell, found->pw_gid};
+    }
+    return entry->second;
+}
+
+const std::vector<gid_t>& Accounts::GroupsOf(const std::string& user, uint32_t gid) {
+    const auto [entry, isNew] = groups_.try_emplace({user, gid});
+    if (isNew) {
+        std::vector<gid_t>& groups = entry->second;
+        int count = 64;
+        groups.resize(static_cast<size_t>(count));
+        // Too small: the needed size is told, and the second call has it.
+        while (getgrouplist(user.c_str(), gid, groups.data(), &count) < 0) {
+            groups.resize(static_cast<size_t>(count));
+        }
+        groups.resize(static_cast<size_t>(count));
+    }
+    return entry->second;
+}
+
+void Accounts::Forget() {
+    users_.clear();
+    groups_.clear();
+}
+
+}  // namespace ProcMgrDaemon
