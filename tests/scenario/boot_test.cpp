@@ -176,8 +176,9 @@ SCENARIO(Boot, EnableTwice) {
     EXPECT_EQ(HeartBeatRecords().size(), 1u);
     const PmRequest load = DecodeRequest(SentRecords().at(0).bytes);
     EXPECT_EQ(load.type, static_cast<uint32_t>(kLoad));
-    EXPECT_EQ(load.path, "/dev/null");
-    EXPECT_EQ(load.match, (std::map<std::string, std::string>{{"PLACE", "left"}}));
+    EXPECT_EQ(load.configuration.path, "/dev/null");
+    EXPECT_EQ(load.configuration.matchData,
+              (std::map<std::string, std::string>{{"PLACE", "left"}}));
 }
 
 }  // namespace

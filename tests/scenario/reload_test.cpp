@@ -42,8 +42,8 @@ SCENARIO(Reload, Success) {
 
     const PmRequest record = DecodeRequest(SentRecords().back().bytes);
     EXPECT_EQ(record.type, static_cast<uint32_t>(kReload));
-    EXPECT_EQ(record.path, "/dev/null");
-    EXPECT_EQ(record.match.at("PLACE"), "right");
+    EXPECT_EQ(record.configuration.path, "/dev/null");
+    EXPECT_EQ(record.configuration.matchData.at("PLACE"), "right");
     EXPECT_TRUE(Group::Runs("kept"));
     EXPECT_EQ(Group::Find("kept")->GetPid(), static_cast<int32_t>(pid));
     EXPECT_EQ(Group::Find("kept")->GetNodeType(), 2);

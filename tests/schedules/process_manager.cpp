@@ -80,7 +80,7 @@ void ProcessManager::Plan(const std::string& name, std::function<void()> action)
 void ProcessManager::Receive(const std::string& bytes) {
     const PmRequest request = DecodeRequest(bytes);
     watch_.Request(request);
-    if (request.type == kQuery && (weather_ != Weather::kStormy || Chance(random_, 80))) {
+    if (!request.asked.empty() && (weather_ != Weather::kStormy || Chance(random_, 80))) {
         detour_.After(SomeTime(), [] {
             (void)GrpOwnerMemory::Deliver(EncodeQueryAnswer({{"a", 0}, {"nobody", 1}}));
         });
@@ -177,7 +177,7 @@ void ProcessManager::End(const std::string& name, uint32_t report) {
 
 void ProcessManager::Tell(const std::string& name, uint32_t report, uint32_t pid) {
     constexpr uint32_t kReasons[] = {1, 512 + 11};  // of a start that failed, and of a signal
-    const PmReport record{name, pid, report, OneOf(kReasons, random_), 0};
+    const PmReport record{name, pid, report, OneOf(kReasons, random_)};
     const auto luck = weather_ == Weather::kStormy ? random_() % 100 : 99;
     if (luck >= 4 && luck < 20) {
         detour_.After(SomeTime(), [=] { Deliver(record); });
@@ -192,8 +192,8 @@ void ProcessManager::Deliver(const PmReport& report) {
         return;
     }
     if (weather_ == Weather::kStormy && Chance(random_, 5)) {
-        (void)GrpOwnerMemory::Deliver(EncodeReports(
-            {{"foreign", 1, static_cast<uint32_t>(random_() % 5), 0, 0}, {"a", 0, 77, 0, 0}}));
+        (void)GrpOwnerMemory::Deliver(
+            EncodeReports({{"foreign", 1, static_cast<uint32_t>(random_() % 5)}, {"a", 0, 77}}));
     }
     watch_.BeginReport(report);
     (void)GrpOwnerMemory::Deliver(EncodeReports({report}));

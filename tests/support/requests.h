@@ -10,18 +10,18 @@ namespace GrpOwnerTest {
 enum SsCommand : unsigned {
     kChangeApps = 0,
     kSetSystemState = 2,
-    kReloadConfiguration = 3,
-    kDump = 4,
-    kStopAll = 5,
-    kListApps = 6,
+    kReloadConfiguration,
+    kDump,
+    kStopAll,
+    kListApps,
     kVerifyApps = 8,
-    kQueryStates = 9,
+    kQueryStates
 };
 
-// The system-state manager at the owner's virtual file, with bytes of its own making and a
-// connection for each request. Threads that ask side by side are as many managers.
+// The system-state manager at the owner's virtual file, with a connection for each request. Threads
+// that ask side by side are as many managers.
 
-/// @return the answer; "error <number>" when there is none
+/// @return the answer; "error ..." when there is none
 std::string Ask(unsigned command, const std::string& payload = {}, int32_t timeout = 5000);
 
 /// A change set of plain names.

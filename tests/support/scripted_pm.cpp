@@ -106,7 +106,7 @@ void ScriptedPm::Receive(const std::string& bytes) {
         if (const auto overtake = TakeOvertaker()) {
             overtake(request.type);
         }
-        if (request.type == kQuery) {
+        if (!request.asked.empty()) {
             AnswerQuery();
             return;
         }
@@ -174,7 +174,7 @@ PmReport ScriptedPm::ReportFor(uint32_t type, const std::string& name) {
     const auto fate = fates_.find(name);
     uint32_t& pid = pids_[name];
     const auto end = [&pid, &name](uint32_t how, uint32_t reason) {
-        return PmReport{name, std::exchange(pid, 0), how, reason, 0};
+        return PmReport{name, std::exchange(pid, 0), how, reason};
     };
     if (type == kTerm) {
         return end(kExited, 0);
@@ -190,7 +190,7 @@ PmReport ScriptedPm::ReportFor(uint32_t type, const std::string& name) {
         case Fate::kExits:
             return end(kExited, 0);
         default:
-            return {name, pid, type == kStart ? kStarted : kRestarted, 0, 0};
+            return {name, pid, type == kStart ? kStarted : kRestarted};
     }
 }
 
@@ -211,7 +211,7 @@ void ScriptedPm::Give(const std::vector<Answer>& answers) {
             }
         }
         if (!reports.empty() && Chance(habits_.foreign)) {
-            reports.insert(reports.begin(), {"of-another-group", 1, kStarted, 0, 0});
+            reports.insert(reports.begin(), {"of-another-group", 1});
         }
     }
     if (!reports.empty()) {

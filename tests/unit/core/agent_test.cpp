@@ -9,8 +9,8 @@
 #include "src/agent/ezcom_retry.h"
 #include "src/agent/procmgr_agent_impl.h"
 #include "src/common/sync_seeded.h"
+#include "tests/support/frames.h"
 #include "tests/support/log_assertions.h"
-#include "tests/support/pm_records.h"
 
 namespace ProcMgr {
 namespace {
@@ -110,12 +110,12 @@ TEST_F(AgentTest, SendsRecordsOfTheirType) {
     Connect();
     ScriptPipe(PipeCall::kSend, -11, 5);
     EXPECT_EQ(agent_->ReportAppExecState({"cam", 7, 1, 2}), 0U);
-    EXPECT_EQ(SentRecords().at(0).bytes, EncodeRecord(5, "1#cam#7#1#2#"));
+    EXPECT_EQ(SentRecords().at(0).bytes, RecordBytes(5, "1#cam#7#1#2#"));
     EXPECT_EQ(agent_->LoadStartupCfgInfo({{{"k", "v"}}, "/cfg"}), 0U);
-    EXPECT_EQ(SentRecords().at(1).bytes, EncodeRecord(6, "1#/cfg#1#k#v#"));
+    EXPECT_EQ(SentRecords().at(1).bytes, RecordBytes(6, "1#/cfg#1#k#v#"));
     EXPECT_EQ(SentRecords().at(1).timeoutMs, 5000);
     EXPECT_EQ(agent_->QueryAppState({"a"}), 0U);
-    EXPECT_EQ(SentRecords().at(2).bytes, EncodeRecord(9, std::string("\1\0\0\0\1\0\0\0a", 9)));
+    EXPECT_EQ(SentRecords().at(2).bytes, RecordBytes(9, std::string("\1\0\0\0\1\0\0\0a", 9)));
 }
 
 // Requests check in the same order: connection, content, size, pipe.
@@ -186,18 +186,18 @@ TEST_F(AgentTest, RefusesWhatIsNoRecord) {
     EXPECT_TRUE(DeliverRaw(&empty));
     const std::string zeroLength("\1\0\0\0\0\0\0\0\2\0\0\0", 12);
     for (const std::string& record :
-         {std::string(3983, '\0'), std::string(3985, '\0'), EncodeRecord(4, "0#"),
-          EncodeRecord(4, "2000#a#1#1#1#1#"), EncodeRecord(10, ""),
-          EncodeRecord(10, std::string(4, '\0')), EncodeRecord(10, zeroLength)}) {
+         {std::string(3983, '\0'), std::string(3985, '\0'), RecordBytes(4, "0#"),
+          RecordBytes(4, "2000#a#1#1#1#1#"), RecordBytes(10, ""),
+          RecordBytes(10, std::string(4, '\0')), RecordBytes(10, zeroLength)}) {
         EXPECT_TRUE(Deliver(record));
     }
     ClearLog();
     for (const uint32_t type : {0U, 8U, 11U, UINT32_MAX}) {
-        EXPECT_TRUE(Deliver(EncodeRecord(type, "1#a#1#1#1#1#")));
+        EXPECT_TRUE(Deliver(RecordBytes(type, "1#a#1#1#1#1#")));
     }
     EXPECT_TRUE(LogLines().empty());
     EXPECT_TRUE(heard.empty());
-    EXPECT_TRUE(Deliver(EncodeRecord(4, "1#a#1#1#1#1#")));
+    EXPECT_TRUE(Deliver(RecordBytes(4, "1#a#1#1#1#1#")));
     EXPECT_EQ(heard, std::vector<std::string>{"a"});
 }
 
@@ -205,9 +205,9 @@ TEST_F(AgentTest, RefusesWhatIsNoRecord) {
 TEST_F(AgentTest, CallbacksMayComeFirst) {
     std::vector<std::string> heard;
     Connect();
-    EXPECT_TRUE(Deliver(EncodeRecord(4, "1#a#1#0#0#0#")));
+    EXPECT_TRUE(Deliver(RecordBytes(4, "1#a#1#0#0#0#")));
     const std::string answer("\1\0\0\0\1\0\0\0a\2\0\0\0", 13);
-    EXPECT_TRUE(Deliver(EncodeRecord(10, answer)));
+    EXPECT_TRUE(Deliver(RecordBytes(10, answer)));
     EXPECT_EQ(agent_->StopOwnerHeart(), 0U);
     EXPECT_EQ(agent_->RegAppStateChangeCallBackImpl(nullptr), 0xF10001U);
     EXPECT_EQ(agent_->RegQueryAppStateCallBackImpl(nullptr), 0xF10001U);
@@ -220,8 +220,8 @@ TEST_F(AgentTest, CallbacksMayComeFirst) {
         heard.push_back("state " + std::to_string(states.at("a")));
     }),
               0xF10501U);
-    EXPECT_TRUE(Deliver(EncodeRecord(4, "1#a#7#0#0#0#")));
-    EXPECT_TRUE(Deliver(EncodeRecord(10, answer)));
+    EXPECT_TRUE(Deliver(RecordBytes(4, "1#a#7#0#0#0#")));
+    EXPECT_TRUE(Deliver(RecordBytes(10, answer)));
     EXPECT_EQ(heard, (std::vector<std::string>{"a7", "state 2"}));
 }
 
@@ -239,8 +239,7 @@ TEST_F(AgentTest, EndsAfterItsHandlers) {
         isOut = true;
     }),
               0U);
-    const AsyncTask report =
-        RunAsync([] { EXPECT_TRUE(Deliver(EncodeRecord(4, "1#a#1#0#0#0#"))); });
+    const AsyncTask report = RunAsync([] { EXPECT_TRUE(Deliver(RecordBytes(4, "1#a#1#0#0#0#"))); });
     while (!isIn) {
         Sleep(Milliseconds(1));
     }
@@ -248,7 +247,7 @@ TEST_F(AgentTest, EndsAfterItsHandlers) {
     EXPECT_TRUE(isOut);
     EXPECT_EQ(HeartBeatRecords().back().call, HeartBeatCall::kStopSend);
     ClearLog();
-    EXPECT_TRUE(Deliver(EncodeRecord(4, "1#a#1#0#0#0#")));
+    EXPECT_TRUE(Deliver(RecordBytes(4, "1#a#1#0#0#0#")));
     EXPECT_TRUE(LogLines().empty());
 }
 
