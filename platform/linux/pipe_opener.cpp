@@ -22,6 +22,7 @@ namespace {
 
 constexpr int kLogModule = 27;
 constexpr int kLogError = 3;
+constexpr int kLargestErrno = 4095;
 
 /// A socket that is closed unless it is taken.
 class Socket {
@@ -118,7 +119,7 @@ int AwaitWelcome(int socket, int timeoutMs) {
                            welcome.header.magic == kPipeMagic &&
                            welcome.header.kind == static_cast<uint32_t>(PipeFrameKind::kWelcome) &&
                            welcome.header.size == sizeof(int32_t);
-    if (!isWelcome || welcome.result > 0) {
+    if (!isWelcome || welcome.result > 0 || welcome.result < -kLargestErrno) {
         return -EPROTO;
     }
     return welcome.result;

@@ -89,6 +89,7 @@ struct SentRecord {
     std::string bytes;
 };
 std::vector<SentRecord> SentRecords();
+void ForgetSentRecords();
 
 /// Called for every accepted one-way request before EzcomSendRequest returns, on the sender's
 /// thread. May deliver, at once or from another thread.

@@ -134,6 +134,11 @@ std::vector<SentRecord> SentRecords() {
     return State().sent;
 }
 
+void ForgetSentRecords() {
+    const Lock lock(State().mutex);
+    State().sent.clear();
+}
+
 void SetSendHook(std::function<void(const SentRecord&)> hook) {
     const Lock lock(State().mutex);
     State().hook = std::move(hook);

@@ -64,8 +64,7 @@ TEST_F(LaunchTest, GivesExactlyTheDocumentedSurroundings) {
 // is blocked or ignored.
 TEST_F(LaunchTest, HandsOverArgumentsAndParameters) {
     Boot("  app: {command: [/bin/sleep, '1'], template: true}\n");
-    owner->Send(RecordType::kStart, Fields({"1", "app", "1", "1000", "2",  //
-                                            "0", "2", "a", "b c=d", "2", "0"}));
+    owner->Send(RecordType::kStart, "1#app#1#1000#2#0#2#a#b c=d#2#0#");
     const pid_t pid = Expect("app", Kind::kStarted);
     EXPECT_EQ(Shown(pid, "cmdline"), "\n/bin/sleep\n1000\n");
     ExpectLines(Shown(pid, "environ"), {"GRPOWNER_PARA_0_COUNT=2", "GRPOWNER_PARA_0_0=a",
@@ -78,7 +77,7 @@ TEST_F(LaunchTest, HandsOverArgumentsAndParameters) {
     }
     owner->Terminate("app");
     Expect("app", Kind::kNormalExit);
-    owner->Send(RecordType::kStart, Fields({"1", "app", "0", "1", "3", "0"}));
+    owner->Send(RecordType::kStart, "1#app#0#1#3#0#");
     Expect("app", Kind::kAbnormalExit, 1024 + EINVAL);
 }
 

@@ -7,24 +7,19 @@
 #include <string>
 #include <vector>
 
-#include "daemons/procmgrd/pm_wire.h"
-#include "platform/linux/pipe_frame.h"
+#include "client/connection.h"
+#include "tests/support/frames.h"
 
 namespace ProcMgrTest {
 
-using GrpOwnerLinux::PipeFrameKind;
+using GrpOwnerTest::PipeFrameKind;
 using ProcMgrDaemon::RecordType;
 using ProcMgrDaemon::Report;
 using Kind = ProcMgrDaemon::ReportKind;
 using Names = std::vector<std::string>;
 
-/// Joins fields as the text records have them.
-std::string Fields(const Names& fields);
-
 /// The payload of a start or restart of these names, without arguments.
 std::string Launches(const Names& names);
-
-std::string RecordBytes(RecordType type, const std::string& payload);
 
 class Owner {
 public:
@@ -34,24 +29,21 @@ public:
     /// Connects only.
     struct Silent {};
     Owner(const std::string& runDirectory, Silent);
-    ~Owner() { HangUp(); }
-    Owner(const Owner&) = delete;
-    Owner& operator=(const Owner&) = delete;
 
     int32_t Welcome() const { return welcome_; }
-    void HangUp();
+    void HangUp() { connection_.Close(); }
 
+    /// Sends one packet as it is.
+    void Say(const std::string& packet);
     void Send(RecordType type, const std::string& payload);
-    void SendFrame(PipeFrameKind kind, uint64_t sequence, const std::string& payload);
-    void SendRaw(const std::string& packet);
     void Start(const Names& names) { Send(RecordType::kStart, Launches(names)); }
     void Restart(const std::string& name) { Send(RecordType::kRestart, Launches({name})); }
-    void Terminate(const std::string& name) { Send(RecordType::kTerminate, Fields({"1", name})); }
+    void Terminate(const std::string& name) { Send(RecordType::kTerminate, "1#" + name + "#"); }
 
     /// @return the text of the answer
     std::string Call(RecordType type, const std::string& payload);
     std::string Load(const std::string& path, RecordType type = RecordType::kLoad) {
-        return Call(type, Fields({"1", path, "0"}));
+        return Call(type, "1#" + path + "#0#");
     }
 
     /// The next report.
@@ -75,10 +67,10 @@ private:
         std::string payload;
     };
 
-    bool Receive(Frame& frame);
+    std::optional<Frame> Receive();
     void TakeNext();
 
-    int socket_ = -1;
+    GrpOwnerClient::Connection connection_;
     int32_t welcome_ = 1;
     size_t lastBatch_ = 0;
     std::deque<Report> told_;

@@ -97,32 +97,28 @@ TEST_F(OwnerTest, SurvivesNonsense) {
     EXPECT_TRUE(owner->NothingMore());
     EXPECT_EQ(owner->StateOf("app"), 1U);
 
-    const auto frame = [](PipeFrameKind kind, uint64_t sequence, const std::string& payload) {
-        return [=](Owner& bad) { bad.SendFrame(kind, sequence, payload); };
-    };
-    const auto packet = [](const std::string& bytes) {
-        return [=](Owner& bad) { bad.SendRaw(bytes); };
-    };
+    using GrpOwnerTest::PipeFrame;
+    using GrpOwnerTest::RecordBytes;
     const struct {
         bool isWelcome;
-        std::function<void(Owner&)> offend;
-    } offences[] = {
-        {false, packet("x")},
-        {false, packet(std::string(24, '\0'))},
-        {false, packet(std::string(12'000, 'G'))},
-        {false, [](Owner& bad) { bad.Start({"app"}); }},
-        {false, frame(PipeFrameKind::kHeartBeat, 0, "")},
-        {false, frame(PipeFrameKind::kHello, 0, std::string(8, '\xff'))},
-        {true, frame(PipeFrameKind::kRequest, 0, std::string(3983, '\0'))},
-        {true, frame(PipeFrameKind::kRequest, 0, std::string(3985, '\0'))},
-        {true, frame(PipeFrameKind::kCall, 0, RecordBytes(RecordType::kLoad, ""))},
-        {true, frame(PipeFrameKind::kAnswer, 1, "0")},
-        {true, frame(PipeFrameKind::kHello, 0, "")},
+        std::string offence;
+    } rows[] = {
+        {false, "x"},
+        {false, std::string(24, '\0')},
+        {false, std::string(12'000, 'G')},
+        {false, PipeFrame(PipeFrameKind::kRequest, 0, RecordBytes(RecordType::kQuery, ""))},
+        {false, PipeFrame(PipeFrameKind::kHeartBeat, 0, "")},
+        {false, PipeFrame(PipeFrameKind::kHello, 0, std::string(8, '\xff'))},
+        {true, PipeFrame(PipeFrameKind::kRequest, 0, std::string(3983, '\0'))},
+        {true, PipeFrame(PipeFrameKind::kRequest, 0, std::string(3985, '\0'))},
+        {true, PipeFrame(PipeFrameKind::kCall, 0, RecordBytes(RecordType::kLoad, ""))},
+        {true, PipeFrame(PipeFrameKind::kAnswer, 1, "0")},
+        {true, PipeFrame(PipeFrameKind::kHello, 0, "")},
     };
-    for (const auto& [isWelcome, offend] : offences) {
+    for (const auto& [isWelcome, offence] : rows) {
         std::optional<Owner> bad;
         isWelcome ? bad.emplace(Path("run"), "bad") : bad.emplace(Path("run"), Owner::Silent{});
-        offend(*bad);
+        bad->Say(offence);
         bad->AwaitHangUp();
     }
     for (const char* const name : {"", "../rover", ".hidden", "a b"}) {

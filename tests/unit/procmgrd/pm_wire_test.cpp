@@ -2,14 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/unit/procmgrd/owner.h"
+#include "tests/support/frames.h"
 
 namespace ProcMgrDaemon {
 namespace {
 
 using std::string_literals::operator""s;
-using ProcMgrTest::Names;
-using ProcMgrTest::RecordBytes;
+using GrpOwnerTest::RecordBytes;
 
 // A payload is used whole or not at all, and a count cannot make us reserve what cannot follow.
 TEST(PmWire, RefusesWhatIsNotExactlyAsPromised) {
