@@ -133,7 +133,8 @@ bool ParseAndDepend::GetStartGraphWithErrApp(const std::vector<std::string>& nam
     if (Begin(ManifestCall::kStartGraph)) {
         return false;
     }
-    graph = BuildStartGraph(GetApplicationDependsMap(), names, unknown);
+    const Lock lock(State().mutex);
+    graph = BuildStartGraph(State().depends, names, unknown);
     return true;
 }
 
@@ -143,7 +144,8 @@ bool ParseAndDepend::GetTermGraphWithErrApp(const std::vector<std::string>& name
     if (Begin(ManifestCall::kTermGraph)) {
         return false;
     }
-    graph = BuildTermGraph(GetApplicationDependsMap(), names, unknown);
+    const Lock lock(State().mutex);
+    graph = BuildTermGraph(State().depends, names, unknown);
     return true;
 }
 
