@@ -34,8 +34,9 @@ int PipeConnection::PeerPid() const {
 
 void PipeConnection::Start() {
     std::lock_guard<std::mutex> lock(mutex_);
-    reader_ = StartServiceThread([self = shared_from_this()] { self->Read(); });
-    handling_ = StartServiceThread([self = shared_from_this()] { self->Handle(); });
+    for (std::thread& thread : threads_) {
+        thread = StartServiceThread([self = shared_from_this()] { self->Serve(); });
+    }
 }
 
 int PipeConnection::Send(PipeFrameKind kind, uint64_t sequence, const void* data, uint32_t size) {
@@ -67,6 +68,7 @@ int PipeConnection::Call(const EzcomRequest& request, int timeoutMs, std::vector
     std::unique_lock<std::mutex> lock(mutex_);
     const uint64_t sequence = ++lastSequence_;
     calls_[sequence] = &call;
+    wanted_.notify_one();  // whoever should read is in the handler, perhaps with this very call
     lock.unlock();
     int result = Send(PipeFrameKind::kCall, sequence, request.data, request.size);
     lock.lock();
@@ -87,42 +89,99 @@ int PipeConnection::Call(const EzcomRequest& request, int timeoutMs, std::vector
 }
 
 int PipeConnection::Close() {
-    std::thread reader;
-    std::thread handling;
+    std::array<std::thread, 2> threads;
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        const bool isOwnHandler = handling_.get_id() == std::this_thread::get_id();
-        if (isHandling_ && !isOwnHandler) {
+        const auto self = std::this_thread::get_id();
+        if (isHandling_ && handlingBy_ != self) {
             return -EBUSY;
         }
         isClosed_ = true;
         isDead_ = true;
         requests_.clear();
-        reader = std::move(reader_);
-        if (isOwnHandler) {
-            handling_.detach();
-        } else {
-            handling = std::move(handling_);
+        threads.swap(threads_);
+        for (std::thread& thread : threads) {
+            if (thread.get_id() == self) {
+                thread.detach();
+            }
         }
     }
-    (void)shutdown(socket_, SHUT_RDWR);  // wakes the reading thread; fails when the peer is gone
+    (void)shutdown(socket_, SHUT_RDWR);  // wakes who reads; fails when the peer is gone
     answered_.notify_all();
-    queued_.notify_all();
-    for (std::thread* thread : {&reader, &handling}) {
-        if (thread->joinable()) {
-            thread->join();
+    wanted_.notify_all();
+    for (std::thread& thread : threads) {
+        if (thread.joinable()) {
+            thread.join();
         }
     }
     return 0;
 }
 
-void PipeConnection::Read() {
+// What both threads do. Reading waits while the handler runs, unless somebody waits for an answer.
+void PipeConnection::Serve() {
     // One byte more than a frame may have, so that a longer one is seen.
     std::vector<char> buffer(sizeof(PipeFrameHeader) + kMaxPipePayload + 1);
-    std::string reason;
-    while (ReadFrame(buffer, reason)) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (!isClosed_ && !isEndTold_) {
+        if (!isHandling_ && !requests_.empty()) {
+            HandleOne(lock);
+        } else if (!isHandling_ && hasEnded_) {
+            TellEnd(lock);
+        } else if (!isReading_ && !hasEnded_ && (!isHandling_ || !calls_.empty())) {
+            ReadOne(lock, buffer);
+        } else {
+            wanted_.wait(lock);
+        }
     }
-    End(reason);
+    LeaveLocked();
+}
+
+void PipeConnection::ReadOne(std::unique_lock<std::mutex>& lock, std::vector<char>& buffer) {
+    isReading_ = true;
+    lock.unlock();
+    std::string reason;
+    if (!ReadFrame(buffer, reason)) {
+        End(reason);
+    }
+    lock.lock();
+    isReading_ = false;
+}
+
+void PipeConnection::HandleOne(std::unique_lock<std::mutex>& lock) {
+    const std::vector<char> record = std::move(requests_.front());
+    requests_.pop_front();
+    isHandling_ = true;
+    handlingBy_ = std::this_thread::get_id();
+    if (!calls_.empty()) {
+        wanted_.notify_one();
+    }
+    lock.unlock();
+    const EzcomRequest request{record.data(), static_cast<uint32_t>(record.size())};
+    handler_(handle_, &request);
+    lock.lock();
+    isHandling_ = false;
+}
+
+void PipeConnection::TellEnd(std::unique_lock<std::mutex>& lock) {
+    isHandling_ = true;
+    handlingBy_ = std::this_thread::get_id();
+    lock.unlock();
+    if (endHandler_) {
+        endHandler_(handle_, endReason_);
+    }
+    lock.lock();
+    isHandling_ = false;
+    isEndTold_ = true;
+    wanted_.notify_all();
+}
+
+// Unless a close has taken this thread over, nobody need ever join it.
+void PipeConnection::LeaveLocked() {
+    for (std::thread& thread : threads_) {
+        if (thread.get_id() == std::this_thread::get_id()) {
+            thread.detach();
+        }
+    }
 }
 
 bool PipeConnection::ReadFrame(std::vector<char>& buffer, std::string& reason) {
@@ -170,7 +229,6 @@ bool PipeConnection::Accept(const PipeFrameHeader& header, const char* payload,
             }
             std::lock_guard<std::mutex> lock(mutex_);
             requests_.emplace_back(payload, payload + header.size);
-            queued_.notify_one();
             return true;
         }
         default:
@@ -196,48 +254,6 @@ void PipeConnection::End(const std::string& reason) {
     hasEnded_ = true;
     endReason_ = reason;
     answered_.notify_all();
-    queued_.notify_all();
-}
-
-void PipeConnection::Handle() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    while (!isClosed_) {
-        if (!requests_.empty()) {
-            const std::vector<char> record = std::move(requests_.front());
-            requests_.pop_front();
-            isHandling_ = true;
-            lock.unlock();
-            const EzcomRequest request{record.data(), static_cast<uint32_t>(record.size())};
-            handler_(handle_, &request);
-            lock.lock();
-            isHandling_ = false;
-        } else if (hasEnded_) {
-            isHandling_ = true;
-            lock.unlock();
-            TellEnd();
-            lock.lock();
-            isHandling_ = false;
-            ReleaseThreadsLocked();
-            return;
-        } else {
-            queued_.wait(lock);
-        }
-    }
-}
-
-// Both threads are at their end; unless a close has taken them over, nobody need ever join them.
-void PipeConnection::ReleaseThreadsLocked() {
-    for (std::thread* thread : {&reader_, &handling_}) {
-        if (thread->joinable()) {
-            thread->detach();
-        }
-    }
-}
-
-void PipeConnection::TellEnd() {
-    if (endHandler_) {
-        endHandler_(handle_, endReason_);
-    }
 }
 
 }  // namespace GrpOwnerLinux

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -18,9 +19,10 @@
 
 namespace GrpOwnerLinux {
 
-/// One pipe. Its reading thread completes synchronous calls and queues the peer's requests; its
-/// handling thread calls the request handler, one request after the other. So an answer never waits
-/// behind a handler, and a handler may send and call.
+/// One pipe and its two threads. One of them reads a frame at a time and calls the request handler
+/// itself: a report costs no second wake-up. While it is in the handler and somebody waits for an
+/// answer, the other one reads, and queues the requests that come before the answer. So an answer
+/// never waits behind a handler, a handler may send and call, and requests keep their order.
 ///
 /// The queue is not bounded: nothing that the peer said is lost while a handler is busy, and the
 /// peer says no more than its processes do.
@@ -44,7 +46,7 @@ public:
     int Call(const EzcomRequest& request, int timeoutMs, std::vector<char>& answer);
 
     /// -EBUSY while the handler runs on another thread. From within the handler the pipe closes and
-    /// the handling thread ends when the handler has returned.
+    /// the thread of the handler ends when that has returned.
     int Close();
 
     const std::string& Target() const { return target_; }
@@ -59,14 +61,15 @@ private:
         std::vector<char> answer;
     };
 
-    void Read();
+    void Serve();
+    void ReadOne(std::unique_lock<std::mutex>& lock, std::vector<char>& buffer);
+    void HandleOne(std::unique_lock<std::mutex>& lock);
+    void TellEnd(std::unique_lock<std::mutex>& lock);
     bool ReadFrame(std::vector<char>& buffer, std::string& reason);
     bool Accept(const PipeFrameHeader& header, const char* payload, std::string& reason);
     void Complete(uint64_t sequence, const char* payload, uint32_t size);
     void End(const std::string& reason);
-    void Handle();
-    void TellEnd();
-    void ReleaseThreadsLocked();
+    void LeaveLocked();
 
     // Constant after construction.
     const int handle_;
@@ -79,17 +82,19 @@ private:
     std::atomic<bool> isDead_{false};  // nothing goes out any more
     std::mutex mutex_;
     std::condition_variable answered_;  // a call is done, or the pipe has ended
-    std::condition_variable queued_;    // a request, the end, or a close
+    std::condition_variable wanted_;    // the idle thread may have something to do
     std::map<uint64_t, WaitingCall*> calls_;
     uint64_t lastSequence_ = 0;
     std::deque<std::vector<char>> requests_;
-    bool hasEnded_ = false;    // by the peer
-    bool isClosed_ = false;    // by us
-    bool isHandling_ = false;  // the handler runs
+    bool hasEnded_ = false;   // by the peer
+    bool isClosed_ = false;   // by us
+    bool isEndTold_ = false;  // all is said and done
+    bool isReading_ = false;
+    bool isHandling_ = false;     // the handler of requests or of the end runs
+    std::thread::id handlingBy_;  // where it runs
     std::string endReason_;
-    bool isReset_ = false;  // the reading thread's own
-    std::thread reader_;
-    std::thread handling_;
+    bool isReset_ = false;  // belongs to whoever reads
+    std::array<std::thread, 2> threads_;
 };
 
 }  // namespace GrpOwnerLinux
