@@ -27,7 +27,7 @@ class Run:
         self.cold_start()
         self.resources()
         self.system.connect()
-        for question in ('query', 'list', 'grpctl'):
+        for question in ('query', 'list', 'command'):
             if question in self.system.can:
                 ask = getattr(self.system, question)
                 self.found[question] = statistics.median(ask() for _ in range(5)) / MS

@@ -10,6 +10,7 @@ import sys
 
 import report
 from measure import run_once
+from peers import PEERS
 from shapes import SHAPES, Group
 from stamps import Dishonest
 from systems import Floor, Owner
@@ -24,6 +25,9 @@ def arguments():
     parser.add_argument('--shapes', default=','.join(SHAPES), metavar='SHAPE,…')
     parser.add_argument('--crashes', type=int, default=31, metavar='N', help='of each group')
     parser.add_argument('--json', metavar='FILE', default='build/bench/result.json')
+    parser.add_argument('--peers', default='installed', metavar='NAME,…',
+                        help='some of ' + ', '.join(peer.name for peer in PEERS) +
+                        '; none; or all that are installed (default)')
     parser.add_argument('--quick', action='store_true', help='one round of a hundred applications')
     options = parser.parse_args()
     if options.quick:
@@ -40,16 +44,51 @@ def use_two_cores():
     return cores
 
 
-def measure(options, results):
-    for number in range(options.rounds):
-        for shape in options.shapes:
-            for size in options.sizes:
-                print(f'round {number + 1} of {options.rounds}: {shape} {size}', file=sys.stderr)
-                group = Group(shape, size)
-                for system in (Floor, Owner):
-                    found = run_once(system(os.path.abspath(options.build), group),
-                                     options.crashes)
-                    results.add(group, system.name, found)
+def choose_peers(wanted):
+    chosen = []
+    for peer in PEERS:
+        if wanted != 'installed' and peer.name not in wanted.split(','):
+            continue
+        if peer.missing():
+            tell(f'{peer.name} is left out: there is no {peer.missing()}')
+        else:
+            chosen.append(peer)
+    return chosen
+
+
+def tell(text):
+    print(text, file=sys.stderr, flush=True)
+
+
+class Rounds:
+    """All systems, one after the other, in every round; who begins changes."""
+
+    def __init__(self, options, results):
+        self.options = options
+        self.results = results
+        self.peers = choose_peers(options.peers)
+
+    def run(self):
+        for number in range(self.options.rounds):
+            for shape in self.options.shapes:
+                for size in self.options.sizes:
+                    tell(f'round {number + 1} of {self.options.rounds}: {shape}, {size}')
+                    self.measure(Group(shape, size), (Floor, Owner)[::1 if number % 2 else -1])
+
+    def measure(self, group, own):
+        build = os.path.abspath(self.options.build)
+        for system in own:
+            self.results.add(group, system.name,
+                             run_once(system(build, group), self.options.crashes))
+        for peer in list(self.peers):
+            if group.shape not in peer.shapes or group.count > peer.most:
+                continue
+            try:
+                found = run_once(peer(build, group), min(peer.crashes, self.options.crashes))
+                self.results.add(group, peer.name, found)
+            except (Dishonest, OSError, RuntimeError) as error:
+                tell(f'{peer.name} is left out from here on: {error}')
+                self.peers.remove(peer)
 
 
 def write_json(options, results, cores):
@@ -69,7 +108,7 @@ def main():
     cores = use_two_cores()
     results = report.Results()
     try:
-        measure(options, results)
+        Rounds(options, results).run()
     except Dishonest as error:
         print(f'bench: no result: {error}', file=sys.stderr)
         return 1

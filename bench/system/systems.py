@@ -16,7 +16,7 @@ class System:
 
     name = ''
     isOrdered = True
-    can = ()  # of 'replace', 'query', 'list', 'grpctl'
+    can = ()  # of 'replace', 'query', 'list', 'command'
 
     def __init__(self, build, group):
         self.build = build
@@ -128,7 +128,7 @@ class Owner(System):
     """procmgrd and grpownerd as a user runs them, in the long run mode, logs to nowhere."""
 
     name = 'grpowner'
-    can = ('replace', 'query', 'list', 'grpctl')
+    can = ('replace', 'query', 'list', 'command')
     manager_options = ()
 
     def prepare(self):
@@ -173,7 +173,7 @@ class Owner(System):
     def list(self):
         return self.probe.ask(f'list {self.group.count}')
 
-    def grpctl(self):
+    def command(self):
         begin = time.monotonic_ns()
         command = Process([f'{self.build}/client/grpctl/grpctl', '--socket',
                            f'{self.directory}/bench.vfs', 'list'])

@@ -1,6 +1,7 @@
 #include "platform/linux/log_stream.h"
 
 #include <poll.h>
+#include <sys/stat.h>
 #include <sys/uio.h>
 
 #include <csignal>
@@ -44,12 +45,16 @@ iovec Part(std::string_view text) {
     return {const_cast<char*>(text.data()), text.size()};
 }
 
+bool WritePieces(int fd, std::string_view head, std::string_view text) {
+    const iovec parts[] = {Part(head), Part(text)};
+    return writev(fd, parts, 2) == static_cast<ssize_t>(head.size() + text.size());
+}
+
 }  // namespace
 
 bool WriteWithoutSignal(int fd, std::string_view head, std::string_view text) {
     const PipeSignalHeld held;
-    const iovec parts[] = {Part(head), Part(text)};
-    return writev(fd, parts, 2) == static_cast<ssize_t>(head.size() + text.size());
+    return WritePieces(fd, head, text);
 }
 
 // A pipe that is ready takes PIPE_BUF bytes without waiting.
@@ -58,17 +63,27 @@ bool LogStream::HasRoom() const {
     return poll(&ready, 1, lostLines_ > 0 ? 0 : kPatienceMs) == 1 && ready.revents == POLLOUT;
 }
 
+// A file has no reader who could be slow or gone. What the descriptor is, is asked each time: a
+// daemon may put another one in its place.
+bool LogStream::WriteOne(std::string_view head, std::string_view text) const {
+    struct stat status {};
+    if (fstat(fd_, &status) == 0 && S_ISREG(status.st_mode)) {
+        return WritePieces(fd_, head, text);
+    }
+    return HasRoom() && WriteWithoutSignal(fd_, head, text);
+}
+
 void LogStream::Write(std::string_view head, std::string_view text) {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (lostLines_ > 0 && HasRoom()) {
+    if (lostLines_ > 0) {
         char note[64];
         const int length =
             std::snprintf(note, sizeof(note), "%lu lines of the log were lost\n", lostLines_);
-        if (WriteWithoutSignal(fd_, head, {note, static_cast<size_t>(length)})) {
+        if (WriteOne(head, {note, static_cast<size_t>(length)})) {
             lostLines_ = 0;
         }
     }
-    if (!HasRoom() || !WriteWithoutSignal(fd_, head, text)) {
+    if (!WriteOne(head, text)) {
         ++lostLines_;
     }
 }

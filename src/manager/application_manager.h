@@ -171,8 +171,7 @@ private:
     void SendStart(const std::vector<Message::StartAppInfo>& apps);
     void EndSend(const std::vector<std::string>& names) EXCLUDES(mutex_);
     bool MustBeDownLocked(const std::string& name) const REQUIRES(mutex_);
-    void CheckProcessCompleted(const Names& freeNames, StartAppInfo& batch,
-                               std::vector<AsyncTask>& tasks) REQUIRES(batch.mutex);
+    std::vector<std::string> CheckProcessCompleted(const Names& freeNames, StartAppInfo& batch);
     bool PollAndWait(const Names& freeNames, StartAppInfo& batch, TimePoint deadline);
     bool IsRunning(const std::string& name) EXCLUDES(mutex_);
     Milliseconds BatchWait(int32_t timeoutMs, uint32_t ownTimeoutMs) const;

@@ -1,7 +1,6 @@
 // Dependency-ordered start.
 
 #include <algorithm>
-#include <system_error>
 #include <utility>
 
 #include "src/agent/procmgr_agent.h"
@@ -262,13 +261,13 @@ void ApplicationManager::EndSend(const std::vector<std::string>& names) {
     }
 }
 
+// The reports are made before the wait and with no lock held: each takes both batches' mutexes.
 bool ApplicationManager::PollAndWait(const Names& freeNames, StartAppInfo& batch,
                                      TimePoint deadline) {
-    // Before the lock: a task takes the batch's mutex, and the vector's end waits for all of them.
-    std::vector<AsyncTask> tasks;
-    tasks.reserve(freeNames.size());  // growing could fail, and then wait for a task under the lock
+    for (const std::string& name : CheckProcessCompleted(freeNames, batch)) {
+        ReportStartAppResult(name, AppChangeState::SUCCESS);
+    }
     MutexLock lock(batch.mutex);
-    CheckProcessCompleted(freeNames, batch, tasks);
     while (!batch.notified) {
         if (!batch.condition.WaitUntil(batch.mutex, deadline) && !batch.notified) {
             GRP_ERROR("StartApp failed. timeout=%u(ms)", batch.timeout.load());
@@ -279,23 +278,19 @@ bool ApplicationManager::PollAndWait(const Names& freeNames, StartAppInfo& batch
     return true;
 }
 
-void ApplicationManager::CheckProcessCompleted(const Names& freeNames, StartAppInfo& batch,
-                                               std::vector<AsyncTask>& tasks) {
+std::vector<std::string> ApplicationManager::CheckProcessCompleted(const Names& freeNames,
+                                                                   StartAppInfo& batch) {
+    std::vector<std::string> running;
+    MutexLock lock(batch.mutex);
     for (const std::string& name : freeNames) {
-        if (!IsRunning(name)) {
-            continue;
-        }
-        batch.PopLocked(name);
-        GRP_EVENT("App %s in noDependsList popped success, need to report success again.",
-                  name.c_str());
-        try {
-            tasks.push_back(
-                RunAsync([this, name] { ReportStartAppResult(name, AppChangeState::SUCCESS); }));
-        } catch (const std::system_error&) {
-            // No thread to be had. This batch is the one that polls: it is recorded here.
-            batch.ReportLocked(name, AppChangeState::SUCCESS);
+        if (IsRunning(name)) {
+            batch.PopLocked(name);
+            GRP_EVENT("App %s in noDependsList popped success, need to report success again.",
+                      name.c_str());
+            running.push_back(name);
         }
     }
+    return running;
 }
 
 bool ApplicationManager::IsRunning(const std::string& name) {

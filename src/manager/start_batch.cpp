@@ -76,10 +76,6 @@ void StartAppInfo::NoteMoved(const std::string& name) {
 
 void StartAppInfo::Report(const std::string& name, AppChangeState state) {
     MutexLock lock(mutex);
-    ReportLocked(name, state);
-}
-
-void StartAppInfo::ReportLocked(const std::string& name, AppChangeState state) {
     const auto entry = startAppResultMap.find(name);
     if (entry == startAppResultMap.end()) {
         GRP_WARNING(

@@ -40,7 +40,6 @@ struct StartAppInfo {
 
     /// Records a result; the later one wins.
     void Report(const std::string& name, AppChangeState state) EXCLUDES(mutex);
-    void ReportLocked(const std::string& name, AppChangeState state) REQUIRES(mutex);
 
     /// Turns what is still untouched into START_FAILED.
     void MarkLeft() EXCLUDES(mutex);

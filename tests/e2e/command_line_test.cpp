@@ -14,15 +14,14 @@ protected:
 
     std::unique_ptr<Daemon> BeginGroup() {
         Manage();
-        auto owner =
-            Own("  base: {command: probe}\n"
-                "  mid: {command: probe, autostart: false, depends_on: [base]}\n"
-                "  top: {command: [probe, ready], autostart: false, readiness: notify, "
-                "depends_on: [mid]}\n"
-                "  slow: {command: [probe, late], autostart: false, readiness: notify}\n"
-                "  broken: {command: /nowhere/to/be/found, autostart: false}\n"
-                "  spare: {command: probe, template: true, restart: 'no'}\n");
-        EXPECT_TRUE(owner->Says("Done, 1 of 1")) << owner->Output();
+        auto owner = Boot(
+            "  base: {command: probe}\n"
+            "  mid: {command: probe, autostart: false, depends_on: [base]}\n"
+            "  top: {command: [probe, ready], autostart: false, readiness: notify, "
+            "depends_on: [mid]}\n"
+            "  slow: {command: [probe, late], autostart: false, readiness: notify}\n"
+            "  broken: {command: /nowhere/to/be/found, autostart: false}\n"
+            "  spare: {command: probe, template: true, restart: 'no'}\n");
         return owner;
     }
 };

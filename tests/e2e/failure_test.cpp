@@ -10,11 +10,10 @@ namespace EndToEnd {
 // reports are always the later ones.
 TEST_F(Group, ReadinessMayOvertakeTheReportOfAStartAndOfARestart) {
     Manage({"--fault", "delay-reports=200"});
-    const auto owner =
-        Own("  first: {command: [probe, ready], readiness: notify}\n"
-            "  second: {command: probe, depends_on: [first]}\n",
-            {"DATAMASTER_RUN_MODE=1"});
-    ASSERT_TRUE(owner->Says("Done, 2 of 2")) << owner->Output();
+    const auto owner = Boot(
+        "  first: {command: [probe, ready], readiness: notify}\n"
+        "  second: {command: probe, depends_on: [first]}\n",
+        {"DATAMASTER_RUN_MODE=1"});
     const pid_t pid = PidBehind(owner->Output(), "first   running   pid ");
     kill(pid, SIGSEGV);
     ASSERT_TRUE(owner->Says("was " + std::to_string(pid))) << owner->Output();
@@ -24,8 +23,7 @@ TEST_F(Group, ReadinessMayOvertakeTheReportOfAStartAndOfARestart) {
 
 TEST_F(Group, ALostHeartbeatRestarts) {
     Manage();
-    const auto owner = Own("  heart: {command: [probe, beat], heartbeat: 200ms}\n");
-    ASSERT_TRUE(owner->Says("Done, 1 of 1")) << owner->Output();
+    const auto owner = Boot("  heart: {command: [probe, beat], heartbeat: 200ms}\n");
     ASSERT_TRUE(manager_->Says("begun heart"));  // until then a signal is its end
     // A beat before the check is registered counts for nothing.
     ASSERT_TRUE(owner->Says("register heart beat check success")) << owner->Output();
@@ -57,17 +55,6 @@ TEST_F(Group, AStrangerIsNotBelievedAndALateOneLetsTheOthersStart) {
     kill(PidBehind(manager_->Output(), "own/late: runs, pid "), SIGUSR2);
     ASSERT_TRUE(owner->Says("Done, 3 of 3")) << owner->Output();
     EndAll(*owner);
-}
-
-TEST_F(Group, WhenTheProcessManagerIsKilledAllEnd) {
-    Manage();
-    const auto owner = Own("  only: {command: probe}\n");
-    ASSERT_TRUE(owner->Says("Done, 1 of 1")) << owner->Output();
-    const pid_t pid = PidBehind(owner->Output(), "only  running   pid ");
-    manager_->Signal(SIGKILL);
-    EXPECT_EQ(owner->Wait(), 1) << owner->Output();
-    EXPECT_TRUE(owner->Says("error: the process manager is gone")) << owner->Output();
-    EXPECT_TRUE(ProcessTest::HasEnded(pid));
 }
 
 }  // namespace EndToEnd

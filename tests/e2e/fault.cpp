@@ -7,8 +7,6 @@
 #include <regex>
 #include <thread>
 
-#include "platform/linux/host.h"
-
 namespace EndToEnd {
 
 namespace fs = std::filesystem;
@@ -60,13 +58,6 @@ std::vector<std::string> Limited(const std::string& limit, std::vector<std::stri
     return command;
 }
 
-GrpOwnerClient::SsClient Fault::Connect() const {
-    auto client =
-        GrpOwnerClient::SsClient::Connect(GrpOwnerLinux::VirtualFilePath(Path("run"), "own"));
-    EXPECT_TRUE(client) << client.GetError().message;
-    return std::move(*client);
-}
-
 std::vector<pid_t> Fault::PidsOf(const std::string& owner) {
     const std::string output = manager_->Output();
     const std::regex runs(owner + "/\\S+: runs, pid ([0-9]+)");
@@ -84,8 +75,7 @@ void Fault::ExpectThatItLives(Daemon& owner, const std::string& application) {
 }
 
 void Fault::ExpectThatTheNextLives() {
-    const auto next = Own("  base: {command: probe}\n");
-    ASSERT_TRUE(next->Says("Done, 1 of 1")) << next->Output();
+    const auto next = Boot("  base: {command: probe}\n");
     ExpectThatItLives(*next);
     manager_->Signal(SIGTERM);
     EXPECT_EQ(manager_->Wait(), 0);

@@ -2,12 +2,9 @@
 
 #include <functional>
 
-#include "client/ss_client.h"
 #include "tests/e2e/group.h"
 
 namespace EndToEnd {
-
-constexpr std::chrono::milliseconds kLong{60000};
 
 /// What a process holds, for a look before and after.
 struct Holding {
@@ -26,8 +23,6 @@ std::vector<std::string> Limited(const std::string& limit, std::vector<std::stri
 /// A group in trouble, of which is to be seen that it gets over it.
 class Fault : public Group {
 protected:
-    GrpOwnerClient::SsClient Connect() const;
-
     /// Of all that have run, by the process manager's words.
     std::vector<pid_t> PidsOf(const std::string& owner);
 

@@ -77,8 +77,7 @@ TEST_P(Death, OfTheProcessManagerEndsTheGroup) {
 
 TEST_P(Death, OfTheOwnerEndsItsGroupAndNoOther) {
     Manage({"--owner-grace", "100"});
-    const auto other = Own("  neighbour: {command: probe}\n", {}, {}, "other");
-    ASSERT_TRUE(other->Says("Done, 1 of 1")) << other->Output();
+    const auto other = Boot("  neighbour: {command: probe}\n", {}, {}, "other");
     const Holding before = HoldingOf(*manager_);
     const auto owner = Reach();
     owner->Signal(SIGKILL);
@@ -112,8 +111,7 @@ TEST_F(Fault, BeforeAnOwnerAKilledProcessManagerIsToldAndReplaced) {
 
 TEST_F(Fault, AnOwnerWithinTheGraceFindsItsGroupAsItWas) {
     Manage({"--owner-grace", "3600000"});
-    const auto owner = Own("  base: {command: probe}\n");
-    ASSERT_TRUE(owner->Says("Done, 1 of 1")) << owner->Output();
+    const auto owner = Boot("  base: {command: probe}\n");
     owner->Signal(SIGKILL);
     EXPECT_EQ(owner->Wait(), 1000 + SIGKILL);
     ExpectThatTheNextLives();

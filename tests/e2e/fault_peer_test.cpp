@@ -12,12 +12,11 @@
 
 #include "client/connection.h"
 #include "client/event_reader.h"
-#include "daemons/procmgrd/pm_wire.h"
 #include "platform/linux/host.h"
-#include "platform/linux/pipe_frame.h"
 #include "platform/linux/queue_frame.h"
 #include "platform/linux/virtual_file_frame.h"
 #include "tests/e2e/fault.h"
+#include "tests/support/frames.h"
 
 namespace EndToEnd {
 
@@ -28,31 +27,19 @@ using GrpOwnerClient::ErrorKind;
 using GrpOwnerClient::EventReader;
 using GrpOwnerClient::Patience;
 using GrpOwnerClient::SsClient;
-using GrpOwnerLinux::PipeFrameKind;
+using GrpOwnerTest::Bytes;
+using GrpOwnerTest::PipeFrame;
+using GrpOwnerTest::PipeFrameKind;
 using ProcMgrDaemon::RecordType;
 
 constexpr uint32_t kNobody = 65534;
 
-template <typename Head>
-std::string Bytes(const Head& head, const std::string& rest = "") {
-    return std::string(reinterpret_cast<const char*>(&head), sizeof(head)) + rest;
-}
-
-std::string PipeFrame(PipeFrameKind kind, const std::string& payload) {
-    const auto size = static_cast<uint32_t>(payload.size());
-    return Bytes(GrpOwnerLinux::PipeFrameHeader{GrpOwnerLinux::kPipeMagic,
-                                                static_cast<uint32_t>(kind), 0, size, 0},
-                 payload);
-}
-
 std::string Hello() {
-    return PipeFrame(PipeFrameKind::kHello, Bytes(GrpOwnerLinux::PipeHello{0, 5}, "stray"));
+    return PipeFrame(PipeFrameKind::kHello, 0, GrpOwnerTest::HelloBytes("stray"));
 }
 
 std::string Record(RecordType type, const std::string& payload) {
-    ProcMgrDaemon::Record record{static_cast<uint32_t>(type), 0, payload.size(), "", 0};
-    payload.copy(record.data, sizeof(record.data));
-    return PipeFrame(PipeFrameKind::kRequest, Bytes(record));
+    return PipeFrame(PipeFrameKind::kRequest, 0, GrpOwnerTest::RecordBytes(type, payload));
 }
 
 std::string ListRequest() {
@@ -105,9 +92,8 @@ protected:
         manager_ = std::make_unique<Daemon>(
             Limited("-n " + descriptors, {PROCMGRD, "--run-dir", Path("run"), "--capture", "0"}));
         EXPECT_TRUE(manager_->Says("procmgrd: ready on ")) << manager_->Output();
-        auto owner = Own("  base: {command: probe}\n", {"GRPOWNER_LOG_LEVEL=info"},
-                         {"--events", "news", "--states", Write("states.yaml", "working: []\n")});
-        EXPECT_TRUE(owner->Says("Done, 1 of 1")) << owner->Output();
+        auto owner = Boot("  base: {command: probe}\n", {"GRPOWNER_LOG_LEVEL=info"},
+                          {"--events", "news", "--states", Write("states.yaml", "working: []\n")});
         owner_ = HoldingOf(*owner);
         managed_ = HoldingOf(*manager_);
         return owner;
@@ -273,7 +259,7 @@ TEST_F(Peer, TheWrongUserOnEverySocket) {
         EXPECT_TRUE(Say(pipe, Hello()));
         const auto welcome = pipe.Receive(1000, Patience{kLong, -1});
         EXPECT_EQ(std::string(welcome->begin(), welcome->end()),
-                  PipeFrame(PipeFrameKind::kWelcome, Bytes(int32_t{-EACCES})));
+                  PipeFrame(PipeFrameKind::kWelcome, 0, Bytes(int32_t{-EACCES})));
     });
     EXPECT_TRUE(manager_->Says("stray: user 65534 may not own applications here; only root"));
     ExpectAllAsBefore(*owner);

@@ -5,6 +5,8 @@
 #include <regex>
 #include <stdexcept>
 
+#include "platform/linux/host.h"
+
 namespace EndToEnd {
 
 std::unique_ptr<Daemon> Group::Own(const std::string& applications,
@@ -15,6 +17,22 @@ std::unique_ptr<Daemon> Group::Own(const std::string& applications,
         GRPOWNERD, "--run-dir", Path("run"), "--name", name, "--progress", Configure(applications)};
     command.insert(command.end(), options.begin(), options.end());
     return std::make_unique<Daemon>(command, environment);
+}
+
+std::unique_ptr<Daemon> Group::Boot(const std::string& applications,
+                                    const std::vector<std::string>& environment,
+                                    const std::vector<std::string>& options,
+                                    const std::string& name) {
+    auto owner = Own(applications, environment, options, name);
+    EXPECT_TRUE(owner->Says("Done, ")) << owner->Output();
+    return owner;
+}
+
+GrpOwnerClient::SsClient Group::Connect() const {
+    auto client =
+        GrpOwnerClient::SsClient::Connect(GrpOwnerLinux::VirtualFilePath(Path("run"), "own"));
+    EXPECT_TRUE(client) << client.GetError().message;
+    return std::move(*client);
 }
 
 void Group::EndAll(Daemon& owner) {

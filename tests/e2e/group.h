@@ -1,10 +1,13 @@
 #pragma once
 
+#include "client/ss_client.h"
 #include "tests/support/process/managed_test.h"
 
 namespace EndToEnd {
 
 using ProcessTest::Daemon;
+
+constexpr std::chrono::milliseconds kLong{60000};
 
 /// Real owners of a real process manager.
 class Group : public ProcessTest::ManagedTest {
@@ -15,6 +18,14 @@ protected:
                                 const std::vector<std::string>& environment = {},
                                 const std::vector<std::string>& options = {},
                                 const std::string& name = "own");
+
+    /// The same, and all of its base applications run.
+    std::unique_ptr<Daemon> Boot(const std::string& applications,
+                                 const std::vector<std::string>& environment = {},
+                                 const std::vector<std::string>& options = {},
+                                 const std::string& name = "own");
+
+    GrpOwnerClient::SsClient Connect() const;
 
     /// Ends owner, then process manager, and expects that nothing is left.
     void EndAll(Daemon& owner);

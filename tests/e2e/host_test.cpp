@@ -2,7 +2,6 @@
 #include <csignal>
 
 #include "client/event_reader.h"
-#include "client/ss_client.h"
 #include "platform/linux/host.h"
 #include "tests/e2e/group.h"
 
@@ -13,9 +12,6 @@ namespace {
 using GrpOwnerClient::EventReader;
 using GrpOwnerClient::SsClient;
 using ProcessTest::HasInOrder;
-using std::chrono::milliseconds;
-
-constexpr milliseconds kLong{60000};
 
 constexpr char kApplications[] =
     "  bus: {command: [probe, late], readiness: notify}\n"
@@ -40,12 +36,6 @@ protected:
         EXPECT_TRUE(manager_->Says("own/bus: runs, pid "));
         kill(PidBehind(manager_->Output(), "own/bus: runs, pid "), SIGUSR2);
         EXPECT_TRUE(owner.Says("Done, 1 of 1")) << owner.Output();
-    }
-
-    SsClient Connect() const {
-        auto client = SsClient::Connect(GrpOwnerLinux::VirtualFilePath(Path("run"), "own"));
-        EXPECT_TRUE(client) << client.GetError().message;
-        return std::move(*client);
     }
 };
 

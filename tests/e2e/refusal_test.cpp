@@ -25,8 +25,7 @@ TEST_F(Group, WithoutAProcessManagerOrBesideItsLikeAnOwnerSaysWhatToDo) {
     EXPECT_TRUE(lonely->Says("why: no process manager serves " + Path("run/PROCMGR.pipe")))
         << lonely->Output();
     Manage();
-    const auto owner = Own("  only: {command: probe}\n");
-    ASSERT_TRUE(owner->Says("Done, 1 of 1")) << owner->Output();
+    const auto owner = Boot("  only: {command: probe}\n");
     const auto second = Own("  only: {command: probe}\n");
     EXPECT_EQ(second->Wait(), 1);
     EXPECT_TRUE(second->Says("error: a group owner named `own` serves")) << second->Output();
@@ -35,21 +34,28 @@ TEST_F(Group, WithoutAProcessManagerOrBesideItsLikeAnOwnerSaysWhatToDo) {
 
 TEST_F(Group, WrongUsageIsTold) {
     const struct {
-        std::vector<std::string> arguments;
+        std::vector<std::string> command;
+        int status;
         std::string told;
     } cases[] = {
-        {{}, "CONFIG is required"},
-        {{"--nam", "x", "y.yaml"}, "--nam"},
-        {{"--name", "../x", "y.yaml"}, "`../x` is no name"},
-        {{"--define", "=x", "y.yaml"}, "`=x` is not NAME=VALUE"},
-        {{"--define-file", "/nowhere", "y.yaml"}, "cannot read /nowhere"},
+        {{GRPOWNERD}, 2, "CONFIG is required"},
+        {{GRPOWNERD, "--nam", "x", "y.yaml"}, 2, "--nam"},
+        {{GRPOWNERD, "--name", "../x", "y.yaml"}, 2, "`../x` is no name"},
+        {{GRPOWNERD, "--define", "=x", "y.yaml"}, 2, "`=x` is not NAME=VALUE"},
+        {{GRPOWNERD, "--define-file", "/nowhere", "y.yaml"}, 2, "cannot read /nowhere"},
+        {{PROCMGRD, "--help"}, 0, "Examples:"},
+        {{PROCMGRD, "--version"}, 0, "0."},
+        {{PROCMGRD, "--nonsense"}, 2, "--nonsense"},
+        {{PROCMGRD, "--owner-grace", "soon"}, 2, "--owner-grace"},
+        {{PROCMGRD, "--group", "no such group"}, 2, "no such group"},
+        {{PROCMGRD, "--fault", "wrong=1"}, 2, "wrong=1"},
+        {{PROCMGRD, "--log-dir", "/no/such/place"}, 2, "/no/such/place"},
+        {{PROCMGRD, "rover.yaml"}, 2, "rover.yaml"},
     };
-    for (const auto& [arguments, told] : cases) {
-        std::vector<std::string> command{GRPOWNERD};
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        Daemon owner(command);
-        EXPECT_EQ(owner.Wait(), 2) << told;
-        EXPECT_TRUE(owner.Says(told)) << owner.Output();
+    for (const auto& [command, status, told] : cases) {
+        Daemon daemon(command);
+        EXPECT_EQ(daemon.Wait(), status) << told;
+        EXPECT_TRUE(daemon.Says(told)) << daemon.Output();
     }
 }
 

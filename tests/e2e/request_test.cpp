@@ -1,4 +1,5 @@
 // What the system-state manager gets for the bytes that it sends, over the real socket.
+#include <algorithm>
 #include <cstring>
 
 #include "client/virtual_file.h"
@@ -12,17 +13,10 @@ namespace {
 using GrpOwnerClient::VirtualFile;
 using Bytes = std::vector<uint8_t>;
 
-constexpr std::chrono::milliseconds kLong{60000};
-constexpr size_t kRecord = 4000;
-constexpr size_t kData = 12;
-constexpr uint8_t kFill = 0x5a;  // behind the payload: nobody may touch it
-
-Bytes Record(const std::string& payload, uint64_t size) {
-    Bytes record(kRecord, kFill);
-    const int32_t timeout = 60000;
+// A record; behind the payload nobody may touch it.
+Bytes With(Bytes record, const std::string& payload, uint64_t size) {
     std::memcpy(record.data(), &size, sizeof(size));
-    std::memcpy(record.data() + 8, &timeout, sizeof(timeout));
-    std::memcpy(record.data() + kData, payload.data(), payload.size());
+    std::copy(payload.begin(), payload.end(), record.begin() + 12);
     return record;
 }
 
@@ -34,48 +28,18 @@ std::string Named(const std::string& name) {
     return Number(static_cast<uint32_t>(name.size())) + name;
 }
 
-struct Answered {
-    int code = 0;
-    std::string payload;
-};
-
-// Checks that only the size and the payload of the client's buffer have changed.
-Answered Give(VirtualFile& file, uint32_t command, const Bytes& sent) {
-    const auto answer = file.Ioctl(command, sent, kLong);
-    if (!answer) {
-        ADD_FAILURE() << answer.GetError().message;
-        return {};
-    }
-    if (sent.size() != kRecord) {
-        EXPECT_EQ(answer->buffer, sent);
-        return {answer->code, ""};
-    }
-    uint64_t size = 0;
-    std::memcpy(&size, answer->buffer.data(), sizeof(size));
-    Bytes expected = sent;
-    std::memcpy(expected.data(), &size, sizeof(size));
-    if (size > kRecord - kData) {
-        ADD_FAILURE() << size << " bytes in a record";
-        return {};
-    }
-    std::memcpy(expected.data() + kData, answer->buffer.data() + kData, size);
-    EXPECT_EQ(answer->buffer, expected);
-    return {answer->code, std::string(expected.begin() + kData,
-                                      expected.begin() + kData + static_cast<ptrdiff_t>(size))};
-}
-
 }  // namespace
 
 // Every command, friendly and hostile, in this order; the owner lives on.
 TEST_F(Group, CommandsInRawBytes) {
     Manage();
-    const auto owner =
-        Own("  base: {command: probe}\n"
-            "  top: {command: probe, autostart: false, depends_on: [base]}\n");
-    ASSERT_TRUE(owner->Says("Done, 1 of 1")) << owner->Output();
+    const auto owner = Boot(
+        "  base: {command: probe}\n"
+        "  top: {command: probe, autostart: false, depends_on: [base]}\n");
     auto file = VirtualFile::Open(GrpOwnerLinux::VirtualFilePath(Path("run"), "own"), kLong);
     ASSERT_TRUE(file) << file.GetError().message;
     const auto basePid = static_cast<uint32_t>(PidBehind(owner->Output(), "base  running   pid "));
+    const Bytes blank(4000, 0x5a);
     const struct {
         uint32_t command;
         std::string payload;
@@ -114,19 +78,22 @@ TEST_F(Group, CommandsInRawBytes) {
     };
     for (const auto& [command, payload, expected] : commands) {
         SCOPED_TRACE("command " + std::to_string(command) + ": " + payload);
-        const Answered answered = Give(*file, command, Record(payload, payload.size()));
-        EXPECT_EQ(answered.payload, expected);
-        EXPECT_EQ(answered.code, static_cast<int>(8 + expected.size()));
+        const Bytes sent = With(blank, payload, payload.size());
+        const auto answer = file->Ioctl(command, sent, kLong);
+        EXPECT_EQ(answer->code, static_cast<int>(8 + expected.size()));
+        EXPECT_EQ(answer->buffer, With(sent, expected, expected.size()));
     }
     for (const size_t length : {size_t{0}, size_t{1}, size_t{3999}, size_t{4001}, size_t{65536}}) {
-        EXPECT_EQ(Give(*file, 6, Bytes(length)).code, -15794176) << length;
+        const auto answer = file->Ioctl(6, Bytes(length), kLong);
+        EXPECT_EQ(answer->code, -15794176) << length;
+        EXPECT_EQ(answer->buffer, Bytes(length));
     }
     for (const uint32_t command : {0U, 2U, 8U, 9U}) {
         for (const uint64_t size : {uint64_t{3989}, UINT64_MAX}) {
-            EXPECT_GE(Give(*file, command, Record("9#", size)).code, 8) << command;
+            EXPECT_GE(file->Ioctl(command, With(blank, "9#", size), kLong)->code, 8) << command;
         }
     }
-    EXPECT_EQ(Give(*file, 6, Record("", 0)).payload, "1#base#top#");
+    EXPECT_EQ(Connect().List()->names, (std::vector<std::string>{"base", "top"}));
     EndAll(*owner);
 }
 

@@ -1,18 +1,14 @@
 // A thousand driving applications: what fits a record, what does not, and the stop of all of them.
 #include <algorithm>
 
-#include "client/ss_client.h"
-#include "platform/linux/host.h"
 #include "tests/e2e/group.h"
 
 namespace EndToEnd {
 
 using GrpOwnerClient::Change;
 using GrpOwnerClient::ErrorKind;
-using GrpOwnerClient::SsClient;
 
 TEST_F(Group, AThousandDrivingApplications) {
-    constexpr std::chrono::milliseconds kLong{60000};
     constexpr size_t kLargest = (3988 - 4) / 11;  // "362#", then "a000#0#0#0#" for each
     std::string yaml;
     std::vector<std::string> names;
@@ -21,11 +17,9 @@ TEST_F(Group, AThousandDrivingApplications) {
         yaml += "  " + names.back() + ": {command: probe, autostart: false, stop_timeout: 60s}\n";
     }
     Manage();
-    const auto owner = Own(yaml, {"DATAMASTER_RUN_MODE=1"});
-    ASSERT_TRUE(owner->Says("Done, 0 of 0")) << owner->Output();
-    auto client = SsClient::Connect(GrpOwnerLinux::VirtualFilePath(Path("run"), "own"));
-    ASSERT_TRUE(client) << client.GetError().message;
-    EXPECT_EQ(client->List().GetError().code, -15794179);
+    const auto owner = Boot(yaml, {"DATAMASTER_RUN_MODE=1"});
+    auto client = Connect();
+    EXPECT_EQ(client.List().GetError().code, -15794179);
 
     const auto startOf = [&names](size_t from, size_t count) {
         std::vector<Change> changes;
@@ -34,21 +28,21 @@ TEST_F(Group, AThousandDrivingApplications) {
         }
         return changes;
     };
-    EXPECT_EQ(client->ChangeApps(startOf(0, kLargest + 1), kLong).GetError().kind,
+    EXPECT_EQ(client.ChangeApps(startOf(0, kLargest + 1), kLong).GetError().kind,
               ErrorKind::kTooLarge);
     for (size_t from = 0; from < names.size(); from += kLargest) {
-        const auto answer = client->ChangeApps(startOf(from, kLargest), kLong);
+        const auto answer = client.ChangeApps(startOf(from, kLargest), kLong);
         ASSERT_TRUE(answer) << answer.GetError().message;
         EXPECT_TRUE(answer->isOk) << from;
     }
     const auto countUp = [&] {
-        const auto statuses = client->Query(names, kLong);
+        const auto statuses = client.Query(names, kLong);
         EXPECT_TRUE(statuses) << statuses.GetError().message;
         return std::count_if(statuses->begin(), statuses->end(),
                              [](const auto& status) { return status.state == 0; });
     };
     EXPECT_EQ(countUp(), 1000);
-    EXPECT_TRUE(*client->StopAll());
+    EXPECT_TRUE(*client.StopAll());
     EXPECT_EQ(countUp(), 0);
     EndAll(*owner);
 }

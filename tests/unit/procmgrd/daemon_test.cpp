@@ -9,28 +9,6 @@ namespace {
 
 using DaemonTest = GroupTest;
 
-TEST(CommandLine, SaysWhatIsWrong) {
-    const struct {
-        Names options;
-        int status;
-        const char* says;
-    } lines[] = {{{"--help"}, 0, "Examples:"},
-                 {{"--version"}, 0, "0."},
-                 {{"--nonsense"}, 2, "--nonsense"},
-                 {{"--owner-grace", "soon"}, 2, "--owner-grace"},
-                 {{"--group", "no such group"}, 2, "no such group"},
-                 {{"--fault", "wrong=1"}, 2, "wrong=1"},
-                 {{"--log-dir", "/no/such/place"}, 2, "/no/such/place"},
-                 {{"rover.yaml"}, 2, "rover.yaml"}};
-    for (const auto& line : lines) {
-        Names command{PROCMGRD};
-        command.insert(command.end(), line.options.begin(), line.options.end());
-        Daemon daemon(command);
-        EXPECT_EQ(daemon.Wait(), line.status);
-        EXPECT_TRUE(daemon.Says(line.says)) << daemon.Output();
-    }
-}
-
 // Whether its owner does not come back or it is told to end itself: nothing ends before what needs
 // it, who does not want to is killed, and an orderly end leaves no file.
 TEST_F(DaemonTest, TakesGroupsDownInReverseOrder) {
