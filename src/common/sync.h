@@ -1,6 +1,6 @@
 #pragma once
-// The seam of time and threads. The core locks, waits, sleeps, reads the clock and starts threads
-// through these and nothing else, so that an implementation chosen at link time decides what time
+// The seam of time and threads. The core locks, waits, sleeps and reads the clock through these and
+// nothing else, so that an implementation chosen at link time decides what time
 // it is and who runs: the standard library's in a product, a seeded scheduler's in a search for
 // orders that nobody thought of.
 //
@@ -11,10 +11,7 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <functional>
-#include <memory>
 #include <mutex>
-#include <utility>
 
 #include "src/common/thread_annotations.h"
 
@@ -68,26 +65,6 @@ public:
 private:
     std::condition_variable native_;
 };
-
-/// A running asynchronous call. Its destructor waits for the call's end: declare it before a lock
-/// that the call takes.
-class AsyncTask {
-public:
-    AsyncTask() = default;
-    /// @param call the implementation's own; its destructor is what waits
-    explicit AsyncTask(std::shared_ptr<void> call) : call_(std::move(call)) {}
-    AsyncTask(AsyncTask&&) = default;
-    AsyncTask& operator=(AsyncTask&&) = default;
-    AsyncTask(const AsyncTask&) = delete;
-    AsyncTask& operator=(const AsyncTask&) = delete;
-
-private:
-    std::shared_ptr<void> call_;
-};
-
-/// Runs the function on a thread of its own.
-/// @throw std::system_error when no thread can be had; the function has not run then
-[[nodiscard]] AsyncTask RunAsync(std::function<void()> function);
 
 TimePoint Now();
 SystemTimePoint SystemNow();

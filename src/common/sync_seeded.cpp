@@ -10,7 +10,6 @@
 #include <memory>
 #include <optional>
 #include <random>
-#include <system_error>
 #include <thread>
 #include <unordered_map>
 #include <utility>
@@ -91,8 +90,6 @@ public:
         Point();
         return thread;
     }
-
-    bool HasThread() { return Below(100) >= options_.noThread; }
 
     void Join(Thread* thread) {
         if (thread->doing != Doing::kEnded) {
@@ -353,14 +350,6 @@ private:
     Thread* thread_;
 };
 
-AsyncTask BeginTask(std::string name, std::function<void()> function) {
-    if (theScheduler == nullptr) {
-        Fail("a thread is begun outside a run");
-    }
-    return AsyncTask(
-        std::make_shared<Task>(theScheduler->Begin(std::move(name), std::move(function))));
-}
-
 }  // namespace
 
 Run::Run(const Options& options) {
@@ -374,8 +363,11 @@ Run::~Run() {
     theScheduler.reset();
 }
 
-AsyncTask Begin(std::string name, std::function<void()> function) {
-    return BeginTask(std::move(name), std::move(function));
+RunningThread Begin(std::string name, std::function<void()> function) {
+    if (theScheduler == nullptr) {
+        Fail("a thread is begun outside a run");
+    }
+    return std::make_shared<Task>(theScheduler->Begin(std::move(name), std::move(function)));
 }
 
 std::string ThreadName() {
@@ -434,13 +426,6 @@ bool CondVar::WaitUntil(Mutex& mutex, TimePoint deadline) {
 // Both clocks show the same.
 bool CondVar::WaitUntil(Mutex& mutex, SystemTimePoint deadline) {
     return WaitUntil(mutex, TimePoint(deadline.time_since_epoch()));
-}
-
-AsyncTask RunAsync(std::function<void()> function) {
-    if (theScheduler != nullptr && !theScheduler->HasThread()) {
-        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
-    }
-    return Seeded::BeginTask("task", std::move(function));
 }
 
 TimePoint Now() {

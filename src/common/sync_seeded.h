@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "src/common/sync.h"
@@ -18,7 +19,6 @@ namespace ProcMgr::Seeded {
 struct Options {
     uint64_t seed = 1;
     unsigned wakeUps = 0;      // of a thousand points, those where a wait ends without a signal
-    unsigned noThread = 0;     // of a hundred asynchronous calls, those that get no thread
     uint64_t points = 500000;  // a run with more of them counts as one that never ends
 };
 
@@ -35,8 +35,9 @@ public:
     Run& operator=(const Run&) = delete;
 };
 
-/// RunAsync with a name for the thread, and always with a thread.
-[[nodiscard]] AsyncTask Begin(std::string name, std::function<void()> function);
+/// A thread of a run. The last reference waits for its end when it is dropped.
+using RunningThread = std::shared_ptr<void>;
+[[nodiscard]] RunningThread Begin(std::string name, std::function<void()> function);
 
 /// The name of the calling thread; "main" for the one that made the run, empty outside a run.
 std::string ThreadName();

@@ -1,9 +1,6 @@
 // The seam of time and threads over the standard library.
 
-#include <future>
-#include <memory>
 #include <thread>
-#include <utility>
 
 #include "src/common/sync.h"
 
@@ -43,13 +40,6 @@ bool CondVar::WaitUntil(Mutex& mutex, SystemTimePoint deadline) {
     const bool inTime = native_.wait_until(lock, deadline) == std::cv_status::no_timeout;
     lock.release();
     return inTime;
-}
-
-AsyncTask RunAsync(std::function<void()> function) {
-    // Made first: a call that has begun would be waited for if this failed.
-    auto call = std::make_shared<std::future<void>>();
-    *call = std::async(std::launch::async, std::move(function));
-    return AsyncTask(std::move(call));
 }
 
 TimePoint Now() {

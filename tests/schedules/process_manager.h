@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 
+#include "src/common/sync_seeded.h"
 #include "tests/schedules/watch.h"
 
 namespace Schedules {
@@ -27,7 +28,7 @@ private:
     ProcMgr::CondVar changed_;
     std::multimap<ProcMgr::TimePoint, std::function<void()>> actions_ GUARDED_BY(mutex_);
     bool isOver_ GUARDED_BY(mutex_) = false;
-    ProcMgr::AsyncTask thread_;
+    ProcMgr::Seeded::RunningThread thread_;
 };
 
 /// A process manager with processes that take their time, and the link to it. Requests come on the

@@ -161,7 +161,7 @@ void World::StartWhatDrives() {
 }
 
 void World::LiveOn() {
-    std::vector<ProcMgr::AsyncTask> threads;
+    std::vector<ProcMgr::Seeded::RunningThread> threads;
     threads.push_back(Begin("boot", [this] { Boot(); }));
     if (weather_ == Weather::kCalm) {
         StartWhatDrives();
@@ -209,7 +209,6 @@ uint64_t World::Run() {
     ProcMgr::Seeded::Options options;
     options.seed = random_();
     options.wakeUps = Chance(random_, 30) ? 10 : 0;
-    options.noThread = Chance(random_, 30) ? 50 : 0;
     const ProcMgr::Seeded::Run run(options);
     Connect();
     LiveOn();

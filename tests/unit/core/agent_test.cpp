@@ -239,7 +239,8 @@ TEST_F(AgentTest, EndsAfterItsHandlers) {
         isOut = true;
     }),
               0U);
-    const AsyncTask report = RunAsync([] { EXPECT_TRUE(Deliver(RecordBytes(4, "1#a#1#0#0#0#"))); });
+    const Seeded::RunningThread report =
+        Seeded::Begin("pipe", [] { EXPECT_TRUE(Deliver(RecordBytes(4, "1#a#1#0#0#0#"))); });
     while (!isIn) {
         Sleep(Milliseconds(1));
     }
