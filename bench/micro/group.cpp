@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 #include "bench/micro/instant_pm.h"
 #include "grpowner/procmgr_grp_owner.h"
