@@ -128,16 +128,35 @@ def cells(results, peers, verdict):
     return found
 
 
+def lay_out(lines, right=()):
+    """Equal columns, a rule below the head; some of them flush right."""
+    widths = [max(len(line[place]) for line in lines) for place in range(len(lines[0]))]
+    ruled = [lines[0], ['-' * width for width in widths], *lines[1:]]
+    return '\n'.join(
+        '| ' + ' | '.join(cell.rjust(width) if place in right else cell.ljust(width)
+                          for place, (cell, width) in enumerate(zip(line, widths))) + ' |'
+        for line in ruled)
+
+
 def table(results):
-    """Lines of equal columns, a rule below the head."""
     peers = [name for name in results.systems() if name not in (OURS, 'floor')]
     head = ['measure', 'shape', 'N', 'ours', 'floor', 'ratio', 'aim', 'met', *peers]
     lines = [head] + [cells(results, peers, verdict) for verdict in verdicts(results)]
-    widths = [max(len(line[place]) for line in lines) for place in range(len(head))]
-    lines.insert(1, ['-' * width for width in widths])
-    text = []
-    for line in lines:
-        padded = [cell.rjust(width) if 2 <= place <= 5 or place >= 8 else cell.ljust(width)
-                  for place, (cell, width) in enumerate(zip(line, widths))]
-        text.append('| ' + ' | '.join(padded) + ' |')
-    return '\n'.join(text)
+    return lay_out(lines, right={2, 3, 4, 5, *range(8, len(head))})
+
+
+def growth_table(results):
+    """Ours and the floor, size by size."""
+    lines = [['shape', 'N', 'cold start', 'floor', 'ratio', 'stop', 'floor', 'ratio', 'resident',
+              'CPU of the owner', 'of the process manager']]
+    for shape, count in results.samples:
+        line = [shape, str(count)]
+        for measure in ('cold', 'stop'):
+            ours, floor = (results.median(shape, count, system, measure)
+                           for system in (OURS, 'floor'))
+            line += [show(ours, 'ms') + ' ms', show(floor, 'ms'), f'{ours / floor:.2f}']
+        line.append(show(results.median(shape, count, OURS, 'rss'), 'MB') + ' MB')
+        for role in ('grpownerd', 'procmgrd'):
+            line.append(show(results.median(shape, count, OURS, 'cpu_' + role), 'ms') + ' ms')
+        lines.append(line)
+    return lay_out(lines, right=set(range(1, 11)))
