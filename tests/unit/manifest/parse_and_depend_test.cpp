@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <thread>
 
 #include "tests/unit/manifest/configuration_file.h"
 
@@ -49,32 +48,6 @@ TEST(ManifestService, MatchDataAreAnsweredUnderTheirKeyOnly) {
     EXPECT_TRUE(got.empty());
     EXPECT_EQ(Service().ParseToReplaceData(1, "cfgmgr_env", got), 0);
     EXPECT_EQ(got, data);
-}
-
-// A reload while graphs are asked for: each graph is made of one map or of the other, never of
-// both.
-TEST(ManifestService, MapsAreSwappedWhole) {
-    const ConfigurationFile file(kGood);
-    const ParseAndDepend::DependsMap other = {{"b", {"c"}}, {"c", {}}};
-    Service().SetApplicationDependsMap(other);
-    std::thread reloading([&file, &other] {
-        for (int i = 0; i < 50; ++i) {
-            std::vector<ApplicationManifest> manifests;
-            EXPECT_EQ(Service().ParseYaml(0, file.Path(), manifests, {{"PLACE", "/x"}}), 0);
-            Service().SetApplicationDependsMap(other);
-        }
-    });
-    for (int i = 0; i < 500; ++i) {
-        DependGraph graph;
-        std::vector<std::string> unknown;
-        EXPECT_TRUE(Service().GetStartGraphWithErrApp({"b", "x"}, graph, unknown));
-        const std::set<std::string> first = graph.GetNoDependVertices();
-        EXPECT_EQ(first.count("a") + first.count("c"), 1U);
-        EXPECT_TRUE(Service().GetTermGraphWithErrApp({"b", "y"}, graph, unknown));
-        EXPECT_EQ(graph.GetNoDependVertices(), std::set<std::string>{"b"});
-        EXPECT_EQ(unknown, (std::vector<std::string>{"x", "y"}));
-    }
-    reloading.join();
 }
 
 }  // namespace
