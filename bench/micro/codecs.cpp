@@ -3,8 +3,10 @@
 #include <benchmark/benchmark.h>
 
 #include <cstring>
+#include <limits>
 
 #include "bench/micro/instant_pm.h"
+#include "platform/memory/memory_platform.h"
 #include "src/agent/procmgr_agent_serialization.h"
 #include "src/agent/query_serialization.h"
 #include "src/ss/ss_query_serialization.h"
@@ -44,6 +46,7 @@ std::string Binary(const benchmark::State& state, const std::string& behind) {
 
 template <typename Coder>
 void Run(benchmark::State& state, size_t bytes, Coder code) {
+    GrpOwnerMemory::SetLogThreshold(std::numeric_limits<int>::max());
     for (auto iteration : state) {
         if (!code()) {
             state.SkipWithError("the record is refused");

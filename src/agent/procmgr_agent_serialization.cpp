@@ -1,8 +1,8 @@
 #include "src/agent/procmgr_agent_serialization.h"
 
 #include <algorithm>
-#include <locale>
-#include <sstream>
+#include <ostream>
+#include <string_view>
 
 #include "platform/secure_memory.h"
 #include "src/common/field_reader.h"
@@ -17,64 +17,71 @@ using Message::RequestType;
 
 constexpr char kSeparator = '#';
 
-/// A text stream for one piece after the other. A host's locale would group the digits of numbers,
-/// so the streams here keep to the classic one.
-class PieceStream {
+/// The text of one piece. Not a stream: those are made for locales, which a host may change.
+class PieceText {
 public:
-    PieceStream() { stream_.imbue(std::locale::classic()); }
-
-    std::ostream& Begin() {
-        stream_.str({});
-        return stream_;
+    PieceText& Add(const std::string& text) {
+        text_.append(text).push_back(kSeparator);
+        return *this;
     }
 
-    size_t Size() { return static_cast<size_t>(stream_.tellp()); }
+    template <typename Number>
+    PieceText& AddNumber(Number number) {
+        return Add(std::to_string(number));
+    }
 
-    /// @return false when the piece is too long
-    bool AppendTo(std::vector<Piece>& pieces) {
+    PieceText& AddList(const std::vector<std::string>& texts) {
+        AddNumber(texts.size());
+        for (const std::string& text : texts) {
+            Add(text);
+        }
+        return *this;
+    }
+
+    PieceText& AddParas(const std::map<int, std::vector<std::string>>& paras) {
+        AddNumber(paras.size());
+        for (const auto& [key, values] : paras) {
+            AddNumber(key).AddList(values);
+        }
+        return *this;
+    }
+
+    size_t Size() const { return text_.size(); }
+    const std::string& Text() const { return text_; }
+
+    /// The end of the piece, unless it is too long.
+    bool MoveTo(std::vector<Piece>& pieces) {
         if (Size() > kLargestPiece) {
             return false;
         }
-        std::string text = stream_.str();
-        const auto size = static_cast<uint32_t>(text.size());
-        pieces.emplace_back(size, std::move(text));
+        const auto size = static_cast<uint32_t>(Size());
+        pieces.emplace_back(size, std::move(text_));
         return true;
     }
 
 private:
-    std::ostringstream stream_;
+    std::string text_;
 };
 
-void PackList(std::ostream& stream, const std::vector<std::string>& texts) {
-    stream << texts.size() << kSeparator;
-    for (const std::string& text : texts) {
-        stream << text << kSeparator;
-    }
-}
-
 template <typename Info>
-void PackApp(std::ostream& stream, const Info& app) {
-    stream << app.name << kSeparator;
-    PackList(stream, app.arguments);
-    PackDynamicPara(stream, app.dynamicParas);
+PieceText PackApp(const Info& app) {
+    PieceText piece;
+    piece.Add(app.name).AddList(app.arguments).AddParas(app.dynamicParas);
+    return piece;
 }
 
 }  // namespace
 
 void PackDynamicPara(std::ostream& stream, const std::map<int, std::vector<std::string>>& paras) {
-    stream << paras.size() << kSeparator;
-    for (const auto& [key, values] : paras) {
-        stream << key << kSeparator;
-        PackList(stream, values);
-    }
+    stream << PieceText().AddParas(paras).Text();
 }
 
 bool ProcMgrPackStartRequest(const std::vector<Message::StartAppInfo>& apps,
                              std::vector<Piece>& pieces) {
-    PieceStream piece;
+    pieces.reserve(pieces.size() + apps.size());
     for (const Message::StartAppInfo& app : apps) {
-        PackApp(piece.Begin(), app);
-        if (!piece.AppendTo(pieces)) {
+        PieceText piece = PackApp(app);
+        if (!piece.MoveTo(pieces)) {
             GRP_ERROR(
                 "ProcMgrAgent: PackStartRequest failed app=%s, size=%lu bytes beyone the "
                 "PM_PIPE_BUF_MAX!!",
@@ -87,10 +94,10 @@ bool ProcMgrPackStartRequest(const std::vector<Message::StartAppInfo>& apps,
 
 bool ProcMgrPackRestartRequest(const std::vector<Message::RestartAppInfo>& apps,
                                std::vector<Piece>& pieces) {
-    PieceStream piece;
+    pieces.reserve(pieces.size() + apps.size());
     for (const Message::RestartAppInfo& app : apps) {
-        PackApp(piece.Begin(), app);
-        if (!piece.AppendTo(pieces)) {
+        PieceText piece = PackApp(app);
+        if (!piece.MoveTo(pieces)) {
             GRP_ERROR(
                 "ProcMgrAgent PackRestartRequest failed app=%s, size=%lu bytes beyone "
                 "PM_PIPE_BUF_MAX!!",
@@ -103,10 +110,10 @@ bool ProcMgrPackRestartRequest(const std::vector<Message::RestartAppInfo>& apps,
 
 bool ProcMgrPackTermRequest(const std::vector<Message::TermAppInfo>& apps,
                             std::vector<Piece>& pieces) {
-    PieceStream piece;
+    pieces.reserve(pieces.size() + apps.size());
     for (const Message::TermAppInfo& app : apps) {
-        piece.Begin() << app.name << kSeparator;
-        if (!piece.AppendTo(pieces)) {
+        PieceText piece;
+        if (!piece.Add(app.name).MoveTo(pieces)) {
             GRP_ERROR(
                 "ProcMgrAgent : PackTermRequest failed app=%s, size=%lu bytes beyone the "
                 "PM_PIPE_BUF_MAX!!",
@@ -119,9 +126,8 @@ bool ProcMgrPackTermRequest(const std::vector<Message::TermAppInfo>& apps,
 
 bool ProcMgrPackBaseServiceStateRequest(Message::BaseServiceStateInfo info,
                                         std::vector<Piece>& pieces) {
-    PieceStream piece;
-    piece.Begin() << static_cast<uint32_t>(info.state) << kSeparator;
-    if (!piece.AppendTo(pieces)) {
+    PieceText piece;
+    if (!piece.AddNumber(static_cast<uint32_t>(info.state)).MoveTo(pieces)) {
         GRP_ERROR(
             "ProcMgrAgent : PackBaseServiceStateRequest failed: beyone the PM_PIPE_BUF_MAX!!");
         return false;
@@ -130,10 +136,9 @@ bool ProcMgrPackBaseServiceStateRequest(Message::BaseServiceStateInfo info,
 }
 
 bool ProcMgrPackAppExecInfoRequest(const Message::AppExecInfo& info, std::vector<Piece>& pieces) {
-    PieceStream piece;
-    piece.Begin() << info.name << kSeparator << info.pid << kSeparator << info.state << kSeparator
-                  << info.reason << kSeparator;
-    if (!piece.AppendTo(pieces)) {
+    PieceText piece;
+    piece.Add(info.name).AddNumber(info.pid).AddNumber(info.state).AddNumber(info.reason);
+    if (!piece.MoveTo(pieces)) {
         GRP_ERROR("ProcMgrAgent : PackExecStateRequest failed: beyone the PM_PIPE_BUF_MAX!!");
         return false;
     }
@@ -142,13 +147,12 @@ bool ProcMgrPackAppExecInfoRequest(const Message::AppExecInfo& info, std::vector
 
 bool ProcMgrPackMatchDataAndPathRequest(const Message::StartupCfgInfo& info,
                                         std::vector<Piece>& pieces) {
-    PieceStream piece;
-    std::ostream& stream = piece.Begin();
-    stream << info.path << kSeparator << info.matchData.size() << kSeparator;
+    PieceText piece;
+    piece.Add(info.path).AddNumber(info.matchData.size());
     for (const auto& [key, value] : info.matchData) {
-        stream << key << kSeparator << value << kSeparator;
+        piece.Add(key).Add(value);
     }
-    if (!piece.AppendTo(pieces)) {
+    if (!piece.MoveTo(pieces)) {
         GRP_ERROR(
             "ProcMgrAgent : PackMatchDataAndPathRequest failed: beyone the PM_PIPE_BUF_MAX!!");
         return false;
@@ -162,10 +166,14 @@ bool ProcMgrCombinePiecesMsg(RequestType type, std::vector<Piece>& pieces,
         GRP_ERROR("CombinePiecesMsg failed: packedRequest is empty!!");
         return false;
     }
-    std::sort(pieces.begin(), pieces.end());
+    // Names of one length come sorted: a look costs less than another sort.
+    if (!std::is_sorted(pieces.begin(), pieces.end())) {
+        std::sort(pieces.begin(), pieces.end());
+    }
     std::vector<uint32_t> windows;
     CalculateWindows(pieces, windows);
     auto piece = pieces.cbegin();
+    records.reserve(records.size() + windows.size());
     for (const uint32_t count : windows) {
         std::string joined;
         for (uint32_t i = 0; i < count; ++i, ++piece) {
@@ -200,22 +208,22 @@ void CalculateWindows(const std::vector<Piece>& pieces, std::vector<uint32_t>& w
 void ProcMgrCombineMsg(RequestType type, uint32_t count, const std::string& joined,
                        std::vector<RequestMsg>& records) {
     const std::string text = std::to_string(count) + kSeparator + joined;
-    RequestMsg record{};  // with its padding: nothing of this process leaks to the peer
+    // All of it is zero, with its padding: nothing of this process leaks to the peer.
+    RequestMsg& record = records.emplace_back();
     record.type = static_cast<uint32_t>(type);
     record.length = text.size();
     const int result = memcpy_s(record.data, sizeof(record.data), text.data(), text.size());
     if (result != 0) {
         GRP_ERROR("ProcMgrCombineMsg failed memcpy_s failed: strSize=%lu bytes, ret=%d",
                   text.size(), result);
-        return;
+        records.pop_back();
     }
-    records.push_back(record);
 }
 
 bool ProcMgrUnpackedAppStateRequest(const RequestMsg* record,
                                     std::vector<Message::AppStateInfo>& apps) {
     const uint64_t length = std::min<uint64_t>(record->length, sizeof(record->data));
-    FieldReader fields(std::string(record->data, length));
+    FieldReader fields(std::string_view(record->data, length));
     const auto count = fields.GetNumber<uint32_t>();
     if (count >= kTooManyApps) {
         GRP_ERROR("ProcMgr : ProcMgrMaster UnpackedAppStateRequest err: big AppListSize=%u", count);

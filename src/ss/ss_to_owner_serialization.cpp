@@ -1,6 +1,7 @@
 #include "src/ss/ss_to_owner_serialization.h"
 
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "grpowner/enumerations.h"
@@ -12,19 +13,19 @@ namespace ProcMgr::SS {
 namespace {
 
 /// The payload; nothing, after an error line, when it claims to be longer than a record.
-std::optional<std::string> PayloadOf(const SsToOwnerRequestMsg& request) {
+std::optional<std::string_view> PayloadOf(const SsToOwnerRequestMsg& request) {
     if (request.size > kDataSize) {
         GRP_ERROR("request size=%lu is invalid", request.size);
         return std::nullopt;
     }
-    return std::string(request.data, request.size);
+    return std::string_view(request.data, request.size);
 }
 
 std::vector<std::string> GetTexts(FieldReader& fields, uint64_t count) {
     std::vector<std::string> texts;
     texts.reserve(count);
     for (; count > 0; --count) {
-        texts.push_back(fields.GetText());
+        texts.emplace_back(fields.GetText());
     }
     return texts;
 }
@@ -51,19 +52,19 @@ bool UnPackApp(FieldReader& fields, AppInfo& app) {
 }  // namespace
 
 bool UnPackSetSystemStateRequest(const SsToOwnerRequestMsg& request, int& state) {
-    const std::optional<std::string> payload = PayloadOf(request);
+    const std::optional<std::string_view> payload = PayloadOf(request);
     if (!payload) {
         return false;
     }
     // An empty payload tells no state, so the caller's preset stays; a text that is none tells 0.
     state = FieldReader(*payload).GetNumber(state);
-    GRP_INFO("UnPackSetSystemStateRequest ssMsgStr=%s, state=%d(%s)", payload->c_str(), state,
-             GetSysState(static_cast<uint64_t>(state)).c_str());
+    GRP_INFO("UnPackSetSystemStateRequest ssMsgStr=%s, state=%d(%s)", std::string(*payload).c_str(),
+             state, GetSysState(static_cast<uint64_t>(state)).c_str());
     return true;
 }
 
 bool UnPackChangeAppInfoRequestMsg(const SsToOwnerRequestMsg& request, std::vector<AppInfo>& apps) {
-    const std::optional<std::string> payload = PayloadOf(request);
+    const std::optional<std::string_view> payload = PayloadOf(request);
     if (!payload) {
         return false;
     }
@@ -112,11 +113,12 @@ bool UnPackDynamicPara(FieldReader& fields, AppInfo& app) {
 
 bool UnPackVerifyRequest(const SsToOwnerRequestMsg& request,
                          std::map<std::string, uint32_t>& changes) {
-    const std::optional<std::string> payload = PayloadOf(request);
+    const std::optional<std::string_view> payload = PayloadOf(request);
     if (!payload) {
         return false;
     }
-    GRP_INFO("UnPackVerifyRequest ssMsgStr=<%s,%zu>", payload->c_str(), payload->size());
+    GRP_INFO("UnPackVerifyRequest ssMsgStr=<%s,%zu>", std::string(*payload).c_str(),
+             payload->size());
     FieldReader fields(*payload);
     auto count = fields.GetNumber<uint64_t>();
     if (count > kMostApps) {
@@ -125,8 +127,8 @@ bool UnPackVerifyRequest(const SsToOwnerRequestMsg& request,
     }
     GRP_INFO("UnPackVerifyRequest appInfo size=%zu", count);
     for (; count > 0; --count) {
-        const std::string name = fields.GetText();
-        changes[name] = fields.GetNumber<uint32_t>();
+        std::string name(fields.GetText());
+        changes[std::move(name)] = fields.GetNumber<uint32_t>();
     }
     return true;
 }
