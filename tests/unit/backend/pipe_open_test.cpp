@@ -22,14 +22,14 @@ void Ignore(int /*fd*/, const EzcomRequest* /*request*/) {}
 TEST(PipeOpen, GreetsTheServerAndTakesItsAnswer) {
     const std::pair<std::string, int> cases[] = {
         // 0: a handle
-        {Encode(0), 0},
-        {Encode(-EACCES), -EACCES},
-        {Encode(7), -EPROTO},
-        {Encode(PipeFrameKind::kWelcome, 0, "abc"), -EPROTO},
-        {Encode(PipeFrameKind::kWelcome, 0, "too long by far"), -EPROTO},
-        {Encode(PipeFrameKind::kAnswer, 0, std::string(4, '\0')), -EPROTO},
+        {Welcome(0), 0},
+        {Welcome(-EACCES), -EACCES},
+        {Welcome(7), -EPROTO},
+        {PipeFrame(PipeFrameKind::kWelcome, 0, "abc"), -EPROTO},
+        {PipeFrame(PipeFrameKind::kWelcome, 0, "too long by far"), -EPROTO},
+        {PipeFrame(PipeFrameKind::kAnswer, 0, std::string(4, '\0')), -EPROTO},
         {std::string(28, 'x'), -EPROTO},
-        {Encode(0).substr(0, 20), -EPROTO},
+        {Welcome(0).substr(0, 20), -EPROTO},
     };
     for (const auto& [welcome, expected] : cases) {
         PipeServer server;

@@ -18,14 +18,8 @@ using GrpOwnerLinux::kMaxPipePayload;
 using GrpOwnerLinux::kPipeMagic;
 using GrpOwnerLinux::PipeFrameHeader;
 
-std::string Encode(PipeFrameKind kind, uint64_t sequence, std::string_view payload) {
-    const PipeFrameHeader header{kPipeMagic, static_cast<uint32_t>(kind), sequence,
-                                 static_cast<uint32_t>(payload.size()), 0};
-    return std::string(reinterpret_cast<const char*>(&header), sizeof(header)).append(payload);
-}
-
-std::string Encode(int32_t result) {
-    return Encode(PipeFrameKind::kWelcome, 0, {reinterpret_cast<char*>(&result), sizeof(result)});
+std::string Welcome(int32_t result) {
+    return PipeFrame(PipeFrameKind::kWelcome, 0, GrpOwnerTest::Bytes(result));
 }
 
 PrivateDirectory::PrivateDirectory() : path_("/tmp/backend_test.XXXXXX") {
@@ -137,7 +131,7 @@ EzcomOpenParams OpenParams(EzcomRequestHandler handler, int timeoutMs) {
 int OpenPipe(PipeServer& server, EzcomRequestHandler handler) {
     const EzcomOpenParams params = OpenParams(handler);
     auto opened = std::async(std::launch::async, [&params] { return EzcomOpen(&params); });
-    server.Accept(Encode(0));
+    server.Accept(Welcome(0));
     const int fd = opened.get();
     EXPECT_GT(fd, 0);
     return fd;

@@ -8,12 +8,13 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/linux/pipe_frame.h"
 #include "platform/pipe_service.h"
+#include "tests/support/frames.h"
 
 namespace BackendTest {
 
-using GrpOwnerLinux::PipeFrameKind;
+using GrpOwnerTest::PipeFrame;
+using GrpOwnerTest::PipeFrameKind;
 
 struct Frame {
     PipeFrameKind kind{};
@@ -21,8 +22,7 @@ struct Frame {
     std::string payload;
 };
 
-std::string Encode(PipeFrameKind kind, uint64_t sequence, std::string_view payload);
-std::string Encode(int32_t result);  // a welcome
+std::string Welcome(int32_t result);
 
 /// A private run directory, named in the environment while it lives.
 class PrivateDirectory {
@@ -46,7 +46,7 @@ public:
     Frame Receive();  // what comes next; kind 0 when the pipe is over
     void SendBytes(std::string_view bytes);
     void Send(PipeFrameKind kind, uint64_t sequence, std::string_view payload) {
-        SendBytes(Encode(kind, sequence, payload));
+        SendBytes(GrpOwnerTest::PipeFrame(kind, sequence, payload));
     }
     void HangUp();
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstring>
 #include <functional>
 #include <future>
 #include <string>
@@ -20,6 +19,7 @@ namespace BackendTest {
 namespace {
 
 using GrpOwnerLinux::kMaxPipePayload;
+using GrpOwnerLinux::kPipeMagic;
 using GrpOwnerLinux::PipeFrameHeader;
 using Kind = PipeFrameKind;
 using Lines = std::vector<std::string>;
@@ -155,33 +155,26 @@ TEST_F(Pipe, DropsALateAnswer) {
     EXPECT_EQ(next.get(), "own");
 }
 
-// A request whose header is spoilt.
-std::string Spoilt(void (*change)(PipeFrameHeader&)) {
-    std::string frame = Encode(Kind::kRequest, 0, "x");
-    PipeFrameHeader header{};
-    std::memcpy(&header, frame.data(), sizeof(header));
-    change(header);
-    return frame.replace(0, sizeof(header), reinterpret_cast<const char*>(&header), sizeof(header));
-}
-
 // After the good ones, and the peer learns of it; the handler of the end may close what has ended.
 TEST_F(Pipe, EndsAtAHostileFrame) {
     GrpOwnerLinux::SetPipeEndHandler([](int fd, const std::string& reason) {
         Told::Instance().Add(reason + ", " + std::to_string(EzcomClosePipe(fd)));
     });
+    const auto header = [](PipeFrameHeader spoilt) { return GrpOwnerTest::Bytes(spoilt, "x"); };
+    const auto request = static_cast<uint32_t>(Kind::kRequest);
     const std::pair<const char*, std::string> cases[] = {
-        {"no header", Encode(Kind::kRequest, 0, "").substr(0, sizeof(PipeFrameHeader) - 1)},
-        {"long", Encode(Kind::kRequest, 0, std::string(kMaxPipePayload + 1, 'x'))},
-        {"longer than read", Encode(Kind::kRequest, 0, std::string(2 * kMaxPipePayload, 'x'))},
-        {"magic", Spoilt([](PipeFrameHeader& header) { header.magic = 0; })},
-        {"size too small", Spoilt([](PipeFrameHeader& header) { header.size = 0; })},
-        {"size too big", Spoilt([](PipeFrameHeader& header) { header.size = 2; })},
-        {"size wraps", Spoilt([](PipeFrameHeader& header) { header.size = UINT32_MAX; })},
-        {"reserved", Spoilt([](PipeFrameHeader& header) { header.reserved = 1; })},
-        {"numbered request", Spoilt([](PipeFrameHeader& header) { header.sequence = 1; })},
-        {"kind unknown", Spoilt([](PipeFrameHeader& header) { header.kind = 99; })},
-        {"kind of the opener", Encode(Kind::kCall, 1, "x")},
-        {"welcome again", Encode(0)},
+        {"no header", PipeFrame(Kind::kRequest, 0, "").substr(0, sizeof(PipeFrameHeader) - 1)},
+        {"long", PipeFrame(Kind::kRequest, 0, std::string(kMaxPipePayload + 1, 'x'))},
+        {"longer than read", PipeFrame(Kind::kRequest, 0, std::string(2 * kMaxPipePayload, 'x'))},
+        {"magic", header({0, request, 0, 1, 0})},
+        {"size too small", header({kPipeMagic, request, 0, 0, 0})},
+        {"size too big", header({kPipeMagic, request, 0, 2, 0})},
+        {"size wraps", header({kPipeMagic, request, 0, UINT32_MAX, 0})},
+        {"reserved", header({kPipeMagic, request, 0, 1, 1})},
+        {"numbered request", header({kPipeMagic, request, 1, 1, 0})},
+        {"kind unknown", header({kPipeMagic, 99, 0, 1, 0})},
+        {"kind of the opener", PipeFrame(Kind::kCall, 1, "x")},
+        {"welcome again", Welcome(0)},
     };
     for (const auto& [what, packet] : cases) {
         PipeServer server;

@@ -1,16 +1,12 @@
-// Queues and their shared memory: limits of pools, readers that read, do not read, lie or die, and
-// the reader against a service that lies.
+// Queues and their shared memory: limits of pools, readers that read, do not read or die.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstring>
 #include <future>
 #include <map>
 #include <mutex>
@@ -19,7 +15,6 @@
 #include "client/connection.h"
 #include "client/event_reader.h"
 #include "platform/linux/host.h"
-#include "platform/linux/listening_socket.h"
 #include "platform/linux/queue_frame.h"
 #include "platform/messaging_service.h"
 #include "tests/unit/backend/pipe_server.h"
@@ -33,11 +28,6 @@ using namespace GrpOwnerLinux;
 using namespace std::literals;
 
 constexpr IAMShmPoolConfig kConfig{"reader", 160, 1000};
-
-template <typename Header>
-std::string Frame(const Header& header, const std::string& rest = {}) {
-    return std::string(reinterpret_cast<const char*>(&header), sizeof(header)) + rest;
-}
 
 TEST(SharedPoolsTest, KeepToTheirLimits) {
     IAMShmPool pool{};
@@ -171,28 +161,9 @@ TEST_F(QueueTest, BringsEveryEventToWhoReads) {
     EXPECT_EQ(Report("x").begin()->second, 0);
 }
 
-TEST_F(QueueTest, IsNotHarmedByBadReaders) {
-    const std::string returned = Frame(QueueReturn{kQueueMagic, 0, 1});
-    const std::string table[] = {
-        returned,  // a second time
-        returned.substr(1),
-        returned + "x",
-        Frame(QueueReturn{1, 0, 2}),
-        Frame(QueueReturn{kQueueMagic, 0, 3}),
-    };
+// One that keeps what it gets runs out of blocks of its own, and cannot change the memory.
+TEST_F(QueueTest, IsNotHarmedByAHoarder) {
     EventReader good = Open();
-    for (const auto& row : table) {
-        Connection bad = OpenRaw();
-        (void)Report("1");
-        (void)Report("1");
-        (void)bad.Send(returned.data(), returned.size(), {}, patience_);
-        (void)bad.Send(row.data(), row.size(), {}, patience_);
-        while (bad.Receive(100, patience_)) {  // until it is dropped
-        }
-        WaitForReaders(1);
-        EXPECT_EQ(*good.Next(60s) + *good.Next(60s), "11");
-    }
-    // One that keeps what it gets runs out of blocks of its own, and cannot change the memory.
     Connection hoarder = OpenRaw();
     OwnedDescriptor memory;
     for (int i = 0; i < 1000; ++i) {
@@ -215,70 +186,6 @@ TEST_F(QueueTest, RefusesInWords) {
     IAMShmPool pool{};
     const IAMShmBlock block{};
     EXPECT_EQ(IAMDataEnqueue(~0ULL, &pool, &block), -EBADF);
-}
-
-// --- The reader against a liar -------------------------------------------------------------------
-
-void SendWith(int socket, const std::string& packet, int descriptor) {
-    iovec part{const_cast<char*>(packet.data()), packet.size()};
-    alignas(cmsghdr) char space[CMSG_SPACE(sizeof(int))] = {};
-    msghdr message{};
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    message.msg_control = space;
-    message.msg_controllen = descriptor < 0 ? 0 : sizeof(space);
-    auto* head = reinterpret_cast<cmsghdr*>(space);
-    *head = {CMSG_LEN(sizeof(int)), SOL_SOCKET, SCM_RIGHTS};
-    std::memcpy(CMSG_DATA(head), &descriptor, sizeof(int));
-    (void)sendmsg(socket, &message, MSG_NOSIGNAL);
-}
-
-TEST(EventReaderTest, BelievesNothing) {
-    const OwnedDescriptor open(memfd_create("open", MFD_ALLOW_SEALING));
-    const OwnedDescriptor sealed(memfd_create("sealed", MFD_ALLOW_SEALING));
-    ASSERT_EQ(ftruncate(open.Get(), 10) + ftruncate(sealed.Get(), 10), 0);
-    ASSERT_EQ(fcntl(sealed.Get(), F_ADD_SEALS, F_SEAL_SHRINK), 0);
-    const std::string welcome = Frame(QueueGreeting{});
-    const auto event = [](uint32_t length, uint64_t offset, uint64_t sequence = 1) {
-        return Frame(QueueEvent{kQueueMagic, length, offset, sequence});
-    };
-    const struct {
-        std::string greeting, event;
-        int descriptor;
-        ErrorKind error;
-    } table[] = {
-        {"hello", "", -1, ErrorKind::kMalformed},
-        {Frame(QueueGreeting{kQueueMagic, 0, 3}, "ab"), "", -1, ErrorKind::kMalformed},
-        {Frame(QueueGreeting{kQueueMagic, -EBUSY, 2}, "ab"), "", -1, ErrorKind::kRefused},
-        {welcome, event(1, 0), -1, ErrorKind::kMalformed},
-        {welcome, event(1, 0), open.Get(), ErrorKind::kMalformed},
-        {welcome, event(1, 0, 2), sealed.Get(), ErrorKind::kMalformed},
-        {welcome, event(1, 0) + "x", sealed.Get(), ErrorKind::kMalformed},
-        {welcome, event(1, 10), sealed.Get(), ErrorKind::kMalformed},
-        {welcome, event(11, 0), sealed.Get(), ErrorKind::kMalformed},
-        {welcome, event(2, ~0ULL), sealed.Get(), ErrorKind::kMalformed},
-        {welcome, event(~0U, 1), sealed.Get(), ErrorKind::kMalformed},
-        {welcome, event(9, 1), sealed.Get(), ErrorKind::kUsage},  // a good one
-    };
-    const PrivateDirectory directory;
-    const std::string path = QueuePath(directory.Path(), "liar");
-    std::string reason;
-    ListeningSocket socket;
-    const int listener = socket.Open(path, reason);
-    for (const auto& row : table) {
-        auto server = std::async(std::launch::async, [&] {
-            const OwnedDescriptor peer(AcceptNext(listener));
-            SendWith(peer.Get(), row.greeting, -1);
-            SendWith(peer.Get(), row.event, row.descriptor);
-            shutdown(peer.Get(), SHUT_WR);
-            char rest[100];
-            while (recv(peer.Get(), rest, sizeof(rest), 0) > 0) {  // until the reader has gone
-            }
-        });
-        auto reader = EventReader::Open(path, 60s);
-        const auto got = reader ? reader->Next(60s) : reader.GetError();
-        EXPECT_EQ(got ? ErrorKind::kUsage : got.GetError().kind, row.error) << &row - table;
-    }
 }
 
 }  // namespace

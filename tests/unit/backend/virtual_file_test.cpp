@@ -127,35 +127,6 @@ TEST_F(VirtualFiles, ServesConnectionsSideBySide) {
     close(interrupt[0]);
 }
 
-TEST_F(VirtualFiles, RefusesWhatIsNoRequestAndGoesOn) {
-    const struct {
-        VirtualFileRequest request;
-        size_t headSize, bodySize;
-        int code;
-        uint32_t sequence;
-    } table[] = {
-        {{}, 15, 0, -EBADMSG, 0},
-        {{1, kInvert, 7, 0}, 16, 0, -EBADMSG, 0},
-        {{kVirtualFileMagic, kInvert, 7, 3}, 16, 4, -EBADMSG, 7},
-        {{kVirtualFileMagic, kInvert, 7, 0xffffffff}, 16, 4, -EBADMSG, 7},
-        {{kVirtualFileMagic, kInvert, 8, 65537}, 16, 65537, -EMSGSIZE, 8},
-        {{kVirtualFileMagic, kInvert, 9, 1}, 16, 90000, -EMSGSIZE, 9},
-        {{kVirtualFileMagic, kInvert, 10, 4}, 16, 4, 4, 10},  // a good one
-    };
-    const Patience patience{60s, -1};
-    auto raw = Connection::Open(Path(), 60s);
-    ASSERT_TRUE(raw->Receive(1000, patience));  // the greeting
-    for (const auto& row : table) {
-        ASSERT_FALSE(raw->Send(&row.request, row.headSize, Bytes(row.bodySize), patience));
-        const auto packet = raw->Receive(1000, patience);
-        VirtualFileAnswer answer;
-        ASSERT_GT(packet->size(), sizeof(answer));  // with a reason, or the four bytes
-        std::memcpy(&answer, packet->data(), sizeof(answer));
-        EXPECT_EQ(std::pair(answer.code, answer.sequence), std::pair(row.code, row.sequence));
-        EXPECT_EQ(answer.outcome == VirtualFileOutcome::kRefused, row.code < 0);
-    }
-}
-
 TEST_F(VirtualFiles, HaveOneServerEach) {
     EXPECT_EQ(Register("car"), -EADDRINUSE);
     EXPECT_EQ(Register("a/b"), -EINVAL);
@@ -217,17 +188,14 @@ TEST_F(VirtualFiles, KnowWhoMayByTheCredentials) {
 
 // --- The client against a liar -------------------------------------------------------------------
 
-template <typename Header>
-std::string Frame(const Header& header, const std::string& body = {}) {
-    return std::string(reinterpret_cast<const char*>(&header), sizeof(header)) + body;
-}
-
 std::string Greeting(VirtualFileRights rights, const std::string& facts, size_t length) {
-    return Frame(VirtualFileGreeting{kVirtualFileMagic, rights, 1, uint32_t(length)}, facts);
+    return GrpOwnerTest::Bytes(VirtualFileGreeting{kVirtualFileMagic, rights, 1, uint32_t(length)},
+                               facts);
 }
 
 std::string Answer(uint32_t sequence, uint32_t outcome, uint32_t length) {
-    return Frame(std::array<uint32_t, 5>{kVirtualFileMagic, sequence, outcome, 0, length}, "xyz");
+    return GrpOwnerTest::Bytes(
+        std::array<uint32_t, 5>{kVirtualFileMagic, sequence, outcome, 0, length}, "xyz");
 }
 
 TEST(VirtualFileClientTest, BelievesNothing) {
@@ -240,7 +208,7 @@ TEST(VirtualFileClientTest, BelievesNothing) {
     } table[] = {
         {"", "", ErrorKind::kUnreachable},
         {"hello", "", ErrorKind::kMalformed},
-        {Frame(VirtualFileGreeting{1}), "", ErrorKind::kMalformed},
+        {GrpOwnerTest::Bytes(VirtualFileGreeting{1}), "", ErrorKind::kMalformed},
         {Greeting(Rights::kChange, "ab", 3), "", ErrorKind::kMalformed},
         {Greeting(Rights::kChange, std::string(70000, 'a'), 70000), "", ErrorKind::kMalformed},
         {Greeting(Rights::kNone, "", 0), "", ErrorKind::kUnreachable},

@@ -69,27 +69,12 @@ TEST(SerializationTest, GoldenPiecesInAForeignLocale) {
               (std::vector<uint32_t>{1234567, 4, 1, 9}));
 }
 
-// A packer takes 3959 bytes and refuses more; what it had packed stays.
-TEST(SerializationTest, LargestPiece) {
-    Reset();
-    const std::string fits(3954, 'n');  // with "#0#0#" 3959 bytes
-    const std::string tooLong = fits + "n";
-    std::vector<Piece> pieces;
-    EXPECT_TRUE(ProcMgrPackStartRequest({{fits, {}, {}}}, pieces));
-    EXPECT_FALSE(ProcMgrPackStartRequest({{"a", {}, {}}, {tooLong, {}, {}}}, pieces));
-    EXPECT_FALSE(ProcMgrPackRestartRequest({{tooLong, {}, {}}}, pieces));
-    EXPECT_FALSE(ProcMgrPackTermRequest({{std::string(3959, 't')}}, pieces));
-    EXPECT_FALSE(ProcMgrPackAppExecInfoRequest({tooLong, 0, 0, 0}, pieces));
-    EXPECT_FALSE(ProcMgrPackMatchDataAndPathRequest({{}, std::string(3957, 'p')}, pieces));
-    EXPECT_EQ(pieces.size(), 2U);
-}
-
-// How many pieces, in the order of their sizes, each record takes; what is too long ends the
-// grouping with a warning.
-TEST(SerializationTest, Windows) {
+// Pieces go by size, then text, as many into a record as 3955 bytes hold with their count in front;
+// what is too long is dropped without a failure, with all behind it.
+TEST(SerializationTest, CombineSortsGroupsAndDrops) {
     using Sizes = std::vector<uint32_t>;
     const struct {
-        Sizes sizes, windows;
+        Sizes sizes, counts;
         uint32_t dropped;
     } rows[] = {
         {{600, 1500, 2000}, {2, 1}, 0},
@@ -107,38 +92,26 @@ TEST(SerializationTest, Windows) {
         for (const uint32_t size : row.sizes) {
             pieces.emplace_back(size, std::string(size, 'x'));
         }
-        Sizes windows;
-        CalculateWindows(pieces, windows);
-        EXPECT_EQ(windows, row.windows);
-        EXPECT_EQ(LogLines().size(), row.dropped == 0 ? 0U : 1U);
+        std::vector<RequestMsg> records;
+        EXPECT_TRUE(ProcMgrCombinePiecesMsg(RequestType::START_APP, pieces, records));
+        Sizes counts;
+        for (const RequestMsg& record : records) {
+            counts.push_back(static_cast<uint32_t>(std::stoul(Payload(record))));
+        }
+        EXPECT_EQ(counts, row.counts);
         EXPECT_EQ(CountLog(kWarning, "packedRequest=" + std::to_string(row.dropped) +
                                          " bytes beyond the PM_PIPE_BUF_MAX!"),
-                  LogLines().size());
+                  row.dropped == 0 ? 0U : 1U);
     }
-}
-
-// Pieces go by size, then text, each group under its own count; what is too long is dropped without
-// a failure.
-TEST(SerializationTest, CombineSortsAndDrops) {
-    Reset();
-    std::vector<Piece> pieces{{3957, std::string(3957, 'z')},
-                              {3950, std::string(3950, 'y')},
-                              {4, "bbb#"},
-                              {4, "aaa#"},
-                              {2, "c#"}};
+    std::vector<Piece> pieces{{4, "bbb#"}, {4, "aaa#"}, {2, "c#"}};
     std::vector<RequestMsg> records;
     EXPECT_TRUE(ProcMgrCombinePiecesMsg(RequestType::START_APP, pieces, records));
-    ASSERT_EQ(records.size(), 2U);
-    EXPECT_EQ(Payload(records[0]), "3#c#aaa#bbb#");
-    EXPECT_EQ(Payload(records[1]), "1#" + std::string(3950, 'y'));
-    std::vector<Piece> none;
-    EXPECT_FALSE(ProcMgrCombinePiecesMsg(RequestType::START_APP, none, records));
+    EXPECT_EQ(Payload(records.at(0)), "3#c#aaa#bbb#");
+    pieces.clear();
+    EXPECT_FALSE(ProcMgrCombinePiecesMsg(RequestType::START_APP, pieces, records));
     EXPECT_TRUE(Logged(kError, "CombinePiecesMsg failed: packedRequest is empty!!"));
-    // 3964 bytes with the count in front, and one more.
-    ProcMgrCombineMsg(RequestType::START_APP, 1, std::string(3962, 'x'), records);
-    EXPECT_EQ(records.size(), 3U);
     ProcMgrCombineMsg(RequestType::START_APP, 1, std::string(3963, 'x'), records);
-    EXPECT_EQ(records.size(), 3U);
+    EXPECT_EQ(records.size(), 1U);
     EXPECT_EQ(LogLines().back().text.rfind(
                   "ProcMgrCombineMsg failed memcpy_s failed: strSize=3965 bytes, ret=", 0),
               0U);
@@ -187,17 +160,6 @@ TEST(SerializationTest, ReportThatRunsDry) {
         text += "]";
     }
     EXPECT_EQ(text, "[ 1 2 3 4][b b 5 6 7 8][c 9 0 0 0][ 0 0 0 0]");
-}
-
-TEST(SerializationTest, GoldenQuery) {
-    RequestMsg record;
-    ASSERT_TRUE(SerializeMessage({"a", "bc"}, record));
-    EXPECT_EQ(record.type, 9U);
-    EXPECT_EQ(Payload(record), N(2) + N(1) + "a" + N(2) + "bc");
-    EXPECT_TRUE(SerializeMessage({std::string(3956, 'n')}, record));  // 4 + 4 + 3956 = 3964
-    EXPECT_EQ(record.length, 3964U);
-    EXPECT_FALSE(SerializeMessage({std::string(3957, 'n')}, record));
-    EXPECT_FALSE(SerializeMessage({std::string(3953, 'n'), ""}, record));  // no room for a length
 }
 
 TEST(SerializationTest, QueryAnswers) {

@@ -108,30 +108,6 @@ TEST(SsSerializationTest, ChangeAnswers) {
     EXPECT_EQ(std::string(response.data, kDataSize), std::string(kDataSize, '\0'));
 }
 
-// The names, or "refused".
-std::string Names(const std::string& payload, uint64_t size) {
-    SsToOwnerRequestMsg request = RequestOf(payload);
-    request.size = size;
-    std::vector<std::string> names;
-    const bool isTaken = DeserializeMessage(request, names);
-    return isTaken ? testing::PrintToString(names) : "refused";
-}
-
-TEST(SsSerializationTest, QueryRequests) {
-    const std::string two = N(2) + N(3) + "cam" + N(0);
-    EXPECT_EQ(Names(two + "rest", 19), "{ \"cam\", \"\" }");
-    EXPECT_EQ(Names(two, 14), "refused");
-    EXPECT_EQ(Names(N(0), 4), "{}");
-    EXPECT_EQ(Names(N(0), 3), "refused");
-    EXPECT_EQ(Names(N(0), 0), "refused");
-    EXPECT_EQ(Names(N(1) + N(UINT32_MAX) + "a", 9), "refused");
-    EXPECT_EQ(Names(N(UINT32_MAX), 4), "refused");  // nor is room made for so many
-    // Whatever the size says, the record's end is the end.
-    const std::string longest(3980, 'n');
-    EXPECT_NE(Names(N(1) + N(3980) + longest, UINT64_MAX), "refused");
-    EXPECT_EQ(Names(N(1) + N(3981) + longest, UINT64_MAX), "refused");
-}
-
 TEST(SsSerializationTest, QueryAnswers) {
     SsToOwnerResponseMsg response;
     EXPECT_TRUE(SerializeMessage(true, {{"cam", 77, 2}, {"", -1, 1}}, response));
