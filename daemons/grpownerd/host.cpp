@@ -1,5 +1,6 @@
 #include "daemons/grpownerd/host.h"
 
+#include <malloc.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
@@ -77,6 +78,7 @@ int Host::Run() {
     }
     booter_ = std::make_unique<Booter>(owner_, view_, [this](bool isAllUp) {
         requests_.BootIsOver();
+        (void)malloc_trim(0);  // what reading the configuration and the start of all have taken
         supervisor_.Tell("READY=1\nSTATUS=" + view_.Status());
         if (!isAllUp) {
             std::fprintf(stderr, "grpownerd: not all base applications have started: %s\n",

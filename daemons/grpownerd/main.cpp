@@ -1,3 +1,5 @@
+#include <malloc.h>
+
 #include <clocale>
 #include <csignal>
 #include <cstdio>
@@ -45,6 +47,8 @@ int RunDaemon(const Options& options) {
     setenv("STARTUP_ENTRY_PATH", std::filesystem::canonical(options.configuration).c_str(), 1);
     setenv("PROC_NAME", options.name.c_str(), 1);
     GrpOwnerLinux::SetMatchData(options.defines);
+    GrpOwnerLinux::PrepareConfiguration(std::filesystem::canonical(options.configuration),
+                                        configuration);
     // Never destroyed: until the process is gone the library's threads may have notices for it.
     static GrpOwnerDaemon::Host& host =
         *std::make_unique<GrpOwnerDaemon::Host>(options, std::filesystem::canonical(runDirectory),
@@ -59,6 +63,8 @@ int main(int argc, char** argv) {
     (void)std::signal(SIGPIPE, SIG_IGN);  // whoever reads the progress may go
     (void)std::signal(SIGXFSZ, SIG_IGN);  // and a log file may not grow
     (void)std::setlocale(LC_CTYPE, "");   // then the marks are plain
+    // Many threads that allocate little and seldom at once: a heap for each would lie idle.
+    (void)mallopt(M_ARENA_MAX, 1);
     try {
         Options options;
         const std::optional<int> status = GrpOwnerDaemon::ReadOptions(argc, argv, options);

@@ -1,5 +1,6 @@
 #include "daemons/procmgrd/daemon.h"
 
+#include <malloc.h>
 #include <sys/epoll.h>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
@@ -205,6 +206,7 @@ int32_t Daemon::LoadConfigurationOf(Group& group, const Record& record) {
         return -EINVAL;
     }
     group.Configure(configuration.manifests);
+    (void)malloc_trim(0);  // what reading took
     LogInfo(group.Owner() + ": " + std::to_string(configuration.manifests.size()) +
             " applications by " + request->path);
     return 0;

@@ -100,6 +100,11 @@ struct Configuration {
 GRPOWNER_PLATFORM_EXPORT Configuration
 LoadConfiguration(const std::string& path, const ParseAndDepend::MatchData& matchData);
 
+/// What has been read from that path with the match data just set: the service's first reading
+/// takes it instead of reading once more, and shares the manifests with who else has them.
+GRPOWNER_PLATFORM_EXPORT void PrepareConfiguration(const std::string& path,
+                                                   Configuration configuration);
+
 /// The findings as people read them: place, text, caret and help.
 GRPOWNER_PLATFORM_EXPORT std::string RenderDiagnostics(const std::vector<Diagnostic>& diagnostics);
 

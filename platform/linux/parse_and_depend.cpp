@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -25,11 +26,17 @@ constexpr int kLogError = 3;
 constexpr char kMatchDataKey[] = "cfgmgr_env";
 constexpr int32_t kHighestParameter = 2;
 
+struct Prepared {
+    std::string path;
+    Configuration configuration;
+};
+
 /// What the service knows. Any thread; the mutex guards all of it, the map itself never changes, so
 /// that graphs are built without the lock.
 struct Service {
     std::mutex mutex;
     ParseAndDepend::MatchData matchData;
+    std::optional<Prepared> prepared;
     std::shared_ptr<const DependsMap> depends = std::make_shared<DependsMap>();
     std::set<std::string> templates;
 };
@@ -80,7 +87,26 @@ void Remember(const std::vector<ApplicationManifest>& manifests) {
     State().templates = std::move(templates);
 }
 
+// Once: from then on the file may have changed.
+Configuration TakePreparedOrLoad(const std::string& path,
+                                 const ParseAndDepend::MatchData& matchData) {
+    std::optional<Prepared> prepared;
+    bool isSame = false;
+    {
+        const std::lock_guard<std::mutex> lock(State().mutex);
+        prepared.swap(State().prepared);
+        isSame = prepared && prepared->path == path && State().matchData == matchData;
+    }
+    return isSame ? std::move(prepared->configuration)
+                  : GrpOwnerLinux::LoadConfiguration(path, matchData);
+}
+
 }  // namespace
+
+void GrpOwnerLinux::PrepareConfiguration(const std::string& path, Configuration configuration) {
+    const std::lock_guard<std::mutex> lock(State().mutex);
+    State().prepared = Prepared{path, std::move(configuration)};
+}
 
 void GrpOwnerLinux::SetMatchData(const ParseAndDepend::MatchData& matchData) {
     const std::lock_guard<std::mutex> lock(State().mutex);
@@ -106,7 +132,7 @@ int ParseAndDepend::ParseToReplaceData(ParamType /*type*/, const std::string& ke
 int ParseAndDepend::ParseYaml(ParamType /*type*/, const std::string& path,
                               std::vector<ApplicationManifest>& manifests,
                               const MatchData& matchData) {
-    Configuration configuration = GrpOwnerLinux::LoadConfiguration(path, matchData);
+    Configuration configuration = TakePreparedOrLoad(path, matchData);
     Log(configuration.diagnostics);
     if (!configuration.Ok()) {
         return -EINVAL;

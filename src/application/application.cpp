@@ -45,62 +45,22 @@ std::string Listed(const Container& entries) {
 
 Application::Application(const ApplicationManifest& manifest, const std::string& name)
     : appName_(name.empty() ? manifest.GetAppName() : name),
-      binPath_(manifest.GetBinPath()),
-      uid_(manifest.GetUid()),
-      arguments_(manifest.GetArguments()),
-      restart_(manifest.GetRestart()),
-      isSo_(manifest.GetIsSo()),
-      soName_(manifest.GetSoName()),
-      soPath_(manifest.GetSoPath()),
-      processBindPath_(manifest.GetProcessBindPath()),
-      termTimeOut_(manifest.GetTermTimeOut()),
-      isForceTerm_(manifest.GetIsForceTerm()),
-      isRosNode_(manifest.GetIsRosNode()),
-      isReporting_(manifest.GetIsReporting()),
-      coreAffinity_(manifest.GetCoreAffinity()),
-      resGroupName_(manifest.GetResGroupName()),
-      depends_(manifest.GetDependList()),
-      isAutoBoot_(manifest.GetIsAutoBoot()),
-      envArgv_(manifest.GetEnvArgv()),
-      gid_(manifest.GetGid()),
-      isSetRtPrio_(manifest.GetIsSetRtPrio()),
-      heartBeatSwitch_(manifest.GetHeartBeatSwitch()),
-      nodeType_(manifest.GetNodeType()),
+      manifest_(manifest),
+      detailStatus_(kDetailStatusUnknown),
       state_(std::make_shared<InitApplicationState>(this)),
-      isDynamicPara_(manifest.GetIsDynamicPara()),
-      detailStatus_(kDetailStatusUnknown) {}
+      arguments_(manifest.GetArguments()) {}
 
 // A state object knows its application by address, so the new record gets one of its own.
 Application::Application(Application&& other)  // NOLINT(performance-noexcept-move-constructor)
-    : appName_(std::move(other.appName_)),
-      binPath_(std::move(other.binPath_)),
-      uid_(other.uid_),
-      arguments_(std::move(other.arguments_)),
-      restart_(std::move(other.restart_)),
-      isSo_(other.isSo_),
-      soName_(std::move(other.soName_)),
-      soPath_(std::move(other.soPath_)),
-      processBindPath_(std::move(other.processBindPath_)),
+    : appName_(other.appName_),
+      manifest_(other.manifest_),
       pid_(other.pid_.load()),
-      termTimeOut_(other.termTimeOut_),
-      isForceTerm_(other.isForceTerm_),
-      isRosNode_(other.isRosNode_),
-      isReporting_(other.isReporting_),
-      coreAffinity_(std::move(other.coreAffinity_)),
-      resGroupName_(std::move(other.resGroupName_)),
-      depends_(std::move(other.depends_)),
-      isAutoBoot_(other.isAutoBoot_),
-      envArgv_(std::move(other.envArgv_)),
-      gid_(other.gid_),
+      detailStatus_(other.detailStatus_.load()),
+      state_(MapStateTypeToStatePointer(other.state_->GetStateType())),
       restartTimer_(std::move(other.restartTimer_)),
       restartCount_(other.restartCount_.load()),
-      isSetRtPrio_(other.isSetRtPrio_),
-      heartBeatSwitch_(other.heartBeatSwitch_),
-      nodeType_(other.nodeType_),
-      state_(MapStateTypeToStatePointer(other.state_->GetStateType())),
-      isDynamicPara_(other.isDynamicPara_),
-      dynamicParas_(std::move(other.dynamicParas_)),
-      detailStatus_(other.detailStatus_.load()) {}
+      arguments_(std::move(other.arguments_)),
+      dynamicParas_(std::move(other.dynamicParas_)) {}
 
 Application::~Application() = default;
 
@@ -210,7 +170,8 @@ AppChangeState Application::ReportRunningNormalStartFromApp(AppStateType& before
 }
 
 bool Application::CanRestart() {
-    return (restart_ == kOnForever || restart_ == kOnFailure) && Restart();
+    return (manifest_.GetRestart() == kOnForever || manifest_.GetRestart() == kOnFailure) &&
+           Restart();
 }
 
 // Its callers are state objects inside an operation that holds the mutex, out of the analysis'
@@ -288,21 +249,21 @@ std::string Application::AppInfoToString() const {
     };
     const auto flag = [](bool value) { return std::string(value ? "1" : "0"); };
     line("appName", appName_);
-    line("binPath", binPath_);
-    line("uid", std::to_string(uid_));
-    line("gid", std::to_string(gid_));
-    line("restart", restart_);
-    line("isSo", flag(isSo_));
+    line("binPath", manifest_.GetBinPath());
+    line("uid", std::to_string(manifest_.GetUid()));
+    line("gid", std::to_string(manifest_.GetGid()));
+    line("restart", manifest_.GetRestart());
+    line("isSo", flag(manifest_.GetIsSo()));
     line("pid", std::to_string(GetPid()));
-    line("termTimeOut", std::to_string(termTimeOut_));
-    line("isForceTerm", flag(isForceTerm_));
-    line("isRosNode", flag(isRosNode_));
-    line("isReporting", flag(isReporting_));
-    line("resGroupName", resGroupName_);
-    line("isAutoBoot", flag(isAutoBoot_));
+    line("termTimeOut", std::to_string(manifest_.GetTermTimeOut()));
+    line("isForceTerm", flag(manifest_.GetIsForceTerm()));
+    line("isRosNode", flag(manifest_.GetIsRosNode()));
+    line("isReporting", flag(manifest_.GetIsReporting()));
+    line("resGroupName", manifest_.GetResGroupName());
+    line("isAutoBoot", flag(manifest_.GetIsAutoBoot()));
     line("argument", Listed(GetArguments()));
-    line("depends", Listed(depends_));
-    line("coreAffinity", Listed(coreAffinity_));
+    line("depends", Listed(manifest_.GetDependList()));
+    line("coreAffinity", Listed(manifest_.GetCoreAffinity()));
     return text;
 }
 
@@ -310,7 +271,7 @@ std::string Application::AppInfoToString() const {
 // attempt closes it and is refused when it came too soon; the one after it opens a new window, so a
 // refusal never blocks an application for good.
 bool Application::IsOkToRestart() NO_THREAD_SAFETY_ANALYSIS {
-    if (restart_ == kOnForever) {
+    if (manifest_.GetRestart() == kOnForever) {
         return true;
     }
     if (restartTimer_ == nullptr) {

@@ -40,16 +40,16 @@ public:
     void SetArguments(const std::vector<std::string>& arguments);
     DynamicParas GetDynamicParas() const;
     void SetDynamicParas(const DynamicParas& dynamicParas);
-    uint32_t GetTermTimeOut() const { return termTimeOut_; }
-    const std::string& GetRestart() const { return restart_; }
-    bool GetIsRosNode() const { return isRosNode_; }
-    bool GetIsReporting() const { return isReporting_; }
-    bool GetHeartBeatSwitch() const { return heartBeatSwitch_; }
+    uint32_t GetTermTimeOut() const { return manifest_.GetTermTimeOut(); }
+    const std::string& GetRestart() const { return manifest_.GetRestart(); }
+    bool GetIsRosNode() const { return manifest_.GetIsRosNode(); }
+    bool GetIsReporting() const { return manifest_.GetIsReporting(); }
+    bool GetHeartBeatSwitch() const { return manifest_.GetHeartBeatSwitch(); }
     uint32_t GetRestartCount() const { return restartCount_.load(); }
     void SetRestartCount(uint32_t count) { restartCount_.store(count); }
-    int32_t GetNodeType() const { return nodeType_; }
-    const std::set<std::string>& GetDepends() const { return depends_; }
-    uint32_t GetGid() const { return gid_; }
+    int32_t GetNodeType() const { return manifest_.GetNodeType(); }
+    const std::set<std::string>& GetDepends() const { return manifest_.GetDependList(); }
+    uint32_t GetGid() const { return manifest_.GetGid(); }
     uint32_t GetDetailStatus() const { return detailStatus_.load(); }
     void SetDetailStatus(uint32_t status) { detailStatus_.store(status); }
 
@@ -101,38 +101,17 @@ private:
     template <typename Report>
     AppChangeState ForwardReport(AppStateType& before, Report report) EXCLUDES(mutex_);
 
-    // Constant after construction, but for what says otherwise. The order is the manifest's own.
-    std::string appName_;
-    std::string binPath_;
-    uint32_t uid_;
-    std::vector<std::string> arguments_ GUARDED_BY(parameterMutex_);
-    std::string restart_;
-    bool isSo_;
-    std::string soName_;
-    std::string soPath_;
-    std::string processBindPath_;
+    const std::string appName_;
+    const ApplicationManifest manifest_;
     std::atomic<int32_t> pid_{-1};  // -1: never reported
-    uint32_t termTimeOut_;          // milliseconds
-    bool isForceTerm_;
-    bool isRosNode_;
-    bool isReporting_;
-    std::vector<uint32_t> coreAffinity_;
-    std::string resGroupName_;
-    std::set<std::string> depends_;
-    bool isAutoBoot_;
-    std::map<std::string, std::string> envArgv_;
-    uint32_t gid_;
-    std::unique_ptr<DataMaster::Timer> restartTimer_ GUARDED_BY(mutex_);  // made on first use
-    std::atomic<uint32_t> restartCount_{0};                               // in the current window
-    bool isSetRtPrio_;
-    bool heartBeatSwitch_;
-    int32_t nodeType_;
+    std::atomic<uint32_t> detailStatus_;
     mutable Mutex mutex_;
     std::shared_ptr<ApplicationState> state_ GUARDED_BY(mutex_);
-    bool isDynamicPara_;
+    std::unique_ptr<DataMaster::Timer> restartTimer_ GUARDED_BY(mutex_);  // made on first use
+    std::atomic<uint32_t> restartCount_{0};                               // in the current window
+    mutable Mutex parameterMutex_;                                        // a leaf
+    std::vector<std::string> arguments_ GUARDED_BY(parameterMutex_);
     DynamicParas dynamicParas_ GUARDED_BY(parameterMutex_);  // of the last accepted request
-    std::atomic<uint32_t> detailStatus_;
-    mutable Mutex parameterMutex_;  // a leaf
 };
 
 }  // namespace ProcMgr
