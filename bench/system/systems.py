@@ -129,7 +129,13 @@ class Owner(System):
 
     name = 'grpowner'
     can = ('replace', 'query', 'list', 'command')
+    answer_size = 3988  # bytes of a record
     manager_options = ()
+
+    def __init__(self, build, group):
+        super().__init__(build, group)
+        if len('1#') + sum(len(name) + 1 for name in group.names) > self.answer_size:
+            self.can = ('replace', 'query', 'command')
 
     def prepare(self):
         self.configuration = self.file('group.yaml',

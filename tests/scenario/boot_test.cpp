@@ -3,17 +3,10 @@
 #include <functional>
 #include <thread>
 
-#include "tests/support/group.h"
-#include "tests/support/isolated.h"
-#include "tests/support/log_assertions.h"
-#include "tests/support/manifest_builder.h"
-#include "tests/support/requests.h"
+#include "tests/support/scenario.h"
 
 namespace GrpOwnerTest {
 namespace {
-
-using namespace GrpOwnerMemory;
-using ProcMgr::AppStateType;
 
 constexpr char kTimedOut[] = "StartApp failed. timeout=4500(ms)";
 

@@ -4,29 +4,23 @@
 #include <random>
 #include <thread>
 
-#include "src/manager/application_manager.h"
-#include "tests/support/group.h"
-#include "tests/support/isolated.h"
-#include "tests/support/manifest_builder.h"
-#include "tests/support/requests.h"
+#include "tests/support/scenario.h"
 
 namespace GrpOwnerTest {
 namespace {
 
-using Names = std::vector<std::string>;
-
 constexpr char kRefused[] = "1#0#";
 
 /// A few of the names.
-Names Some(const Names& names, std::mt19937_64& random) {
-    Names some;
+Texts Some(const Texts& names, std::mt19937_64& random) {
+    Texts some;
     std::copy_if(names.begin(), names.end(), std::back_inserter(some),
                  [&random](const std::string&) { return random() % 4 == 0; });
     return some;
 }
 
 /// Asks for anything at random. A change set is refused, or has a result for each of its lines.
-void AskForSomething(Group& group, const Names& names, std::mt19937_64& random) {
+void AskForSomething(Group& group, const Texts& names, std::mt19937_64& random) {
     const auto chance = random() % 8;
     if (chance < 3) {
         constexpr unsigned kCommands[] = {kDump, kReloadConfiguration, kListApps};
@@ -38,7 +32,7 @@ void AskForSomething(Group& group, const Names& names, std::mt19937_64& random) 
         EXPECT_EQ(group.owner.GrpOwnerRestartApp(names[random() % names.size()]), 0);
         return;
     }
-    const Names lists[] = {Some(names, random), Some(names, random), Some(names, random)};
+    const Texts lists[] = {Some(names, random), Some(names, random), Some(names, random)};
     const size_t results = lists[0].size() + lists[1].size() + lists[2].size();
     const std::string answer = AskChange(lists[0], lists[1], lists[2]);
     EXPECT_TRUE(answer == kRefused || answer.find(std::to_string(results + 1) + "#") == 0)
@@ -49,7 +43,7 @@ void AskForSomething(Group& group, const Names& names, std::mt19937_64& random) 
 // agree on who runs, and a change set for all of them succeeds.
 TEST(ChangeChaos, TwoManagers) {
     ForSeeds(20, [](uint64_t seed) {
-        const Names names = {"a", "b", "c", "d", "e", "f", "tool"};
+        const Texts names = {"a", "b", "c", "d", "e", "f", "tool"};
         Group group({App("a").Restart("on-forever"), App("b").DependsOn({"a"}).HeartBeat(1),
                      App("c").DependsOn({"b"}).Restart("on-forever"), App("d"),
                      App("e").Driving().DependsOn({"d"}).HeartBeat(2).Restart("on-forever"),

@@ -1,19 +1,11 @@
 // Change sets: what is terminated, started and restarted, in which order and with which results.
 
-#include "src/manager/application_manager.h"
-#include "tests/support/group.h"
-#include "tests/support/isolated.h"
-#include "tests/support/log_assertions.h"
-#include "tests/support/manifest_builder.h"
+#include "tests/support/scenario.h"
 
 namespace GrpOwnerTest {
 namespace {
 
-using namespace GrpOwnerMemory;
 using ProcMgr::AppInfoForServer;
-using ProcMgr::ApplicationManager;
-using ProcMgr::AppStateType;
-using Names = std::vector<std::string>;
 
 struct Apps : std::vector<AppInfoForServer> {
     Apps(std::initializer_list<const char*> names) {
@@ -35,8 +27,8 @@ std::string Change(const Apps& term, const Apps& start, const Apps& restart, int
     return text;
 }
 
-Names List() {
-    Names names;
+Texts List() {
+    Texts names;
     EXPECT_TRUE(ApplicationManager::GetInstance().QueryAppList(names));
     return names;
 }
@@ -53,8 +45,11 @@ SCENARIO(Change, FailuresOfSome) {
     start[4].argv = {"new"};
     EXPECT_EQ(Change(Apps{"nobody", "down"}, start, Apps{"down", "bus", "stranger"}),
               "failed bad=6 mid=2 nobody=2 twice=0 down=0 nobody=4 bus=0 down=3 stranger=3");
-    EXPECT_EQ(group.pm.LastRequest("twice").arguments, Names{"new"});
+    EXPECT_EQ(group.pm.LastRequest("twice").arguments, Texts{"new"});
     EXPECT_TRUE(Logged(kError, "Term app failed. (name=nobody,result=INIT)"));
+    group.pm.SetFate("bus", Fate::kCannotStart);  // is no reason to wait, either
+    EXPECT_EQ(Change({}, {}, Apps{"bus"}), "failed bus=6");
+    EXPECT_EQ(CountLog(kError, "RestartApps failed time-out"), 0u);
 }
 
 // A phase that ends by its time-out, or that never began, skips the later ones; each has a deadline
@@ -79,7 +74,7 @@ SCENARIO(Change, TemplateAnew) {
     ASSERT_TRUE(group.EnableAndStart());
     const Apps tool = {"tool"};
     EXPECT_EQ(Change(tool, {}, {}), "done tool=0");  // never started
-    EXPECT_EQ(List(), Names{"base"});
+    EXPECT_EQ(List(), Texts{"base"});
     EXPECT_EQ(Change({}, tool, {}), "done tool=0");
     EXPECT_EQ(Change(tool, {}, tool), "done tool=0 tool=0");  // a fresh record could not restart
     EXPECT_EQ(Change(tool, {}, {}), "done tool=0");

@@ -3,16 +3,10 @@
 #include <cstdlib>
 #include <thread>
 
-#include "platform/memory/memory_platform.h"
-#include "tests/support/group.h"
-#include "tests/support/isolated.h"
-#include "tests/support/manifest_builder.h"
-#include "tests/support/requests.h"
+#include "tests/support/scenario.h"
 
 namespace GrpOwnerTest {
 namespace {
-
-using namespace GrpOwnerMemory;
 
 constexpr int kBrokenPipe = -32;
 constexpr int kShort = 100;  // milliseconds; for waits that nothing ends

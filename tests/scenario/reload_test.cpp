@@ -1,23 +1,12 @@
 // Reading the configuration anew while the group runs.
 
-#include <atomic>
 #include <stdexcept>
 #include <thread>
 
-#include "src/manager/application_manager.h"
-#include "tests/support/group.h"
-#include "tests/support/isolated.h"
-#include "tests/support/log_assertions.h"
-#include "tests/support/manifest_builder.h"
+#include "tests/support/scenario.h"
 
 namespace GrpOwnerTest {
 namespace {
-
-using namespace GrpOwnerMemory;
-using ProcMgr::ApplicationManager;
-using ProcMgr::AppStateType;
-
-constexpr uint32_t kPid = 1000;
 
 bool Reload(const std::vector<ManifestFields>& manifests) {
     SetConfiguration(manifests);
@@ -174,50 +163,6 @@ SCENARIO(Reload, EnablingKeepsRecordsWhereTheyAre) {
     EXPECT_TRUE(Group::Runs("a"));
     EXPECT_TRUE(group.Start());
     EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, "a"), 0u);
-}
-
-// A report in the middle of a reload, before or after the process manager's answer, is in the
-// record that the reload leaves behind.
-SCENARIO(Reload, ReportMeanwhile) {
-    Group group({App("a"), App("b"), App("c")});
-    ASSERT_TRUE(group.EnableAndStart());
-    SetAnswer([&group](const SentRecord&) {
-        group.pm.Report({{"a", kPid, kExited}});
-        return "0";
-    });
-    SetParseHook([&group] { group.pm.Report({{"b", 77, kRestarted}, {"c", 1, kCrashed, 9}}); });
-    EXPECT_TRUE(Reload({App("a"), App("b")}));
-    EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
-    EXPECT_TRUE(Group::Runs("b"));
-    EXPECT_EQ(Group::Find("b")->GetPid(), 77);
-    EXPECT_EQ(Group::Find("c"), nullptr);
-}
-
-// A boot that begins while a reload is under way: the tables are swapped in the middle of its
-// starts, and each start is in the record that stays, so the boot ends with all of the group up.
-TEST(Reload, BootMeanwhile) {
-    ForSeeds(5, [](uint64_t seed) {
-        std::vector<ManifestFields> apps;
-        for (int i = 100; i < 500; ++i) {
-            apps.push_back(App("app" + std::to_string(i)));
-        }
-        Group group(apps, seed);
-        ASSERT_TRUE(group.Enable());
-        std::atomic<bool> isReloading{false};
-        const std::string started =
-            "StartNoDependsApps add app1" + std::to_string(seed) + "0 to startAppList.";
-        SetParseHook([&] {
-            isReloading = true;
-            EXPECT_TRUE(WaitUntil([&] { return CountLog(kWarning, started) > 0; }));
-        });
-        std::thread reload([] { EXPECT_TRUE(ApplicationManager::GetInstance().ReloadCfg()); });
-        EXPECT_TRUE(WaitUntil([&] { return isReloading.load(); }));
-        EXPECT_TRUE(group.Start());
-        reload.join();
-        for (const ManifestFields& app : apps) {
-            EXPECT_TRUE(Group::Runs(app.appName)) << app.appName;
-        }
-    });
 }
 
 }  // namespace

@@ -4,21 +4,10 @@
 #include <memory>
 #include <stdexcept>
 
-#include "src/manager/application_manager.h"
-#include "tests/support/group.h"
-#include "tests/support/isolated.h"
-#include "tests/support/log_assertions.h"
-#include "tests/support/manifest_builder.h"
-#include "tests/support/requests.h"
+#include "tests/support/scenario.h"
 
 namespace GrpOwnerTest {
 namespace {
-
-using namespace GrpOwnerMemory;
-using ProcMgr::ApplicationManager;
-using ProcMgr::AppReportState;
-using ProcMgr::AppStateType;
-using Texts = std::vector<std::string>;
 
 constexpr uint32_t kPid = 1000;  // of the first application that is started
 

@@ -2,17 +2,10 @@
 
 #include <thread>
 
-#include "tests/support/group.h"
-#include "tests/support/isolated.h"
-#include "tests/support/log_assertions.h"
-#include "tests/support/manifest_builder.h"
-#include "tests/support/requests.h"
+#include "tests/support/scenario.h"
 
 namespace GrpOwnerTest {
 namespace {
-
-using namespace GrpOwnerMemory;
-using Names = std::vector<std::string>;
 
 // One change set with everything in it. However often and whenever the process manager reports, and
 // whatever it says of other groups, order and answer are the same: a chain stops from its top, an
@@ -39,10 +32,10 @@ TEST(Requests, FullChangeSet) {
                 events[i].kind == PmEvent::kRunning ? "" : kSigns[events[i].kind] + events[i].name;
         }
         EXPECT_EQ(asked, " -radio -nav -map +tool +cam +view *clock *gps");
-        EXPECT_EQ(group.pm.LastRequest("tool").arguments, (Names{"-v", "a b"}));
+        EXPECT_EQ(group.pm.LastRequest("tool").arguments, (Texts{"-v", "a b"}));
         EXPECT_EQ(group.pm.LastRequest("tool").parameters,
-                  (std::map<int, Names>{{0, {"x"}}, {2, {"y", ""}}}));
-        EXPECT_EQ(group.pm.LastRequest("gps").arguments, Names{"-slow"});
+                  (std::map<int, Texts>{{0, {"x"}}, {2, {"y", ""}}}));
+        EXPECT_EQ(group.pm.LastRequest("gps").arguments, Texts{"-slow"});
     });
 }
 
@@ -58,7 +51,7 @@ SCENARIO(Requests, NoticesInOrder) {
     EXPECT_EQ(AskChange({"low", "top"}, {"new"}, {"beat"}), "5#1#new#0#low#0#top#0#beat#0#");
     ASSERT_TRUE(group.pm.WaitIdle());
     EXPECT_EQ(group.Notices(),
-              (Names{"low 0 ACTIVELY_EXIT RUNNING", "top 0 ACTIVELY_EXIT RUNNING",
+              (Texts{"low 0 ACTIVELY_EXIT RUNNING", "top 0 ACTIVELY_EXIT RUNNING",
                      "top 1002 SWITCH_OFF TERMINATING", "low 1000 SWITCH_OFF TERMINATING",
                      "new 1003 SWITCH_ON RUNNING", "beat 1001 SWITCH_OFF RESTARTING",
                      "beat 1004 SWITCH_ON RUNNING", "beat 1004 HEART_BEAT_RECOVERY RUNNING"}));

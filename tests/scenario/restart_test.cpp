@@ -3,17 +3,10 @@
 #include <algorithm>
 #include <map>
 
-#include "platform/memory/memory_platform.h"
-#include "tests/support/group.h"
-#include "tests/support/isolated.h"
-#include "tests/support/manifest_builder.h"
-#include "tests/support/requests.h"
+#include "tests/support/scenario.h"
 
 namespace GrpOwnerTest {
 namespace {
-
-using namespace GrpOwnerMemory;
-using ProcMgr::AppStateType;
 
 // Crashes the application as it runs now; the process manager knows nothing of it.
 void Crash(Group& group, const std::string& name) {

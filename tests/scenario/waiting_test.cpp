@@ -1,24 +1,17 @@
 // How long queries and the stop of a whole group wait, on a clock that only waiting moves.
 
 #include "src/common/sync_seeded.h"
-#include "src/manager/application_manager.h"
 #include "src/server/grp_owner_server.h"
-#include "tests/support/group.h"
-#include "tests/support/isolated.h"
-#include "tests/support/log_assertions.h"
-#include "tests/support/manifest_builder.h"
-#include "tests/support/requests.h"
+#include "tests/support/scenario.h"
 
 namespace GrpOwnerTest {
 namespace {
 
-using namespace GrpOwnerMemory;
 using ProcMgr::Milliseconds;
 using ProcMgr::Now;
-using Names = std::vector<std::string>;
 
 /// "done" or "failed", then name pid state of each answer.
-std::string Query(const Names& names, int timeout) {
+std::string Query(const Texts& names, int timeout) {
     std::vector<ProcMgr::AppStatus> states;
     ProcMgr::GrpOwnerServer server;
     std::string text = server.QueryAppState(names, states, timeout) ? "done" : "failed";
@@ -49,6 +42,33 @@ SCENARIO(Waiting, Query) {
     EXPECT_EQ(Query({"b", "nobody", "a"}, 100), "done nobody -1 1 b -1 3 a 1000 2");
     ScriptPipe(PipeCall::kSend, -32);
     EXPECT_EQ(Query({"a"}, 100), "failed");
+}
+
+// A boot that begins while a reload is under way, and reports in the middle of another one: each
+// start and each report is in the record that stays, wherever the tables are swapped.
+TEST(Waiting, ReloadMeanwhile) {
+    ForSeeds(50, [](uint64_t seed) {
+        ProcMgr::Seeded::Options options;
+        options.seed = seed;
+        const ProcMgr::Seeded::Run run(options);
+        Group group({App("a"), App("b"), App("c"), App("d")});
+        group.pm.SetHabits({100});
+        ASSERT_TRUE(group.Enable());
+        const auto reload = [] {
+            return ProcMgr::Seeded::Begin("reload", [] {
+                (void)ApplicationManager::GetInstance().ReloadCfg();  // refused behind the boot
+            });
+        };
+        auto meanwhile = reload();
+        EXPECT_TRUE(group.Start());
+        meanwhile = reload();
+        group.pm.Report({{"a", 1, kExited}, {"b", 77, kRestarted}, {"c", 1, kCrashed, 9}});
+        meanwhile = {};
+        EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
+        EXPECT_EQ(Group::Find("b")->GetPid(), 77);
+        EXPECT_EQ(Group::State("c"), AppStateType::TERMINATED);
+        EXPECT_TRUE(Group::Runs("d"));
+    });
 }
 
 // Driving applications first, then base ones, with a pause after each phase; who does not end is
