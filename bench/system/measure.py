@@ -30,7 +30,8 @@ class Run:
         for question in ('query', 'list', 'command'):
             if question in self.system.can:
                 ask = getattr(self.system, question)
-                self.found[question] = statistics.median(ask() for _ in range(5)) / MS
+                self.found[question] = statistics.median(
+                    ask() for _ in range(self.system.asks)) / MS
         self.crash(crashes)
         if 'replace' in self.system.can:
             self.replace()

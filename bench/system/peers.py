@@ -23,6 +23,7 @@ class Peer(System):
     shapes = SHAPES
     most = 3000
     crashes = 5  # some take their time
+    asks = 1
     stop_signal = signal.SIGTERM
 
     @classmethod
@@ -134,6 +135,14 @@ class Supervisor(Peer):
         return ['supervisorctl', '-c', self.configuration, 'status']
 
 
+def is_running(pid):
+    try:
+        with open(f'/proc/{pid}/stat', encoding='ascii') as file:
+            return file.read().rsplit(')', 1)[1].split()[0] != 'Z'
+    except OSError:
+        return False
+
+
 class Runit(Peer):
     """One supervising process for each application; no dependencies, no readiness."""
 
@@ -143,6 +152,7 @@ class Runit(Peer):
     shapes = ('wide',)
     most = 1000
     stop_signal = signal.SIGHUP
+    supervising = ()
 
     def prepare(self):
         for number, name in enumerate(self.group.names):
@@ -153,10 +163,28 @@ class Runit(Peer):
     def boot(self):
         return self.run(shutil.which('runsvdir'), f'{self.directory}/services').begun
 
-    def figures(self):
+    def stop(self):
+        self.supervising = self.pids()[1:]
+        return super().stop()
+
+    def pids(self):
+        """Its own and those of the supervising processes."""
         pid = self.processes[0].pid
         with open(f'/proc/{pid}/task/{pid}/children', encoding='ascii') as file:
-            pids = [pid, *map(int, file.read().split())]
+            return [pid, *map(int, file.read().split())]
+
+    def close(self):
+        # They outlive it a little, and write into their directories until their end.
+        supervising = self.pids()[1:] if self.processes and self.alive() else self.supervising
+        for process in self.processes:
+            process.end(self.stop_signal)
+        deadline = time.monotonic() + 10
+        while time.monotonic() < deadline and any(map(is_running, supervising)):
+            time.sleep(0.01)
+        super().close()
+
+    def figures(self):
+        pids = self.pids()
         sizes = [memory(one) for one in pids]
         return {self.name: ((sum(size[0] for size in sizes), sum(size[1] for size in sizes)),
                             sum(map(cpu_time, pids)))}

@@ -10,6 +10,8 @@ from stamps import Dishonest
 
 CPUCLOCK_SCHED = 2
 
+log_path = os.devnull  # where standard error of all that is started goes
+
 
 def cpu_time(pid):
     """Nanoseconds that the process has run, the threads that have ended included."""
@@ -30,18 +32,14 @@ def memory(pid):
 class Process:
     """A program with streams of its own; output to nowhere, unless it is talked with."""
 
-    def __init__(self, command, environment=None, talks=False, directory=None):
+    def __init__(self, command, environment=None, talks=False):
         null = os.open(os.devnull, os.O_RDWR)
-        log = os.open(os.environ.get('BENCH_LOG', os.devnull),
-                      os.O_WRONLY | os.O_CREAT | os.O_APPEND, 0o644)
+        log = os.open(log_path, os.O_WRONLY | os.O_CREAT | os.O_APPEND, 0o644)
         child_in, self.input, self.output, child_out = null, None, None, null
         if talks:
             child_in, self.input = os.pipe()
             self.output, child_out = os.pipe()
             self.lines = os.fdopen(self.output, 'r', encoding='utf-8')
-        for end in (self.input, self.output):
-            if end is not None:
-                os.set_inheritable(end, False)
         self.name = os.path.basename(command[0])
         self.code = None
         actions = [(os.POSIX_SPAWN_DUP2, child_in, 0), (os.POSIX_SPAWN_DUP2, child_out, 1),

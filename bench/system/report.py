@@ -28,6 +28,7 @@ ROWS = (
     Row('query of all states', 'query', limit=5),
     Row('list of all names', 'list'),
     Row('list by the command line', 'command'),
+    Row('CPU of all', 'cpu'),
     Row('CPU of the owner', 'cpu_grpownerd', floor='cpu', limit=60),
     Row('CPU of the process manager', 'cpu_procmgrd', floor='cpu', ratio=1.5),
     Row('resident, both', 'rss', unit='MB', limit=12),
@@ -123,7 +124,7 @@ def cells(results, peers, verdict):
     for peer in peers:
         wrong = results.median(verdict.shape, verdict.count, peer, 'stopped_out_of_order')
         mark = f' ({wrong:.0f}!)' if row.key == 'stop' and wrong else ''
-        value = results.median(verdict.shape, verdict.count, peer, row.floor)
+        value = results.median(verdict.shape, verdict.count, peer, row.key)
         found.append(show(value, row.unit) + mark)
     return found
 

@@ -7,11 +7,13 @@ import argparse
 import json
 import os
 import platform
+import signal
 import sys
 
 import docs
 import micro
 import plot
+import processes
 import report
 from measure import run_once
 from peers import PEERS
@@ -36,6 +38,8 @@ def arguments():
     parser.add_argument('--nice', type=int, default=0, metavar='N',
                         help='niceness of everything measured, for a machine with other work')
     parser.add_argument('--json', metavar='FILE', default='build/bench/result.json')
+    parser.add_argument('--log', metavar='FILE', default=os.devnull,
+                        help='what the measured programs write to standard error')
     parser.add_argument('--quick', action='store_true', help='one round of a hundred applications')
     parser.add_argument('--growth', action='store_true', help='draw docs/growth.svg')
     parser.add_argument('--micro', action='store_true', help='only the parts of the library')
@@ -68,6 +72,12 @@ def use_two_cores(niceness):
     os.sched_setaffinity(0, cores)
     os.nice(niceness)
     return cores
+
+
+def end_orderly_at_signals():
+    """What was started is ended, whatever ends us."""
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, lambda *_: sys.exit(1))
 
 
 def choose_peers(wanted):
@@ -144,7 +154,9 @@ def show(options, results, parts):
 
 def main():
     options = arguments()
+    end_orderly_at_signals()
     cores = use_two_cores(options.nice)
+    processes.log_path = options.log
     results = report.Results()
     try:
         if not options.micro:

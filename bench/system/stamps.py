@@ -32,9 +32,6 @@ class Stamps:
     def slot(self, number):
         return SLOT.unpack_from(self.memory, (number + 1) * SLOT_SIZE)
 
-    def pid(self, number):
-        return self.slot(number)[3]
-
     def head(self):
         return HEAD.unpack_from(self.memory, 0)
 

@@ -17,6 +17,7 @@ class System:
     name = ''
     isOrdered = True
     can = ()  # of 'replace', 'query', 'list', 'command'
+    asks = 5  # each question so often
 
     def __init__(self, build, group):
         self.build = build
@@ -130,7 +131,6 @@ class Owner(System):
     name = 'grpowner'
     can = ('replace', 'query', 'list', 'command')
     answer_size = 3988  # bytes of a record
-    manager_options = ()
 
     def __init__(self, build, group):
         super().__init__(build, group)
@@ -150,7 +150,7 @@ class Owner(System):
                         environment={**self.environment, 'NOTIFY_SOCKET': ready.path})
 
     def boot(self):
-        manager = self.run_daemon('procmgrd', self.manager_ready, *self.manager_options)
+        manager = self.run_daemon('procmgrd', self.manager_ready)
         self.manager_ready.wait()
         self.run_daemon('grpownerd', self.owner_ready, '--name', 'bench', self.configuration)
         return manager.begun
