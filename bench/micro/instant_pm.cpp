@@ -1,7 +1,10 @@
 #include "bench/micro/instant_pm.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <mutex>
+#include <thread>
 
 #include "platform/memory/memory_platform.h"
 
@@ -13,6 +16,7 @@ namespace {
 constexpr size_t kRecordSize = 3984;
 constexpr size_t kLengthOffset = 8;
 constexpr size_t kDataOffset = 16;
+constexpr std::chrono::microseconds kSpawnTime{200};
 constexpr size_t kMostReports = 128;  // in a record: names of a good length still fit
 
 template <typename Number>
@@ -28,12 +32,12 @@ std::string_view TakeField(std::string_view& text) {
     return field;
 }
 
-void Answer(const std::string& request, size_t most) {
+std::vector<std::string> AnswersTo(const std::string& request, size_t most, size_t mostInOne) {
     constexpr Report kReportOf[] = {Report::kStarted, Report::kRestarted, Report::kExited};
     constexpr uint32_t kTerm = 2;
     const auto type = NumberAt<uint32_t>(request, 0);
     if (type > kTerm) {
-        return;
+        return {};
     }
     std::string_view text(request.data() + kDataOffset, NumberAt<uint64_t>(request, kLengthOffset));
     TakeField(text);  // the count
@@ -42,9 +46,7 @@ void Answer(const std::string& request, size_t most) {
         names.push_back(TakeField(text));
         text.remove_prefix(type == kTerm ? 0 : std::strlen("0#0#"));  // nobody has arguments
     }
-    for (const std::string& record : ReportRecords(names, kReportOf[type], kMostReports)) {
-        (void)GrpOwnerMemory::Deliver(record);  // the pipe is open
-    }
+    return ReportRecords(names, kReportOf[type], mostInOne);
 }
 
 }  // namespace
@@ -75,8 +77,24 @@ std::vector<std::string> ReportRecords(const std::vector<std::string_view>& name
 
 void AnswerAtOnce(size_t most) {
     GrpOwnerMemory::SetSendHook([most](const GrpOwnerMemory::SentRecord& record) {
-        Answer(record.bytes, most);
         GrpOwnerMemory::ForgetSentRecords();
+        for (const std::string& answer : AnswersTo(record.bytes, most, kMostReports)) {
+            GrpOwnerMemory::Deliver(answer);
+        }
+    });
+}
+
+void AnswerOneByOne() {
+    GrpOwnerMemory::SetSendHook([](const GrpOwnerMemory::SentRecord& record) {
+        GrpOwnerMemory::ForgetSentRecords();
+        std::thread([answers = AnswersTo(record.bytes, SIZE_MAX, 1)] {
+            static std::mutex oneProcess;  // that is started at a time, whatever the requests
+            for (const std::string& answer : answers) {
+                const std::lock_guard<std::mutex> lock(oneProcess);
+                std::this_thread::sleep_for(kSpawnTime);
+                GrpOwnerMemory::Deliver(answer);
+            }
+        }).detach();
     });
 }
 

@@ -23,4 +23,8 @@ std::vector<std::string> ReportRecords(const std::vector<std::string_view>& name
 /// @param most of the applications of a request, the first so many; the others are passed over
 void AnswerAtOnce(size_t most);
 
+/// From now on the reports come one by one on a thread of their own, about as fast as programs can
+/// be started.
+void AnswerOneByOne();
+
 }  // namespace GrpOwnerBench

@@ -43,6 +43,20 @@ void Stop(benchmark::State& state, const char* shape, size_t answered) {
     Count(state);
 }
 
+/// Each report wakes the start, which then looks at all that are free. What counts is CPU time.
+void StartOneByOne(benchmark::State& state) {
+    const AppList apps = NeedApps("wide", state);
+    for (auto iteration : state) {
+        AnswerOneByOne();
+        Change({}, apps, {});
+        state.PauseTiming();
+        AnswerAtOnce(kGroupSize);
+        Change(apps, {}, {});
+        state.ResumeTiming();
+    }
+    Count(state);
+}
+
 void Restart(benchmark::State& state) {
     const AppList apps = NeedApps("wide", state);
     Change({}, apps, {});
@@ -86,6 +100,7 @@ void Sizes(benchmark::internal::Benchmark* benchmark) {
 
 BENCHMARK_CAPTURE(Start, wide, "wide")->Apply(Sizes);
 BENCHMARK_CAPTURE(Start, chain, "chain")->Apply(Sizes);
+BENCHMARK(StartOneByOne)->Arg(kGroupSize)->MeasureProcessCPUTime()->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Stop, wide, "wide", kGroupSize)->Apply(Sizes);
 BENCHMARK_CAPTURE(Stop, wide_one_by_one, "wide", 1)->Apply(Sizes);
 BENCHMARK_CAPTURE(Stop, chain, "chain", kGroupSize)->Apply(Sizes);

@@ -37,15 +37,6 @@ TEST(Boot, DependencyFails) {
     }
 }
 
-// A dependency that is neither requested nor running ends the batch without waiting.
-SCENARIO(Boot, DependencyNotRequestedAndDown) {
-    Group group({App("a").DependsOn({"down"}), App("down").Driving()});
-    ASSERT_TRUE(group.Enable());
-    EXPECT_FALSE(group.Start());
-    EXPECT_EQ(group.pm.Events().size(), 0u);
-    EXPECT_EQ(CountLog(kError, kTimedOut), 0u);
-}
-
 // A change set that asks for what the boot is starting is refused, and the boot goes on. It leaves
 // no record of a template, nor the failure of one that is no longer configured to the next boot.
 SCENARIO(Boot, NoBusinessOfTheBoot) {
@@ -80,27 +71,6 @@ SCENARIO(Boot, DependencyThatIsNotRequested) {
     boot.join();
     EXPECT_TRUE(Group::Runs("a"));
     EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, "b"), 0u);
-}
-
-// An application that never answers: the batch ends by its time-out; the report that comes after it
-// still counts, harms nothing, and lets the next boot bring up what had been waiting.
-SCENARIO(Boot, TimeOutAndLateReport) {
-    Group group({App("a").DependsOn({"slow"}), App("slow")});
-    group.pm.Hold();
-    ASSERT_TRUE(group.Enable());
-    EXPECT_FALSE(group.Start());
-    EXPECT_TRUE(Logged(kError, kTimedOut));
-    EXPECT_TRUE(Logged(kError, "Base application start failed. (Name=slow,result=PROCESSING)"));
-    group.pm.Release();
-    ASSERT_TRUE(group.pm.WaitIdle());
-    EXPECT_TRUE(Group::Runs("slow"));
-    EXPECT_EQ(group.pm.Count(PmEvent::kAskedStart, "a"), 0u);
-    EXPECT_TRUE(group.Start());
-    EXPECT_TRUE(Group::Runs("a"));
-    // Reports of base applications reach the base batch for ever.
-    group.pm.Report({{"slow", 1000, kExited}});
-    group.SayReady("slow", 1000);
-    EXPECT_EQ(Group::State("slow"), AppStateType::TERMINATED);
 }
 
 // A pipe that takes nothing: every application of the call fails at once, the refusal coming back

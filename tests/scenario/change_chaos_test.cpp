@@ -49,7 +49,7 @@ TEST(ChangeChaos, TwoManagers) {
                      App("e").Driving().DependsOn({"d"}).HeartBeat(2).Restart("on-forever"),
                      App("f").Driving().DependsOn({"a", "e"}), App("tool").Template()},
                     seed);
-        group.pm.SetHabits({40, 0, 40, 3, true});
+        group.pm.SetHabits({40, 3, true});
         ASSERT_TRUE(group.EnableAndStart());
         const auto manage = [&group, &names](uint64_t mind) {
             std::mt19937_64 random(mind);
@@ -86,7 +86,7 @@ SCENARIO(ChangeChaos, ManyEntries) {
         list.push_back({apps.back().appName, {}, {}});
     }
     Group group(apps);
-    group.pm.SetHabits({0, 100, 50, 20, true});
+    group.pm.SetHabits({0, 20, true});
     ASSERT_TRUE(group.EnableAndStart());
     std::vector<ProcMgr::AppChangeInfo> results;
     EXPECT_TRUE(ProcMgr::ApplicationManager::GetInstance().ChangeApp(lists[0], lists[1], lists[2],

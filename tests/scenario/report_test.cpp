@@ -82,27 +82,6 @@ SCENARIO(Report, OwnWords) {
     EXPECT_EQ(group.Notices(), Texts{});
 }
 
-// Heartbeats are told on, and a loss is forgotten with its recovery: the restart brings no second
-// one. A service that refuses the check stops nothing.
-SCENARIO(Report, HeartBeatLostAndBack) {
-    Group group({App("a").HeartBeat(7).Restart("on-failure"), App("silent")});
-    ASSERT_TRUE(group.EnableAndStart());
-    EXPECT_TRUE(Logged(kEvent, "GroupOwner: register heart beat check success. (app=a,gid=7)"));
-    EXPECT_FALSE(IsChecked("silent"));
-    group.ForgetNotices();
-    EXPECT_EQ(NotifyHeartBeat("a", kPid, 1), 1);
-    EXPECT_EQ(NotifyHeartBeat("a", kPid, 0), 1);
-    EXPECT_EQ(NotifyHeartBeat("a", kPid, 2), 0);
-    ScriptHeartBeat(HeartBeatCall::kCheck, -12);
-    (void)group.owner.GrpOwnerRestartApp("a");  // always 0
-    ASSERT_TRUE(group.pm.WaitIdle());
-    const std::string pid = std::to_string(group.pm.PidOf("a"));
-    EXPECT_EQ(group.Notices(),
-              (Texts{"a 1000 HEART_BEAT_LOST RUNNING", "a 1000 HEART_BEAT_RECOVERY RUNNING",
-                     "a 1000 SWITCH_OFF RESTARTING", "a " + pid + " SWITCH_ON RUNNING"}));
-    EXPECT_TRUE(Group::Runs("a"));
-}
-
 // A subscriber that throws stops neither the report that it was told of, nor the next one, nor the
 // heartbeat service's thread.
 SCENARIO(Report, SubscriberThrows) {
@@ -142,28 +121,6 @@ SCENARIO(Report, SubscribersThatEnd) {
         (void)group.owner.SubscribeSystemState([bound = ending()](auto&&...) { return true; });
     }
     EXPECT_TRUE(IsNoticeToldToSubscriber());
-}
-
-// A template has no record until somebody asks for one; the record lives until its application has
-// ended and is never restarted by itself. An ordinary driving application keeps its record.
-SCENARIO(Report, TemplateRecords) {
-    Group group({App("tool").Template().Restart("on-forever"), App("plain").Driving()});
-    ASSERT_TRUE(group.Enable());
-    ApplicationManager& manager = ApplicationManager::GetInstance();
-    EXPECT_EQ(manager.FindApplication("stranger", true), nullptr);
-    for (const PmReport& end : {PmReport{"tool", 5, kExited}, PmReport{"tool", 5, kCrashed, 9}}) {
-        EXPECT_EQ(Group::Find("tool"), nullptr);
-        const auto tool = manager.FindApplication("tool", true);
-        ASSERT_NE(tool, nullptr);
-        EXPECT_EQ(manager.FindApplication("tool", true), tool);
-        group.SayReady("tool", 5);
-        group.SayReady("plain", 6);
-        group.pm.Report({end, {"plain", 6, kExited}});
-        EXPECT_TRUE(tool->IsAppTerminated());
-        EXPECT_EQ(Group::State("plain"), AppStateType::TERMINATED);
-    }
-    EXPECT_EQ(Group::Find("tool"), nullptr);
-    EXPECT_EQ(group.pm.Count(PmEvent::kAskedRestart, "tool"), 0u);
 }
 
 // What the owner says of itself; and after disabling nothing is sent or checked any more.

@@ -7,9 +7,9 @@
 namespace GrpOwnerTest {
 namespace {
 
-// One change set with everything in it. However often and whenever the process manager reports, and
-// whatever it says of other groups, order and answer are the same: a chain stops from its top, an
-// application starts although what it depends on is not in the set, restarts come last.
+// One change set with everything in it. Whenever the process manager reports, order and answer are
+// the same: a chain stops from its top, an application starts although what it depends on is not in
+// the set, restarts come last.
 TEST(Requests, FullChangeSet) {
     ForSeeds(40, [](uint64_t seed) {
         Group group({App("bus"), App("radio").DependsOn({"nav"}), App("nav").DependsOn({"map"}),
@@ -17,7 +17,7 @@ TEST(Requests, FullChangeSet) {
                      App("view").Driving().DependsOn({"cam"}), App("tool").Template()},
                     seed);
         ASSERT_TRUE(group.EnableAndStart());
-        const Habits habits[] = {{}, {100}, {0, 100, 100, 3, true}, {50, 100, 100, 4, true}};
+        const Habits habits[] = {{}, {100}, {0, 3, true}, {50, 4, true}};
         group.pm.SetHabits(habits[seed % 4]);
         const size_t booted = group.pm.Events().size();
         EXPECT_EQ(Ask(kChangeApps,

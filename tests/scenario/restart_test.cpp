@@ -87,17 +87,5 @@ SCENARIO(Restart, Limiter) {
     EXPECT_EQ(Group::Find("a")->GetRestartCount(), 1u);
 }
 
-// A restart that fails is not tried again without end: the crash that ends it is one more attempt
-// of the limiter, so a program that cannot run any more is left alone in the end.
-SCENARIO(Restart, ProgramThatCannotRunAnyMore) {
-    Group group({App("a").Restart("on-failure")});
-    ASSERT_TRUE(group.EnableAndStart());
-    group.pm.SetFate("a", Fate::kCrashes);
-    Crash(group, "a");
-    EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
-    EXPECT_EQ(group.pm.Count(PmEvent::kAskedRestart, "a"), 5u);
-    EXPECT_EQ(CountLog(kError, "TerminatedApplicationState Application:a cannot restart."), 1u);
-}
-
 }  // namespace
 }  // namespace GrpOwnerTest

@@ -2,26 +2,19 @@
 
 #include <algorithm>
 #include <cstring>
-#include <sstream>
 
+#include "client/ss_wire.h"
 #include "src/common/wait_ladder.h"
 #include "tests/support/requests.h"
 
 namespace Schedules {
 
+namespace SsWire = GrpOwnerClient::SsWire;
+
 namespace {
 
 constexpr unsigned kSetSystemState = 2;
 constexpr Milliseconds kWait = ProcMgr::EffectiveWait(5000);
-
-Names Fields(const std::string& text) {
-    std::istringstream stream(text);
-    Names fields;
-    for (std::string field; std::getline(stream, field, '#');) {
-        fields.push_back(field);
-    }
-    return fields;
-}
 
 }  // namespace
 
@@ -64,26 +57,27 @@ Names Requester::Change(const Names& term, const Names& start, const Names& rest
                restarts = add(restart, "#2#0#0#");
     bound = weather_ == Weather::kCalm ? Milliseconds(2500) : bound;
     (void)watch_.TakeNotices();
-    const Names fields = Fields(Ask(GrpOwnerTest::kChangeApps, payload, timeout, bound));
+    const auto answer =
+        SsWire::UnpackChange(Ask(GrpOwnerTest::kChangeApps, payload, timeout, bound));
+    Check(answer.Ok(), "an answer that nobody can read");
 
     Names notices(term);
     std::for_each(notices.begin(), notices.end(), [](std::string& name) { name += " 5"; });
     Check(watch_.TakeNotices() == notices, "not each termination was told before the change set");
     Names told, failed;
-    for (size_t i = 2; i + 1 < fields.size(); i += 2) {
-        told.push_back(fields[i]);
-        if (fields[i + 1] != "0") {
-            failed.push_back(fields[i]);
+    for (const auto& [name, state] : answer->results) {
+        told.push_back(name);
+        if (state != 0) {
+            failed.push_back(name);
         }
     }
     Names expected(starts.begin(), starts.end());
     expected.insert(expected.end(), terms.begin(), terms.end());
     const bool areStarted = told == expected, areTermed = told == Names(terms.begin(), terms.end());
     expected.insert(expected.end(), restarts.begin(), restarts.end());
-    Check(fields.at(0) == std::to_string(told.size() + 1) &&
-              (told == expected || areStarted || areTermed || told.empty()),
+    Check(told == expected || areStarted || areTermed || told.empty(),
           "not each application once in each result list");
-    const bool isDone = fields.at(1) == "1";
+    const bool isDone = answer->isOk;
     Check(isDone == (failed.empty() && told == expected) || (!isDone && told.empty()),
           "a result that its parts do not give");
     return isDone || !told.empty() ? failed : Names{"refused"};
@@ -95,18 +89,12 @@ void Requester::Query() {
     // Three others may be before it.
     Check(ProcMgr::Now() - begin <= 4 * kWait + manager_.BusyTime(), "a query was held up");
     std::multiset<std::string> told;
-    const auto number = [&answer](size_t place) {
-        uint32_t value = 0;
-        answer.copy(reinterpret_cast<char*>(&value), sizeof(value), place);
-        return value;
-    };
-    size_t place = 5;
-    for (uint32_t left = number(1); left > 0; --left) {
-        told.insert(answer.substr(place + 4, number(place)));
-        place += 12 + number(place);
+    const auto read = SsWire::UnpackQuery(answer);
+    for (const auto& entry : read->entries) {
+        told.insert(entry.name);
     }
-    Check(answer.at(0) == 1 ? told == std::multiset<std::string>(names_.begin(), names_.end())
-                            : weather_ == Weather::kStormy,
+    Check(read->isOk ? told == std::multiset<std::string>(names_.begin(), names_.end())
+                     : weather_ == Weather::kStormy,
           "not each application once in the answer to a query");
 }
 
@@ -121,7 +109,7 @@ void Requester::AskOnly() {
         case 0:
             return Query();
         case 1: {
-            const Names list = Fields(Ask(GrpOwnerTest::kListApps));
+            const Names list = SsWire::UnpackList(Ask(GrpOwnerTest::kListApps))->names;
             Check(std::set<std::string>(list.begin(), list.end()).size() == list.size(),
                   "an application twice in the list");
             break;

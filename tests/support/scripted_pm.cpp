@@ -160,9 +160,6 @@ void ScriptedPm::TakeRequest(uint32_t type, const PmAppRequest& app, std::vector
     const bool runs = report.type == kStarted || report.type == kRestarted;
     std::vector<Answer>& target = Chance(habits_.inside) ? atOnce : answers_;
     target.push_back({report, false});
-    if (Chance(habits_.twice)) {
-        answers_.push_back({report, false});
-    }
     if (runs && say_ != nullptr && reporting_.count(app.name) != 0) {
         target.push_back({report, true});
     }
@@ -209,9 +206,6 @@ void ScriptedPm::Give(const std::vector<Answer>& answers) {
             if (!answer.isOwnWord) {
                 reports.push_back(report);
             }
-        }
-        if (!reports.empty() && Chance(habits_.foreign)) {
-            reports.insert(reports.begin(), {"of-another-group", 1});
         }
     }
     if (!reports.empty()) {

@@ -27,8 +27,6 @@ enum class Fate {
 /// How the process manager answers; chances in percent.
 struct Habits {
     unsigned inside = 0;    // on the sender's thread, before its send call returns
-    unsigned twice = 0;     // with the same report once more, later
-    unsigned foreign = 0;   // with a report of an application of another group in the same record
     unsigned together = 1;  // at most so many reports in one record
     bool shuffled = false;  // in random order
 };

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include "client/grpctl/failure.h"
 #include "client/grpctl/verbs.h"
 
 namespace GrpCtl {
@@ -48,35 +47,6 @@ TEST(GrpctlCommandLine, ReadsWhatPeopleType) {
     const auto state = Read("set-state -- -1");
     ASSERT_TRUE(state);
     EXPECT_EQ(state->operands, std::vector<std::string>{"-1"});
-}
-
-TEST(GrpctlCommandLine, RefusesTheRestAndSaysWhatWasMeant) {
-    const struct {
-        const char* line;
-        const char* help;  // a part of it
-    } rows[] = {
-        {"", "grpctl help"},
-        {"lsit", "did you mean `list`?"},
-        {"list --jsno", "did you mean `--json`?"},
-        {"list --force", "grpctl help list"},
-        {"list camera", "grpctl help list"},
-        {"start", "NAME..."},
-        {"set-state a b", "grpctl set-state STATE"},
-        {"list -o jsn", "did you mean `json`?"},
-        {"list --timeout 0s", "unit"},
-        {"start a --param x", "0 to 2"},
-        {"start a --param 3=x", "0 to 2"},
-        {"help lsit", "did you mean `list`?"},
-    };
-    for (const auto& row : rows) {
-        try {
-            (void)Read(row.line);  // what it throws counts
-            ADD_FAILURE() << row.line;
-        } catch (const Failure& failure) {
-            EXPECT_EQ(failure.code, kWrongUsage) << row.line;
-            EXPECT_NE(failure.help.find(row.help), std::string::npos) << row.line << failure.help;
-        }
-    }
 }
 
 }  // namespace

@@ -34,21 +34,6 @@ TEST(GrpctlText, ReadsTimesWithTheirUnit) {
     }
 }
 
-TEST(GrpctlText, ShowsTimesAsShortAsTheyStayUseful) {
-    const struct {
-        int64_t count;
-        const char* duration;
-        const char* age;
-    } rows[] = {
-        {38, "38ms", "0s"},         {3000, "3s", "3s"},           {1180, "1.18s", "1s"},
-        {134000, "2m14s", "2m14s"}, {11100000, "3h05m", "3h05m"}, {187200000, "2d04h", "2d04h"},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(ShowDuration(milliseconds(row.count)), row.duration);
-        EXPECT_EQ(ShowAge(milliseconds(row.count)), row.age);
-    }
-}
-
 // Columns are as wide as their characters, not their bytes; colours take no room; what would change
 // the terminal is not let through.
 TEST(GrpctlText, LaysTablesOut) {
@@ -58,14 +43,6 @@ TEST(GrpctlText, LaysTablesOut) {
               "x\n"
               "a?[2Jb   9\n");
     EXPECT_EQ(LayOut({{{"up", Style::kGood}, "1"}}, true), "\033[32mup\033[0m   1\n");
-}
-
-TEST(GrpctlText, StretchesALineToTheEdge) {
-    Screen screen;
-    screen.width = 20;
-    EXPECT_EQ(Stretch("\033[32m✔\033[0m cam", "38ms", screen),
-              "\033[32m✔\033[0m cam          38ms\n");
-    EXPECT_EQ(Stretch("a name of many characters", "1s", screen), "a name of many characters 1s\n");
 }
 
 TEST(GrpctlText, DumpsBytes) {
