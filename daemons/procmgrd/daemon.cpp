@@ -20,6 +20,7 @@ namespace {
 
 constexpr char kProcessName[] = "PROCMGR";  // by which owners find us
 constexpr int kLeftAtOnce = 130;
+constexpr std::chrono::milliseconds kStatusPause{100};
 
 Daemons::UniqueFd TakeSignals() {
     sigset_t set;
@@ -287,7 +288,9 @@ void Daemon::OnRoundEnd() {
                        [](const auto& connection) { return connection->IsClosed(); }),
         connections_.end());
     ForgetEnded();
-    TellStatus();
+    if (supervisor_.IsThere()) {
+        TellStatusSoon();
+    }
     const auto alive = [](const auto& entry) { return entry.second.group->IsAlive(); };
     if (shuttingDown_ && std::none_of(owned_.begin(), owned_.end(), alive)) {
         loop_.Stop();
@@ -302,10 +305,22 @@ void Daemon::ForgetEnded() {
     }
 }
 
-void Daemon::TellStatus() {
-    if (!supervisor_.IsThere()) {
-        return;
+// Counting takes a look at every application: once for many of them, not at each start and end.
+void Daemon::TellStatusSoon() {
+    std::pair<size_t, uint64_t> now{owned_.size(), 0};
+    for (const auto& [name, owned] : owned_) {
+        now.second += owned.group->Reports().Pushed();
     }
+    if (now != statusOf_ && !statusTimer_) {
+        statusOf_ = now;
+        statusTimer_ = loop_.After(kStatusPause, [this] {
+            statusTimer_.reset();
+            TellStatus();
+        });
+    }
+}
+
+void Daemon::TellStatus() {
     size_t running = 0;
     for (const auto& [name, owned] : owned_) {
         running += owned.group->AliveCount();

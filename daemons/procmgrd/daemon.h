@@ -51,6 +51,7 @@ private:
     void BeginShutdown();
     void OnRoundEnd();
     void ForgetEnded();
+    void TellStatusSoon();
     void TellStatus();
     void BeatWatchdog();
 
@@ -65,6 +66,9 @@ private:
     std::map<std::string, Owned> owned_;  // by the owner's name
     std::vector<std::unique_ptr<Connection>> connections_;
     std::unique_ptr<ServerSocket> server_;
+    std::optional<EventLoop::TimerId> statusTimer_;
+    std::pair<size_t, uint64_t> statusOf_{0,
+                                          0};  // owners and reports when it was last put together
     std::string status_;
     bool shuttingDown_ = false;
 };
