@@ -88,6 +88,7 @@ void ApplicationManager::RemoveEndedLocked() {
 }
 
 void ApplicationManager::RemoveLocked(const std::string& name) {
+    ++removals_;
     drivingApplications_.erase(name);
     removable_.erase(name);
     if (vanished_.erase(name) > 0) {

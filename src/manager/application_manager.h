@@ -162,6 +162,9 @@ private:
     struct StartPass;
     std::vector<AppInfoForServer> BaseApplicationsToStart() const EXCLUDES(mutex_);
     bool NeedContinueStart(StartPass& pass, StartAppInfo& batch);
+    static bool IsStartingLocked(StartPass& pass, StartAppInfo& batch) REQUIRES(batch.mutex);
+    static bool IsAnyRunning(const StartPass& pass);
+    uint64_t Removals() const EXCLUDES(mutex_);
     bool CanStillMoveLocked(const std::string& name, StartAppInfo& batch) REQUIRES(batch.mutex)
         EXCLUDES(mutex_);
     bool FillAppInfoAndStart(StartPass& pass, StartAppInfo& batch);
@@ -171,8 +174,8 @@ private:
     void SendStart(const std::vector<Message::StartAppInfo>& apps);
     void EndSend(const std::vector<std::string>& names) EXCLUDES(mutex_);
     bool MustBeDownLocked(const std::string& name) const REQUIRES(mutex_);
-    std::vector<std::string> CheckProcessCompleted(const Names& freeNames, StartAppInfo& batch);
-    bool PollAndWait(const Names& freeNames, StartAppInfo& batch, TimePoint deadline);
+    std::vector<std::string> CheckProcessCompleted(const StartPass& pass, StartAppInfo& batch);
+    bool PollAndWait(const StartPass& pass, StartAppInfo& batch, TimePoint deadline);
     bool IsRunning(const std::string& name) EXCLUDES(mutex_);
     Milliseconds BatchWait(int32_t timeoutMs, uint32_t ownTimeoutMs) const;
 
@@ -225,7 +228,8 @@ private:
     // Records in the driving table that go when they have ended: made from a template, or left over
     // by a reload.
     Names removable_ GUARDED_BY(mutex_);
-    // Among them, those whose dependencies only we still keep in the dependency map.
+    uint64_t removals_ GUARDED_BY(mutex_) = 0;  // how often a record has gone or been replaced
+    // Among the removable ones, those whose dependencies only we still keep in the dependency map.
     Names vanished_ GUARDED_BY(mutex_);
     // Those that ended during a reload: their dependencies go when it is over.
     Names endedInReload_ GUARDED_BY(mutex_);

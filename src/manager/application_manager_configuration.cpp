@@ -306,6 +306,7 @@ void ApplicationManager::UpdateApplicationList(const std::vector<ApplicationMani
     // record that has been copied already.
     MutexLock lock(mutex_);
     CarryOverLocked(tables);
+    ++removals_;
     baseApplications_.swap(tables.base);
     drivingApplications_.swap(tables.driving);
     dynamicManifests_.swap(tables.dynamicManifests);

@@ -1,6 +1,7 @@
 // Dependency-ordered start.
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "src/agent/procmgr_agent.h"
@@ -24,8 +25,26 @@ std::string NameOf(AppChangeState state) {
 /// What the loop of one start knows.
 struct ApplicationManager::StartPass {
     std::map<std::string, const AppInfoForServer*> requested;
-    Names freeNames;                   // wait for nothing
+    // Wait for nothing. With a record: asked for and begun, so that polling is all that is left.
+    std::map<std::string, std::shared_ptr<Application>> free;
     std::vector<std::string> started;  // sent, or refused at once
+    size_t lastStarting = 0;           // the place in there where one was still starting
+    uint64_t removals = 0;             // the manager's, when the records were looked up
+
+    /// Brings `free` to what the graph offers now.
+    void Refresh(const Names& names, uint64_t removalsNow) {
+        if (std::exchange(removals, removalsNow) != removalsNow) {
+            free.clear();
+        }
+        auto entry = free.begin();
+        for (const std::string& name : names) {
+            while (entry != free.end() && entry->first < name) {
+                entry = free.erase(entry);
+            }
+            entry = std::next(free.try_emplace(entry, name));
+        }
+        free.erase(entry, free.end());
+    }
 };
 
 bool ApplicationManager::StartApps(const std::vector<AppInfoForServer>& apps, StartAppInfo& batch,
@@ -52,7 +71,7 @@ bool ApplicationManager::StartApps(const std::vector<AppInfoForServer>& apps, St
     batch.SetGraph(std::move(graph));
     const TimePoint deadline = Now() + wait;
     while (!batch.IsGraphEmpty() && NeedContinueStart(pass, batch)) {
-        if (!FillAppInfoAndStart(pass, batch) || !PollAndWait(pass.freeNames, batch, deadline)) {
+        if (!FillAppInfoAndStart(pass, batch) || !PollAndWait(pass, batch, deadline)) {
             return false;
         }
     }
@@ -60,29 +79,43 @@ bool ApplicationManager::StartApps(const std::vector<AppInfoForServer>& apps, St
     return true;
 }
 
+// Every result leads here, and with a thousand free names that still start each look has to be a
+// short one: a name that is begun moves only when it is seen running.
 bool ApplicationManager::NeedContinueStart(StartPass& pass, StartAppInfo& batch) {
     MutexLock lock(batch.mutex);
-    pass.freeNames = batch.startGraph.GetNoDependVertices();
+    pass.Refresh(batch.startGraph.GetNoDependVertices(), Removals());
     bool canMove = false;
-    for (const std::string& name : pass.freeNames) {
+    for (const auto& [name, application] : pass.free) {
         // All are looked at: each that is on its way up has to be noted.
-        canMove = CanStillMoveLocked(name, batch) || canMove;
+        canMove = (application == nullptr && CanStillMoveLocked(name, batch)) || canMove;
     }
-    if (canMove) {
+    if (canMove || IsStartingLocked(pass, batch) || IsAnyRunning(pass)) {
         return true;
-    }
-    const auto isStarting = [&batch](const std::string& name) REQUIRES(batch.mutex) {
-        const auto entry = batch.startAppResultMap.find(name);
-        return entry != batch.startAppResultMap.end() &&
-               entry->second == AppChangeState::PROCESSING;
-    };
-    for (const std::string& name : pass.started) {
-        if (isStarting(name)) {
-            return true;
-        }
     }
     GRP_EVENT("noDependsList is empty, and none of already start apps are starting.");
     return false;
+}
+
+bool ApplicationManager::IsStartingLocked(StartPass& pass, StartAppInfo& batch) {
+    for (size_t left = pass.started.size(); left > 0; --left) {
+        const auto entry = batch.startAppResultMap.find(pass.started[pass.lastStarting]);
+        if (entry != batch.startAppResultMap.end() && entry->second == AppChangeState::PROCESSING) {
+            return true;
+        }
+        pass.lastStarting = (pass.lastStarting + 1) % pass.started.size();
+    }
+    return false;
+}
+
+bool ApplicationManager::IsAnyRunning(const StartPass& pass) {
+    return std::any_of(pass.free.begin(), pass.free.end(), [](const auto& entry) {
+        return entry.second != nullptr && entry.second->IsAppRunning();
+    });
+}
+
+uint64_t ApplicationManager::Removals() const {
+    MutexLock lock(mutex_);
+    return removals_;
 }
 
 // A free name moves when it is asked for and untouched, when its application runs and is about to
@@ -112,7 +145,10 @@ bool ApplicationManager::CanStillMoveLocked(const std::string& name, StartAppInf
 
 bool ApplicationManager::FillAppInfoAndStart(StartPass& pass, StartAppInfo& batch) {
     std::vector<AppInfoForServer> toStart;
-    for (const std::string& name : pass.freeNames) {
+    for (auto& [name, begun] : pass.free) {
+        if (begun != nullptr) {
+            continue;
+        }
         const auto application = FindApplication(name, true);
         if (application == nullptr) {
             GRP_ERROR(
@@ -126,8 +162,10 @@ bool ApplicationManager::FillAppInfoAndStart(StartPass& pass, StartAppInfo& batc
                 GRP_INFO("noDependsList in startAppMap appName=%s", name.c_str());
                 toStart.push_back(*pass.requested.at(name));
                 pass.started.push_back(name);
+                begun = application;
                 break;
             case StartAppInfo::Claim::kHandledBefore:
+                begun = application;
                 break;
             case StartAppInfo::Claim::kNotRequested:
                 if (application->IsAppRunning()) {
@@ -136,7 +174,7 @@ bool ApplicationManager::FillAppInfoAndStart(StartPass& pass, StartAppInfo& batc
                 break;
         }
     }
-    if (!pass.freeNames.empty()) {
+    if (!pass.free.empty()) {
         StartNoDependsApps(toStart, batch);
     }
     return true;
@@ -262,9 +300,9 @@ void ApplicationManager::EndSend(const std::vector<std::string>& names) {
 }
 
 // The reports are made before the wait and with no lock held: each takes both batches' mutexes.
-bool ApplicationManager::PollAndWait(const Names& freeNames, StartAppInfo& batch,
+bool ApplicationManager::PollAndWait(const StartPass& pass, StartAppInfo& batch,
                                      TimePoint deadline) {
-    for (const std::string& name : CheckProcessCompleted(freeNames, batch)) {
+    for (const std::string& name : CheckProcessCompleted(pass, batch)) {
         ReportStartAppResult(name, AppChangeState::SUCCESS);
     }
     MutexLock lock(batch.mutex);
@@ -278,12 +316,12 @@ bool ApplicationManager::PollAndWait(const Names& freeNames, StartAppInfo& batch
     return true;
 }
 
-std::vector<std::string> ApplicationManager::CheckProcessCompleted(const Names& freeNames,
+std::vector<std::string> ApplicationManager::CheckProcessCompleted(const StartPass& pass,
                                                                    StartAppInfo& batch) {
     std::vector<std::string> running;
     MutexLock lock(batch.mutex);
-    for (const std::string& name : freeNames) {
-        if (IsRunning(name)) {
+    for (const auto& [name, begun] : pass.free) {
+        if (begun == nullptr ? IsRunning(name) : begun->IsAppRunning()) {
             batch.PopLocked(name);
             GRP_EVENT("App %s in noDependsList popped success, need to report success again.",
                       name.c_str());
