@@ -13,6 +13,7 @@
 #include "src/agent/messages.h"
 #include "src/application/application.h"
 #include "src/common/sync.h"
+#include "src/manager/free_records.h"
 #include "src/manager/restart_batch.h"
 #include "src/manager/start_batch.h"
 #include "src/manager/term_batch.h"
@@ -190,9 +191,11 @@ private:
     bool StartChangedApps(const std::vector<AppInfoForServer>& apps);
     bool TermApps(const std::vector<AppInfoForServer>& apps);
     bool MakeTermGraph(const std::vector<AppInfoForServer>& apps);
-    void TermNoDependsApps(const Names& names);
+    void TermNoDependsApps(FreeRecords& free);
     enum class TermOutcome { kMissing, kRefused, kDownAlready, kAccepted };
-    TermOutcome BeginTerm(const std::string& name) EXCLUDES(mutex_);
+    /// @param application its record as of so many removals; looked up when it is none any more
+    TermOutcome BeginTerm(const std::string& name, std::shared_ptr<Application>& application,
+                          uint64_t removals) EXCLUDES(mutex_);
     bool RestartApps(const std::vector<AppInfoForServer>& apps);
     enum class RestartOutcome { kMissing, kRefused, kAccepted };
     RestartOutcome BeginRestart(const AppInfoForServer& app) EXCLUDES(mutex_);

@@ -1,7 +1,6 @@
 // Dependency-ordered start.
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "src/agent/procmgr_agent.h"
@@ -25,26 +24,9 @@ std::string NameOf(AppChangeState state) {
 /// What the loop of one start knows.
 struct ApplicationManager::StartPass {
     std::map<std::string, const AppInfoForServer*> requested;
-    // Wait for nothing. With a record: asked for and begun, so that polling is all that is left.
-    std::map<std::string, std::shared_ptr<Application>> free;
+    FreeRecords free;  // with a record: asked for and begun, so that polling is all that is left
     std::vector<std::string> started;  // sent, or refused at once
     size_t lastStarting = 0;           // the place in there where one was still starting
-    uint64_t removals = 0;             // the manager's, when the records were looked up
-
-    /// Brings `free` to what the graph offers now.
-    void Refresh(const Names& names, uint64_t removalsNow) {
-        if (std::exchange(removals, removalsNow) != removalsNow) {
-            free.clear();
-        }
-        auto entry = free.begin();
-        for (const std::string& name : names) {
-            while (entry != free.end() && entry->first < name) {
-                entry = free.erase(entry);
-            }
-            entry = std::next(free.try_emplace(entry, name));
-        }
-        free.erase(entry, free.end());
-    }
 };
 
 bool ApplicationManager::StartApps(const std::vector<AppInfoForServer>& apps, StartAppInfo& batch,
@@ -83,9 +65,9 @@ bool ApplicationManager::StartApps(const std::vector<AppInfoForServer>& apps, St
 // short one: a name that is begun moves only when it is seen running.
 bool ApplicationManager::NeedContinueStart(StartPass& pass, StartAppInfo& batch) {
     MutexLock lock(batch.mutex);
-    pass.Refresh(batch.startGraph.GetNoDependVertices(), Removals());
+    pass.free.Refresh(batch.startGraph.GetNoDependVertices(), Removals());
     bool canMove = false;
-    for (const auto& [name, application] : pass.free) {
+    for (const auto& [name, application] : pass.free.records) {
         // All are looked at: each that is on its way up has to be noted.
         canMove = (application == nullptr && CanStillMoveLocked(name, batch)) || canMove;
     }
@@ -108,7 +90,7 @@ bool ApplicationManager::IsStartingLocked(StartPass& pass, StartAppInfo& batch) 
 }
 
 bool ApplicationManager::IsAnyRunning(const StartPass& pass) {
-    return std::any_of(pass.free.begin(), pass.free.end(), [](const auto& entry) {
+    return std::any_of(pass.free.records.begin(), pass.free.records.end(), [](const auto& entry) {
         return entry.second != nullptr && entry.second->IsAppRunning();
     });
 }
@@ -145,7 +127,7 @@ bool ApplicationManager::CanStillMoveLocked(const std::string& name, StartAppInf
 
 bool ApplicationManager::FillAppInfoAndStart(StartPass& pass, StartAppInfo& batch) {
     std::vector<AppInfoForServer> toStart;
-    for (auto& [name, begun] : pass.free) {
+    for (auto& [name, begun] : pass.free.records) {
         if (begun != nullptr) {
             continue;
         }
@@ -174,7 +156,7 @@ bool ApplicationManager::FillAppInfoAndStart(StartPass& pass, StartAppInfo& batc
                 break;
         }
     }
-    if (!pass.free.empty()) {
+    if (!pass.free.records.empty()) {
         StartNoDependsApps(toStart, batch);
     }
     return true;
@@ -320,7 +302,7 @@ std::vector<std::string> ApplicationManager::CheckProcessCompleted(const StartPa
                                                                    StartAppInfo& batch) {
     std::vector<std::string> running;
     MutexLock lock(batch.mutex);
-    for (const auto& [name, begun] : pass.free) {
+    for (const auto& [name, begun] : pass.free.records) {
         if (begun == nullptr ? IsRunning(name) : begun->IsAppRunning()) {
             batch.PopLocked(name);
             GRP_EVENT("App %s in noDependsList popped success, need to report success again.",

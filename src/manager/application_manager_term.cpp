@@ -15,13 +15,15 @@ bool ApplicationManager::TermApps(const std::vector<AppInfoForServer>& apps) {
     if (!MakeTermGraph(apps)) {
         return false;
     }
+    FreeRecords free;
     while (!term_.IsGraphEmpty()) {
         GRP_INFO("TermApps ... ");
         if (!term_.WaitForResult(deadline)) {
             GRP_ERROR("ChangeApp failed. because TermApps failed time-out.");
             return false;
         }
-        TermNoDependsApps(term_.FreeNames());
+        free.Refresh(term_.FreeNames(), Removals());
+        TermNoDependsApps(free);
     }
     GRP_WARNING("TermApps end.");
     return true;
@@ -49,11 +51,11 @@ bool ApplicationManager::MakeTermGraph(const std::vector<AppInfoForServer>& apps
 
 // Every result leads here, and what still terminates is free and sent again: the process manager
 // takes a repeated request for what it is. Results that arrive meanwhile share the next pass.
-void ApplicationManager::TermNoDependsApps(const Names& names) {
+void ApplicationManager::TermNoDependsApps(FreeRecords& free) {
     std::vector<Message::TermAppInfo> toSend;
-    toSend.reserve(names.size());
-    for (const std::string& name : names) {
-        switch (BeginTerm(name)) {
+    toSend.reserve(free.records.size());
+    for (auto& [name, application] : free.records) {
+        switch (BeginTerm(name, application, free.removals)) {
             case TermOutcome::kMissing:
                 GRP_ERROR(
                     "TermApp %s failed. because term elem not in baseApplication and "
@@ -86,9 +88,12 @@ void ApplicationManager::TermNoDependsApps(const Names& names) {
 
 // Look-up and transition are one critical section, so that they meet the record that a report
 // meets.
-ApplicationManager::TermOutcome ApplicationManager::BeginTerm(const std::string& name) {
+ApplicationManager::TermOutcome ApplicationManager::BeginTerm(
+    const std::string& name, std::shared_ptr<Application>& application, uint64_t removals) {
     MutexLock lock(mutex_);
-    const auto application = FindOrCreateLocked(name, true);
+    if (application == nullptr || removals != removals_) {
+        application = FindOrCreateLocked(name, true);
+    }
     if (application == nullptr) {
         return TermOutcome::kMissing;
     }

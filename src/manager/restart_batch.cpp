@@ -6,9 +6,19 @@
 
 namespace ProcMgr {
 
+namespace {
+
+bool IsDone(AppChangeState state) {
+    return state == AppChangeState::SUCCESS || state == AppChangeState::RESTART_FAILED ||
+           state == AppChangeState::START_FAILED_BY_EIO;
+}
+
+}  // namespace
+
 void RestartAppsInfo::Reset() {
     MutexLock lock(mutex);
     restartAppsResult.clear();
+    unfinished = 0;
     notified = false;
 }
 
@@ -22,6 +32,9 @@ void RestartAppsInfo::Request(const std::vector<AppInfoForServer>& apps) {
     for (const AppInfoForServer& app : apps) {
         restartAppsResult[app.name] = AppChangeState::INIT;
     }
+    unfinished =
+        static_cast<size_t>(std::count_if(restartAppsResult.begin(), restartAppsResult.end(),
+                                          [](const auto& entry) { return !IsDone(entry.second); }));
 }
 
 bool RestartAppsInfo::WaitUntilDone(TimePoint deadline) {
@@ -53,19 +66,10 @@ void RestartAppsInfo::Report(const std::string& name, AppChangeState state) {
         return;
     }
     entry->second = state;
-    if (IsDoneLocked()) {
+    if (IsDone(state) && --unfinished == 0) {
         notified = true;
         condition.NotifyOne();
     }
-}
-
-bool RestartAppsInfo::IsDoneLocked() const {
-    const auto isDone = [](AppChangeState state) {
-        return state == AppChangeState::SUCCESS || state == AppChangeState::RESTART_FAILED ||
-               state == AppChangeState::START_FAILED_BY_EIO;
-    };
-    return std::all_of(restartAppsResult.begin(), restartAppsResult.end(),
-                       [&isDone](const auto& entry) { return isDone(entry.second); });
 }
 
 void RestartAppsInfo::MarkLeft() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -36,10 +37,8 @@ struct RestartAppsInfo {
     BatchResults restartAppsResult GUARDED_BY(mutex);
     CondVar condition;
     bool notified GUARDED_BY(mutex) = false;
-    std::atomic<uint32_t> timeout{0};  // milliseconds
-
-private:
-    bool IsDoneLocked() const REQUIRES(mutex);
+    size_t unfinished GUARDED_BY(mutex) = 0;  // results that do not count as done yet
+    std::atomic<uint32_t> timeout{0};         // milliseconds
 };
 
 }  // namespace ProcMgr

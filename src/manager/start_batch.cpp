@@ -67,14 +67,23 @@ void StartAppInfo::PopLocked(const std::string& name) {
 }
 
 void StartAppInfo::NoteMoved(const std::string& name) {
-    MutexLock lock(mutex);
-    if (onTheirWay.erase(name) > 0) {
+    {
+        MutexLock lock(mutex);
+        if (onTheirWay.erase(name) == 0) {
+            return;
+        }
         notified = true;
-        condition.NotifyOne();
     }
+    condition.NotifyOne();  // who is woken needs the mutex
 }
 
 void StartAppInfo::Report(const std::string& name, AppChangeState state) {
+    if (Record(name, state)) {
+        condition.NotifyOne();  // who is woken needs the mutex
+    }
+}
+
+bool StartAppInfo::Record(const std::string& name, AppChangeState state) {
     MutexLock lock(mutex);
     const auto entry = startAppResultMap.find(name);
     if (entry == startAppResultMap.end()) {
@@ -82,7 +91,7 @@ void StartAppInfo::Report(const std::string& name, AppChangeState state) {
             "ApplicationManager ReportStartAppResult appName=%s is not in "
             "appStartInfo.startAppResultMap.",
             name.c_str());
-        return;
+        return false;
     }
     if (entry->second != AppChangeState::INIT && entry->second != AppChangeState::PROCESSING) {
         GRP_WARNING(
@@ -95,7 +104,7 @@ void StartAppInfo::Report(const std::string& name, AppChangeState state) {
         startGraph.Pop(name);
     }
     notified = true;
-    condition.NotifyOne();
+    return true;
 }
 
 void StartAppInfo::MarkLeft() {

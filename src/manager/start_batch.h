@@ -54,6 +54,9 @@ struct StartAppInfo {
     std::atomic<uint32_t> timeout{0};  // milliseconds
     bool notified GUARDED_BY(mutex) = false;
     std::set<std::string> onTheirWay GUARDED_BY(mutex);  // not asked for, but coming up
+
+private:
+    bool Record(const std::string& name, AppChangeState state) EXCLUDES(mutex);
 };
 
 }  // namespace ProcMgr
