@@ -44,30 +44,48 @@ SCENARIO(Waiting, Query) {
     EXPECT_EQ(Query({"a"}, 100), "failed");
 }
 
-// A boot that begins while a reload is under way, and reports in the middle of another one: each
-// start and each report is in the record that stays, wherever the tables are swapped.
+// A reload whose tables are swapped in the middle of a boot, and of a record of reports: each start
+// and each report is in the record that stays.
 TEST(Waiting, ReloadMeanwhile) {
     ForSeeds(50, [](uint64_t seed) {
         ProcMgr::Seeded::Options options;
         options.seed = seed;
         const ProcMgr::Seeded::Run run(options);
-        Group group({App("a"), App("b"), App("c"), App("d")});
+        std::vector<ManifestFields> apps;
+        std::vector<PmReport> ends;
+        for (const char name : std::string("abcdefghijkl")) {
+            apps.push_back(App(std::string(1, name)));
+            ends.push_back({apps.back().appName, 1, kExited});
+        }
+        Group group(apps);
         group.pm.SetHabits({100});
         ASSERT_TRUE(group.Enable());
-        const auto reload = [] {
-            return ProcMgr::Seeded::Begin("reload", [] {
-                (void)ApplicationManager::GetInstance().ReloadCfg();  // refused behind the boot
+        ProcMgr::Mutex point;  // at which another thread may go on
+        const auto reloadFrom = [&point](const std::function<bool()>& isTime) {
+            bool isReloading = false;
+            SetParseHook([&point, &isReloading, isTime] {
+                isReloading = true;
+                while (!isTime()) {
+                    const ProcMgr::MutexLock lock(point);
+                }
             });
+            auto thread = ProcMgr::Seeded::Begin(
+                "reload", [] { EXPECT_TRUE(ApplicationManager::GetInstance().ReloadCfg()); });
+            while (!isReloading) {
+                const ProcMgr::MutexLock lock(point);
+            }
+            return thread;
         };
-        auto meanwhile = reload();
+        auto reload = reloadFrom(
+            [] { return CountLog(kWarning, "StartNoDependsApps add c to startAppList.") > 0; });
         EXPECT_TRUE(group.Start());
-        meanwhile = reload();
-        group.pm.Report({{"a", 1, kExited}, {"b", 77, kRestarted}, {"c", 1, kCrashed, 9}});
-        meanwhile = {};
-        EXPECT_EQ(Group::State("a"), AppStateType::TERMINATED);
-        EXPECT_EQ(Group::Find("b")->GetPid(), 77);
-        EXPECT_EQ(Group::State("c"), AppStateType::TERMINATED);
-        EXPECT_TRUE(Group::Runs("d"));
+        reload = {};
+        reload = reloadFrom([] { return !Group::Runs("c"); });
+        group.pm.Report(ends);
+        reload = {};
+        for (const ManifestFields& app : apps) {
+            EXPECT_EQ(Group::State(app.appName), AppStateType::TERMINATED) << app.appName;
+        }
     });
 }
 

@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
-
+#include "platform/portable/depend_graph_builder.h"
 #include "tests/unit/manifest/configuration_file.h"
 
 namespace GrpOwnerTest {
 namespace {
+
+using DependsMap = ParseAndDepend::DependsMap;
+using Names = std::vector<std::string>;
 
 constexpr char kGood[] =
     "version: 1\napplications:\n  a: {command: /a}\n"
@@ -31,8 +34,7 @@ TEST(ManifestService, AllOrNothing) {
         EXPECT_NE(log.find(line), std::string::npos) << line << " in\n" << log;
     }
     EXPECT_EQ(manifests.size(), 2U);
-    EXPECT_EQ(Service().GetApplicationDependsMap(),
-              (ParseAndDepend::DependsMap{{"a", {}}, {"b", {"a"}}}));
+    EXPECT_EQ(Service().GetApplicationDependsMap(), (DependsMap{{"a", {}}, {"b", {"a"}}}));
     EXPECT_TRUE(Service().IsDynamicParaMatch("b", {{0, {"x"}}, {2, {}}}));
     EXPECT_FALSE(Service().IsDynamicParaMatch("b", {{3, {}}}));
     EXPECT_FALSE(Service().IsDynamicParaMatch("b", {{-1, {}}}));
@@ -48,6 +50,40 @@ TEST(ManifestService, MatchDataAreAnsweredUnderTheirKeyOnly) {
     EXPECT_TRUE(got.empty());
     EXPECT_EQ(Service().ParseToReplaceData(1, "cfgmgr_env", got), 0);
     EXPECT_EQ(got, data);
+}
+
+// A start takes along what is needed; a termination has an order that passes through what lies
+// between.
+TEST(DependGraph, PassesThroughWhatWasNotAskedFor) {
+    const DependsMap chain = {{"top", {"mid"}}, {"mid", {"low"}}, {"low", {}}};
+    Names unknown;
+    EXPECT_EQ(BuildStartGraph(chain, {"top"}, unknown).GetNoDependVertices().count("low"), 1U);
+    DependGraph graph = BuildTermGraph(chain, {"low", "top"}, unknown);
+    for (const char* const name : {"top", "low"}) {
+        EXPECT_EQ(graph.GetNoDependVertices(), std::set<std::string>{name});
+        graph.Pop(name);
+        graph.Pop(name);  // harmless
+    }
+    EXPECT_TRUE(graph.IsEmpty());
+}
+
+// Rings and names that nobody knows: no graph hangs, and what is popped out of turn is gone.
+TEST(DependGraph, OddMapsNeitherHangNorFail) {
+    const DependsMap cyclic = {
+        {"a", {"b"}}, {"b", {"c"}}, {"c", {"b"}}, {"d", {"d"}}, {"e", {"gone"}}};
+    const Names all = {"a", "b", "c", "d", "e", "e", "stranger"};
+    for (const auto build : {BuildStartGraph, BuildTermGraph}) {
+        Names unknown;
+        DependGraph graph = build(cyclic, all, unknown);
+        EXPECT_EQ(unknown, Names{"stranger"});
+        EXPECT_EQ(graph.GetNoDependVertices().count("e"), 1U) << "what is unknown holds nobody up";
+        for (const std::string& name : all) {
+            graph.Pop(name);
+        }
+        EXPECT_TRUE(graph.IsEmpty() && graph.GetNoDependVertices().empty());
+        EXPECT_TRUE(build(cyclic, {"b", "c"}, unknown).GetNoDependVertices().empty());
+        EXPECT_TRUE(build(cyclic, {}, unknown).IsEmpty());
+    }
 }
 
 }  // namespace
