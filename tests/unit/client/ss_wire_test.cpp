@@ -129,31 +129,6 @@ TEST(SsWire, BelievesNoTextThatIsNotInForm) {
     }
 }
 
-// Cut anywhere, or with counts and lengths that lie, a query's answer is none.
-TEST(SsWire, BelievesNoStatusBeyondTheAnswer) {
-    const auto show = [](const QueryAnswer& answer) {
-        std::string text = Word(answer.isOk);
-        for (const Status& entry : answer.entries) {
-            text += " " + entry.name + " " + std::to_string(entry.pid) + " " +
-                    std::to_string(entry.state);
-        }
-        return text;
-    };
-    const std::string good =
-        "\1\2\0\0\0\3\0\0\0cam\x39\5\0\0\3\0\0\0\0\0\0\0\xff\xff\xff\xff\1\0\0\0"s;
-    EXPECT_EQ(Outcome(UnpackQuery(good), show), "yes cam 1337 3  -1 1");
-    EXPECT_EQ(Outcome(UnpackQuery("\0\0\0\0\0"s), show), "no");
-    for (size_t length = 0; length < good.size(); ++length) {
-        EXPECT_EQ(Outcome(UnpackQuery(good.substr(0, length)), show), "malformed") << length;
-    }
-    EXPECT_EQ(Outcome(UnpackQuery(good + "x"), show), "malformed");
-    for (const size_t place : {0U, 1U, 4U, 5U, 8U}) {  // the flag, the count, a length
-        std::string bad = good;
-        bad[place] = '\x7f';
-        EXPECT_EQ(Outcome(UnpackQuery(bad), show), "malformed") << place;
-    }
-}
-
 // The operation's result, the claimed size and the record must agree before anything is read.
 TEST(SsWire, ChecksTheRecordAgainstTheResult) {
     const auto answer = [](int code, uint64_t size, size_t length = kRecordSize) {

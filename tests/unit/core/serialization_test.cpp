@@ -2,12 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <locale>
 
 #include "platform/memory/memory_platform.h"
-#include "src/agent/query_serialization.h"
 #include "tests/support/log_assertions.h"
 
 namespace ProcMgr::Serialization {
@@ -22,17 +20,11 @@ std::string Payload(const RequestMsg& record) {
     return std::string(record.data, record.length);
 }
 
-constexpr uint64_t kAll = UINT64_MAX - 1;
-
-RequestMsg RecordOf(const std::string& payload, uint64_t length = kAll) {
+RequestMsg RecordOf(const std::string& payload) {
     RequestMsg record{};
     std::memcpy(record.data, payload.data(), payload.size());
-    record.length = length == kAll ? payload.size() : length;
+    record.length = payload.size();
     return record;
-}
-
-std::string N(uint32_t number) {
-    return std::string(reinterpret_cast<const char*>(&number), sizeof(number));
 }
 
 // A host's locale must not reach the wire, least of all one that groups digits like this.
@@ -117,33 +109,6 @@ TEST(SerializationTest, CombineSortsGroupsAndDrops) {
               0U);
 }
 
-TEST(SerializationTest, HostileReports) {
-    Reset();
-    const struct {
-        std::string payload;
-        uint64_t length;
-        int count;  // -1: refused
-    } rows[] = {
-        {"", 0, 0},
-        {"x#", 2, 0},
-        {"1999#", 5, 1999},
-        {"2000#", 5, -1},
-        {"-1#", 3, -1},
-        {"99999999999#", 12, -1},
-        {"3#", UINT64_MAX, 3},  // longer than the record: only its data area is read
-        {"12#", 1, 1},          // the length counts, not what lies behind it
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.payload);
-        const RequestMsg record = RecordOf(row.payload, row.length);
-        std::vector<Message::AppStateInfo> apps;
-        EXPECT_EQ(ProcMgrUnpackedAppStateRequest(&record, apps), row.count >= 0);
-        EXPECT_EQ(apps.size(), static_cast<size_t>(std::max(row.count, 0)));
-    }
-    EXPECT_TRUE(Logged(
-        kError, "ProcMgr : ProcMgrMaster UnpackedAppStateRequest err: big AppListSize=2000"));
-}
-
 // What is missing keeps its default; an empty and an odd name are names; blanks before a separator
 // are skipped and any character is one.
 TEST(SerializationTest, ReportThatRunsDry) {
@@ -160,23 +125,6 @@ TEST(SerializationTest, ReportThatRunsDry) {
         text += "]";
     }
     EXPECT_EQ(text, "[ 1 2 3 4][b b 5 6 7 8][c 9 0 0 0][ 0 0 0 0]");
-}
-
-TEST(SerializationTest, QueryAnswers) {
-    using States = std::map<std::string, uint32_t>;
-    const std::string good = N(3) + N(1) + "a" + N(2) + N(2) + "bc" + N(0) + N(1) + "a" + N(7);
-    States states;
-    EXPECT_TRUE(DeserializeMessage(RecordOf(good), states));
-    EXPECT_EQ(states, (States{{"a", 7}, {"bc", 0}}));
-    for (size_t length = 0; length < good.size(); ++length) {
-        EXPECT_FALSE(DeserializeMessage(RecordOf(good, length), states)) << length;
-    }
-    EXPECT_FALSE(DeserializeMessage(RecordOf(N(1) + N(0) + N(1)), states));
-    EXPECT_FALSE(DeserializeMessage(RecordOf(N(1) + N(UINT32_MAX) + "a" + N(1)), states));
-    EXPECT_FALSE(DeserializeMessage(RecordOf(N(UINT32_MAX) + N(1) + "a" + N(1)), states));
-    // The last state would lie behind the data area, whatever the length says.
-    EXPECT_FALSE(DeserializeMessage(RecordOf(N(1) + N(3956), UINT64_MAX), states));
-    EXPECT_TRUE(DeserializeMessage(RecordOf(N(1) + N(3952), UINT64_MAX), states));
 }
 
 }  // namespace

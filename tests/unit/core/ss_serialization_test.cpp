@@ -3,11 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <climits>
 #include <cstring>
 
 #include "platform/memory/memory_platform.h"
-#include "src/ss/ss_query_serialization.h"
 #include "tests/support/log_assertions.h"
 
 namespace ProcMgr::SS {
@@ -26,10 +24,6 @@ SsToOwnerRequestMsg RequestOf(const std::string& payload) {
 
 std::string Payload(const SsToOwnerResponseMsg& response) {
     return {response.data, response.size};
-}
-
-std::string N(uint32_t number) {
-    return {reinterpret_cast<const char*>(&number), sizeof(number)};
 }
 
 void CheckChange(const std::string& payload, bool isTaken, const std::string& expected) {
@@ -76,23 +70,6 @@ TEST(SsSerializationTest, VerifyRequests) {
     EXPECT_EQ(changes.size(), 3U);
 }
 
-TEST(SsSerializationTest, SystemStateRequests) {
-    const std::vector<std::pair<std::string, int>> rows{
-        {"1", 1}, {"128#", 128}, {" -5x", -5}, {"abc", 0},
-        {"", -1}, {" ", -1},     {"-", 0},     {"99999999999", INT_MAX},
-    };
-    for (const auto& [payload, expected] : rows) {
-        int state = -1;
-        EXPECT_TRUE(UnPackSetSystemStateRequest(RequestOf(payload), state));
-        EXPECT_EQ(state, expected) << payload;
-    }
-    int state = -1;
-    SsToOwnerRequestMsg request = RequestOf("1");
-    request.size = kDataSize + 1;
-    EXPECT_FALSE(UnPackSetSystemStateRequest(request, state));
-    EXPECT_EQ(state, -1);
-}
-
 TEST(SsSerializationTest, ChangeAnswers) {
     SsToOwnerResponseMsg response;
     EXPECT_TRUE(PackChangeAppInfoResponse(
@@ -106,17 +83,6 @@ TEST(SsSerializationTest, ChangeAnswers) {
     EXPECT_FALSE(PackChangeAppInfoResponse(true, {{std::string(3982, 'n')}}, response));
     EXPECT_EQ(response.size, 3989U);
     EXPECT_EQ(std::string(response.data, kDataSize), std::string(kDataSize, '\0'));
-}
-
-TEST(SsSerializationTest, QueryAnswers) {
-    SsToOwnerResponseMsg response;
-    EXPECT_TRUE(SerializeMessage(true, {{"cam", 77, 2}, {"", -1, 1}}, response));
-    EXPECT_EQ(Payload(response),
-              "\1" + N(2) + N(3) + "cam" + N(77) + N(2) + N(0) + N(UINT32_MAX) + N(1));
-    EXPECT_TRUE(SerializeMessage(true, {{std::string(3971, 'n'), 1, 1}}, response));
-    EXPECT_EQ(response.size, kDataSize);
-    EXPECT_FALSE(SerializeMessage(true, {{std::string(3972, 'n'), 1, 1}}, response));
-    EXPECT_EQ(response.size, 0U);
 }
 
 }  // namespace

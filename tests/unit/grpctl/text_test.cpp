@@ -4,11 +4,8 @@
 #include <unistd.h>
 
 #include "client/grpctl/duration.h"
-#include "client/grpctl/hex.h"
 #include "client/grpctl/process_facts.h"
 #include "client/grpctl/table.h"
-
-using namespace std::string_literals;
 
 namespace GrpCtl {
 namespace {
@@ -43,20 +40,6 @@ TEST(GrpctlText, LaysTablesOut) {
               "x\n"
               "a?[2Jb   9\n");
     EXPECT_EQ(LayOut({{{"up", Style::kGood}, "1"}}, true), "\033[32mup\033[0m   1\n");
-}
-
-TEST(GrpctlText, DumpsBytes) {
-    std::vector<uint8_t> bytes;
-    ASSERT_TRUE(AppendHex("0a5A", bytes));
-    EXPECT_FALSE(AppendHex("0", bytes));
-    EXPECT_FALSE(AppendHex("+1", bytes));
-    bytes.resize(64);
-    bytes.push_back(1);
-    EXPECT_EQ(HexDump(bytes),
-              "00000000  0a 5a 00 00 00 00 00 00  00 00 00 00 00 00 00 00  |.Z..............|\n"
-              "00000010  00 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00  |................|\n"
-              "*\n"
-              "00000040  01                                                |.|\n");
 }
 
 // The name is the program's own choice and may look like the fields behind it.

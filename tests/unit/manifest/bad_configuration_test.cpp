@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <sstream>
 
 #include "tests/unit/manifest/configuration_file.h"
@@ -10,7 +9,6 @@ namespace GrpOwnerTest {
 namespace {
 
 using GrpOwnerLinux::Configuration;
-using GrpOwnerLinux::Diagnostic;
 
 constexpr char kHead[] = "version: 1\napplications:\n";
 
@@ -162,33 +160,6 @@ TEST(BadConfiguration, NothingGrowsWithoutBound) {
         const Configuration configuration =
             ConfigurationFile(text).Load({{"A", std::string(3800, 'x')}});
         EXPECT_NE(Brief(configuration).find(told), std::string::npos) << told;
-    }
-}
-
-// Whatever the bytes: no crash, and either manifests or errors whose places are in the file.
-TEST(BadConfiguration, HostileBytes) {
-    const std::string good = ReadAll(EXAMPLE);
-    ConfigurationFile file;
-    const auto check = [&file](const std::string& text) {
-        file.Write(text);
-        const Configuration configuration = file.Load({{"BIN", "/opt"}, {"DATA", "/tmp"}});
-        EXPECT_EQ(configuration.Ok(), !configuration.manifests.empty()) << text;
-        const auto lines = static_cast<uint32_t>(std::count(text.begin(), text.end(), '\n') + 1);
-        for (const Diagnostic& found : configuration.diagnostics) {
-            EXPECT_TRUE(found.line >= 1 && found.line <= lines + 1 && found.column >= 1 &&
-                        found.message.find('\n') == std::string::npos)
-                << text;
-        }
-        (void)GrpOwnerLinux::RenderDiagnostics(configuration.diagnostics);  // for the sanitizers
-        return configuration.Ok();
-    };
-    ASSERT_TRUE(check(good));
-    const std::string bytes("\0\n\"{[:*&\xFF\xC3", 10);
-    for (size_t place = 0; place < good.size(); ++place) {
-        std::string text = good;
-        text[place] = bytes[place % bytes.size()];
-        check(text);
-        check(good.substr(0, place));
     }
 }
 

@@ -87,6 +87,8 @@ TEST(GoodConfiguration, ReplacementsAreFilledInOnce) {
         "\"${NONE:-}\", $$DIR, \"${ODD}\"], autostart: \"${YES}\", heartbeat: \"${YES}\"",
         "", data);
     EXPECT_EQ(fields.binPath, "/opt/a");
+    EXPECT_TRUE(
+        GrpOwnerLinux::LoadConfiguration(EXAMPLE, {{"BIN", "/opt"}, {"DATA", "/tmp"}}).Ok());
     EXPECT_EQ(fields.arguments, (Texts{"x y", "e", "", "", "$DIR", "${DIR}$$"}));
     EXPECT_FALSE(fields.isAutoBoot);
 }
