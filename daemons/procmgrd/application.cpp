@@ -5,7 +5,6 @@
 
 #include "daemons/procmgrd/exit_reason.h"
 #include "daemons/procmgrd/log.h"
-#include "daemons/procmgrd/spawner.h"
 
 namespace ProcMgrDaemon {
 
@@ -138,7 +137,7 @@ void Application::Launch(const LaunchRequest& request, ReportKind answer) {
         return;
     }
     Spawned spawned;
-    const int error = Spawn(plan, output_->WriteEnd(), spawned);
+    const int error = workplace_.spawner.Spawn(plan, output_->WriteEnd(), spawned);
     for (const LaunchStatus& shortfall : spawned.shortfalls) {
         if (shortfall.fatal == 0) {
             LogWarning(Label() + ": could not " + StepText(shortfall.step) + ": " +

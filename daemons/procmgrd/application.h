@@ -9,6 +9,7 @@
 #include "daemons/procmgrd/launch_plan.h"
 #include "daemons/procmgrd/output_capture.h"
 #include "daemons/procmgrd/pm_wire.h"
+#include "daemons/procmgrd/spawner.h"
 #include "platform/manifest_service.h"
 
 namespace ProcMgrDaemon {
@@ -19,6 +20,7 @@ struct Workplace {
     Children& children;
     Surroundings surroundings;
     CaptureOptions capture;
+    Spawner& spawner;
     Accounts accounts;
 };
 

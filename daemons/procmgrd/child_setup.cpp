@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/close_range.h>
+#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -19,12 +20,14 @@ namespace {
 // Low among the real-time priorities: above all ordinary work, below the kernel's own threads.
 constexpr int kRealTimePriority = 10;
 
+constexpr int kNoProgram = 127;  // exit status, as a shell's
+
 void Tell(const ChildSetup& setup, LaunchStep step, int error, bool fatal) {
     const LaunchStatus status{step, error, fatal ? 1U : 0U};
     const ssize_t ignored = write(setup.status, &status, sizeof(status));
     (void)ignored;  // without a parent there is nobody to tell
     if (fatal) {
-        _exit(127);
+        _exit(kNoProgram);
     }
 }
 
@@ -64,16 +67,22 @@ void WaitForControlGroup(const ChildSetup& setup) {
     Should(setup, LaunchStep::kControlGroup, error == 0);
 }
 
+// Until here the table of descriptors may be the parent's. What it inherited itself without knowing
+// goes no further either.
+void LeaveDescriptors(const ChildSetup& setup) {
+    const auto first = static_cast<unsigned>(setup.firstUnneeded);
+    if (syscall(SYS_close_range, first, ~0U, CLOSE_RANGE_UNSHARE) != 0) {
+        Must(setup, LaunchStep::kStreams, unshare(CLONE_FILES) == 0);  // an older kernel
+    }
+    (void)syscall(SYS_close_range, 3U, first - 1, CLOSE_RANGE_CLOEXEC);
+}
+
 void SetStreams(const ChildSetup& setup) {
-    const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
-    Must(setup, LaunchStep::kStreams, null >= 0 && dup2(null, STDIN_FILENO) >= 0);
+    Must(setup, LaunchStep::kStreams, dup2(setup.null, STDIN_FILENO) >= 0);
     if (setup.output >= 0) {
         Must(setup, LaunchStep::kStreams,
              dup2(setup.output, STDOUT_FILENO) >= 0 && dup2(setup.output, STDERR_FILENO) >= 0);
     }
-    // What we inherited ourselves without knowing goes no further. The status pipe stays until
-    // exec.
-    (void)syscall(SYS_close_range, 3U, ~0U, CLOSE_RANGE_CLOEXEC);
 }
 
 // The kernel's own calls: the C library's would have other threads follow, by memory that is the
@@ -99,16 +108,18 @@ void ChangeIdentity(const ChildSetup& setup) {
 void DieWithParent(const ChildSetup& setup) {
     Must(setup, LaunchStep::kParent, prctl(PR_SET_PDEATHSIG, SIGKILL) == 0);
     if (getppid() != setup.parent) {
-        _exit(127);
+        _exit(kNoProgram);
     }
 }
 
 }  // namespace
 
-void BecomeProgram(const ChildSetup& setup) {
+int BecomeProgram(void* given) {
+    const ChildSetup& setup = *static_cast<const ChildSetup*>(given);
     (void)setpgid(0, 0);
     ResetSignals(setup);
     WaitForControlGroup(setup);
+    LeaveDescriptors(setup);
     SetStreams(setup);
     (void)umask(022);
     Must(setup, LaunchStep::kStreams, chdir("/") == 0);
@@ -127,7 +138,7 @@ void BecomeProgram(const ChildSetup& setup) {
     DieWithParent(setup);
     execve(setup.plan->path.c_str(), setup.arguments, setup.environment);
     Tell(setup, LaunchStep::kExec, errno, true);
-    _exit(127);
+    return kNoProgram;
 }
 
 }  // namespace ProcMgrDaemon

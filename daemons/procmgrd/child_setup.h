@@ -19,16 +19,20 @@ struct ChildSetup {
     char* const* environment = nullptr;
     const std::vector<int>* ignored = nullptr;  // signals that exec would leave ignored
     pid_t parent = 0;
-    int status = -1;  // where its LaunchStatus goes, closed on exec
+    int null = -1;    // /dev/null
+    int status = -1;  // where its LaunchStatus goes
     int gate = -1;    // an errno arrives here once it is bound to its control group; -1: none
     int gateIn = -1;  // the parent's end of it, to be closed: its end must be seen when it dies
     int output = -1;
-    bool strict = false;  // for root whatever fails makes the start fail, else most is a warning
+    int firstUnneeded = 0;  // from this descriptor on nothing is wanted
+    bool strict = false;    // for root whatever fails makes the start fail, else most is a warning
     const cpu_set_t* processors = nullptr;
     size_t processorsSize = 0;
     rlimit openFiles{};
 };
 
-[[noreturn]] void BecomeProgram(const ChildSetup& setup);
+/// @param setup a ChildSetup
+/// @return only when there is no program: what the child exits with
+int BecomeProgram(void* setup);
 
 }  // namespace ProcMgrDaemon

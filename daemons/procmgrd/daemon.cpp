@@ -49,10 +49,11 @@ size_t MostConnections() {
 
 Daemon::Daemon(const Options& options, const std::string& runDirectory)
     : options_(options),
+      signals_(TakeSignals()),
       mostConnections_(MostConnections()),
       faults_(options.faults),
-      workplace_{loop_, children_, {runDirectory, options.passedVariables}, options.capture, {}},
-      signals_(TakeSignals()) {
+      workplace_{loop_,           children_, {runDirectory, options.passedVariables},
+                 options.capture, spawner_,  {}} {
     loop_.Watch(signals_.Get(), EPOLLIN, [this](uint32_t) { OnSignals(); });
     loop_.SetRoundEnd([this] { OnRoundEnd(); });
     server_ = std::make_unique<ServerSocket>(

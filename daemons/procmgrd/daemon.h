@@ -56,13 +56,14 @@ private:
     void BeatWatchdog();
 
     const Options options_;
+    Daemons::UniqueFd signals_;
+    Spawner spawner_;  // after the signals, before all that takes descriptors
     const size_t mostConnections_;
     Faults faults_;
     Daemons::Supervisor supervisor_;
     EventLoop loop_;
     Children children_;
     Workplace workplace_;
-    Daemons::UniqueFd signals_;
     std::map<std::string, Owned> owned_;  // by the owner's name
     std::vector<std::unique_ptr<Connection>> connections_;
     std::unique_ptr<ServerSocket> server_;

@@ -6,7 +6,6 @@
 #include "daemons/procmgrd/daemon.h"
 #include "daemons/procmgrd/log.h"
 #include "daemons/procmgrd/options.h"
-#include "daemons/procmgrd/spawner.h"
 #include "platform/linux/host.h"
 
 namespace {
@@ -25,7 +24,6 @@ int RunDaemon(const ProcMgrDaemon::Options& options) {
         LogError("no directory for the sockets: " + error);
         return 1;
     }
-    RaiseOpenFileLimit();
     // Absolute, since applications, which have another working directory, are told of it.
     return Daemon(options, std::filesystem::canonical(runDirectory)).Run();
 }

@@ -1,6 +1,7 @@
 #include "daemons/procmgrd/spawner.h"
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,8 +9,8 @@
 #include <cerrno>
 #include <csignal>
 #include <memory>
+#include <system_error>
 
-#include "daemons/common/unique_fd.h"
 #include "daemons/procmgrd/child_setup.h"
 #include "daemons/procmgrd/control_group.h"
 
@@ -17,7 +18,7 @@ namespace ProcMgrDaemon {
 
 namespace {
 
-rlimit childLimit{};
+constexpr size_t kStackSize = 64 * 1024;  // of a child, which calls little
 
 struct FreeProcessors {
     void operator()(cpu_set_t* set) const { CPU_FREE(set); }
@@ -59,17 +60,6 @@ int MakePipe(Daemons::UniqueFd& readEnd, Daemons::UniqueFd& writeEnd) {
     return 0;
 }
 
-// Until exec parent and child share the memory, and the parent waits: nothing is copied, however
-// much there is of it. A child that has to be bound to a control group first needs a parent that
-// goes on meanwhile.
-pid_t MakeChild(const ChildSetup& setup) {
-    const pid_t pid = setup.gate < 0 ? vfork() : fork();
-    if (pid == 0) {
-        BecomeProgram(setup);
-    }
-    return pid;
-}
-
 std::vector<int> IgnoredSignals() {
     std::vector<int> ignored;
     struct sigaction action {};
@@ -92,19 +82,53 @@ void ReadStatus(int pipe, std::vector<LaunchStatus>& shortfalls) {
     }
 }
 
-}  // namespace
-
-void RaiseOpenFileLimit() {
-    rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) {
-        return;
+Daemons::UniqueFd Place(int descriptor) {
+    if (descriptor < 0) {
+        throw std::system_error(errno, std::generic_category(), "a descriptor for children");
     }
-    childLimit = limit;
-    limit.rlim_cur = limit.rlim_max;
-    (void)setrlimit(RLIMIT_NOFILE, &limit);  // then fewer applications have to do
+    return Daemons::UniqueFd(descriptor);
 }
 
-int Spawn(const LaunchPlan& plan, int output, Spawned& spawned) {
+// What stands at a place is another file from here on; the place itself never gets free.
+bool Put(int descriptor, const Daemons::UniqueFd& place) {
+    return dup3(descriptor, place.Get(), O_CLOEXEC) >= 0;
+}
+
+rlimit RaiseOpenFileLimit() {
+    rlimit before{};
+    if (getrlimit(RLIMIT_NOFILE, &before) == 0) {
+        const rlimit raised{before.rlim_max, before.rlim_max};
+        (void)setrlimit(RLIMIT_NOFILE, &raised);  // then fewer applications have to do
+    }
+    return before;
+}
+
+}  // namespace
+
+Spawner::Spawner()
+    : null_(Place(open("/dev/null", O_RDWR | O_CLOEXEC))),
+      statusPlace_(Place(fcntl(null_.Get(), F_DUPFD_CLOEXEC, 0))),
+      outputPlace_(Place(fcntl(null_.Get(), F_DUPFD_CLOEXEC, 0))),
+      firstUnneeded_(std::max({null_.Get(), statusPlace_.Get(), outputPlace_.Get()}) + 1),
+      stack_(std::make_unique<char[]>(kStackSize)),
+      openFiles_(RaiseOpenFileLimit()),
+      ignoredSignals_(IgnoredSignals()) {}
+
+// The parent waits until the child is the program or has ended. A child that has to be bound to a
+// control group first needs a parent that goes on meanwhile, and so memory of its own.
+pid_t Spawner::MakeChild(ChildSetup& setup) {
+    if (setup.gate < 0) {
+        return clone(BecomeProgram, stack_.get() + kStackSize,
+                     CLONE_VM | CLONE_VFORK | CLONE_FILES | SIGCHLD, &setup);
+    }
+    const pid_t pid = fork();
+    if (pid == 0) {
+        _exit(BecomeProgram(&setup));
+    }
+    return pid;
+}
+
+int Spawner::Spawn(const LaunchPlan& plan, int output, Spawned& spawned) {
     Daemons::UniqueFd statusOut;
     Daemons::UniqueFd statusIn;
     Daemons::UniqueFd gateOut;
@@ -116,24 +140,27 @@ int Spawn(const LaunchPlan& plan, int output, Spawned& spawned) {
     if (error != 0) {
         return error;
     }
+    if (!Put(statusIn.Get(), statusPlace_) || (output >= 0 && !Put(output, outputPlace_))) {
+        return errno;
+    }
     const std::vector<char*> arguments = Pointers(plan.arguments);
     const std::vector<char*> environment = Pointers(plan.environment);
-    // We ignore what we ignored at our start.
-    static const std::vector<int> ignoredSignals = IgnoredSignals();
     ChildSetup setup;
     const Processors processors = MakeProcessors(plan.processors, setup.processorsSize);
     setup.plan = &plan;
     setup.arguments = arguments.data();
     setup.environment = environment.data();
-    setup.ignored = &ignoredSignals;
+    setup.ignored = &ignoredSignals_;
     setup.parent = getpid();
-    setup.status = statusIn.Get();
+    setup.null = null_.Get();
+    setup.status = statusPlace_.Get();
     setup.gate = gateOut.Get();
     setup.gateIn = gateIn.Get();
-    setup.output = output;
+    setup.output = output >= 0 ? outputPlace_.Get() : -1;
+    setup.firstUnneeded = firstUnneeded_;
     setup.strict = geteuid() == 0;
     setup.processors = processors.get();
-    setup.openFiles = childLimit;
+    setup.openFiles = openFiles_;
 
     const pid_t pid = MakeChild(setup);
     if (pid < 0) {
@@ -144,7 +171,9 @@ int Spawn(const LaunchPlan& plan, int output, Spawned& spawned) {
         const ssize_t ignored = write(gateIn.Get(), &bound, sizeof(bound));
         (void)ignored;  // the child has ended; its status tells
     }
+    // From here on the child alone has the end to write to.
     statusIn.Reset();
+    (void)Put(null_.Get(), statusPlace_);  // cannot fail: both are open
     ReadStatus(statusOut.Get(), spawned.shortfalls);
     if (!spawned.shortfalls.empty() && spawned.shortfalls.back().fatal != 0) {
         (void)waitpid(pid, nullptr, 0);  // it is ending
