@@ -86,6 +86,7 @@ void Connection::OnEvents(uint32_t events) {
     // Also after the other end is gone: what it said before that still counts.
     if ((events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0) {
         for (int left = kFramesPerRound; left > 0 && !closed_ && !deaf_ && ReadFrame(); --left) {
+            Flush();  // a frame may start many programs: the owner hears of these before the next
         }
     }
 }
