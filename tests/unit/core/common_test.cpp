@@ -56,7 +56,8 @@ TEST(CgroupTest, BindsWhereItIsAskedTo) {
     // What is wrong, below the root.
     const auto bind = [&](const CgroupInfo& info) {
         std::string error;
-        EXPECT_EQ(AddPidToCgroupTasks(roots, info, error), error.empty());
+        const bool isBound = AddPidToCgroupTasks(roots, info, error);
+        EXPECT_EQ(isBound, error.empty());
         const size_t place = error.find(root);
         return place == std::string::npos ? error : error.substr(place + root.size());
     };
