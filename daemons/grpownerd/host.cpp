@@ -138,10 +138,12 @@ int Host::Loop() {
         if (interval > 0) {
             supervisor_.Tell("WATCHDOG=1");
         }
-        notify_.ReadSome([this](const NotifySender& sender, const NotifyMessage& message) {
-            OnNotify(sender, message);
-        });
-        if (IsRaised(pipeEnd_)) {
+        if (watched[3].revents != 0) {
+            notify_.ReadSome([this](const NotifySender& sender, const NotifyMessage& message) {
+                OnNotify(sender, message);
+            });
+        }
+        if (watched[1].revents != 0 && IsRaised(pipeEnd_)) {
             std::lock_guard<std::mutex> lock(reasonMutex_);
             std::fprintf(stderr,
                          "error: the process manager is gone: %s\n"
@@ -150,7 +152,8 @@ int Host::Loop() {
                          pipeEndReason_.c_str());
             return EXIT_FAILURE;
         }
-        if (IsRaised(allStopped_) || HandleSignals()) {
+        if ((watched[2].revents != 0 && IsRaised(allStopped_)) ||
+            (watched[0].revents != 0 && HandleSignals())) {
             return EXIT_SUCCESS;
         }
     }

@@ -1,11 +1,12 @@
 #include "daemons/grpownerd/notify_message.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <fstream>
-#include <iterator>
-#include <sstream>
+#include <cstdio>
+
+#include "daemons/common/unique_fd.h"
 
 namespace GrpOwnerDaemon {
 
@@ -27,19 +28,34 @@ std::string FindVariable(std::string_view environment, std::string_view name) {
     return {};
 }
 
-// A negative errno when the process is gone or cannot be looked at. The name stands before it in
-// brackets and may hold anything.
-pid_t ParentOf(pid_t pid) {
-    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-    if (!file) {
+/// What the kernel shows of a process, or a negative errno when it is gone or cannot be looked at.
+int ReadOf(pid_t pid, const char* file, std::string& text) {
+    char path[64];
+    (void)std::snprintf(path, sizeof(path), "/proc/%d/%s", pid, file);
+    const Daemons::UniqueFd opened(open(path, O_RDONLY | O_CLOEXEC));
+    if (!opened) {
         return -errno;
     }
+    char chunk[4096];
+    ssize_t count = 0;
+    text.clear();
+    while ((count = read(opened.Get(), chunk, sizeof(chunk))) > 0) {
+        text.append(chunk, static_cast<size_t>(count));
+    }
+    return count < 0 ? -errno : 0;
+}
+
+// The name stands before it in brackets and may hold anything.
+pid_t ParentOf(pid_t pid) {
     std::string stat;
-    std::getline(file, stat, '\0');
-    char state = 0;
+    if (const int error = ReadOf(pid, "stat", stat)) {
+        return error;
+    }
+    const size_t bracket = stat.rfind(')');
     pid_t parent = 0;
-    std::istringstream(stat.substr(stat.rfind(')') + 1)) >> state >> parent;
-    return parent;
+    const bool isRead = bracket != std::string::npos &&
+                        std::sscanf(stat.c_str() + bracket, ") %*c %d", &parent) == 1;
+    return isRead ? parent : -ESRCH;
 }
 
 }  // namespace
@@ -71,8 +87,8 @@ NotifySender ResolveSender(pid_t pid, std::string_view owner, pid_t manager) {
         sender.error = parent < 0 ? -parent : 0;
         return sender;
     }
-    std::ifstream file("/proc/" + std::to_string(sender.leader) + "/environ", std::ios::binary);
-    const std::string environment{std::istreambuf_iterator<char>(file), {}};
+    std::string environment;
+    sender.error = -ReadOf(sender.leader, "environ", environment);
     if (FindVariable(environment, "GRPOWNER_OWNER") == owner) {
         sender.application = FindVariable(environment, "GRPOWNER_APPLICATION");
     }

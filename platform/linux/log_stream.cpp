@@ -1,6 +1,7 @@
 #include "platform/linux/log_stream.h"
 
 #include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 
@@ -50,9 +51,28 @@ bool WritePieces(int fd, std::string_view head, std::string_view text) {
     return writev(fd, parts, 2) == static_cast<ssize_t>(head.size() + text.size());
 }
 
+bool SendPieces(int fd, std::string_view head, std::string_view text) {
+    iovec parts[] = {Part(head), Part(text)};
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = 2;
+    return sendmsg(fd, &message, MSG_NOSIGNAL) == static_cast<ssize_t>(head.size() + text.size());
+}
+
 }  // namespace
 
+// Only a pipe needs its signal held. What the descriptor is, is asked each time: a daemon may put
+// another one in its place.
 bool WriteWithoutSignal(int fd, std::string_view head, std::string_view text) {
+    struct stat status {};
+    if (fstat(fd, &status) == 0) {
+        if (S_ISSOCK(status.st_mode)) {
+            return SendPieces(fd, head, text);
+        }
+        if (!S_ISFIFO(status.st_mode)) {
+            return WritePieces(fd, head, text);
+        }
+    }
     const PipeSignalHeld held;
     return WritePieces(fd, head, text);
 }
@@ -63,13 +83,7 @@ bool LogStream::HasRoom() const {
     return poll(&ready, 1, lostLines_ > 0 ? 0 : kPatienceMs) == 1 && ready.revents == POLLOUT;
 }
 
-// A file has no reader who could be slow or gone. What the descriptor is, is asked each time: a
-// daemon may put another one in its place.
-bool LogStream::WriteOne(std::string_view head, std::string_view text) const {
-    struct stat status {};
-    if (fstat(fd_, &status) == 0 && S_ISREG(status.st_mode)) {
-        return WritePieces(fd_, head, text);
-    }
+bool LogStream::WriteNow(std::string_view head, std::string_view text) const {
     return HasRoom() && WriteWithoutSignal(fd_, head, text);
 }
 
@@ -79,11 +93,11 @@ void LogStream::Write(std::string_view head, std::string_view text) {
         char note[64];
         const int length =
             std::snprintf(note, sizeof(note), "%lu lines of the log were lost\n", lostLines_);
-        if (WriteOne(head, {note, static_cast<size_t>(length)})) {
+        if (WriteNow(head, {note, static_cast<size_t>(length)})) {
             lostLines_ = 0;
         }
     }
-    if (!WriteOne(head, text)) {
+    if (!WriteNow(head, text)) {
         ++lostLines_;
     }
 }

@@ -19,7 +19,7 @@ public:
 
 private:
     bool HasRoom() const;
-    bool WriteOne(std::string_view head, std::string_view text) const;
+    bool WriteNow(std::string_view head, std::string_view text) const;
 
     const int fd_;
     std::mutex mutex_;
