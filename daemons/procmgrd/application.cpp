@@ -139,7 +139,7 @@ void Application::Launch(const LaunchRequest& request, ReportKind answer) {
     Spawned spawned;
     const int error = workplace_.spawner.Spawn(plan, output_->WriteEnd(), spawned);
     for (const LaunchStatus& shortfall : spawned.shortfalls) {
-        if (shortfall.fatal == 0) {
+        if (!shortfall.isFatal) {
             LogWarning(Label() + ": could not " + StepText(shortfall.step) + ": " +
                        ErrorText(shortfall.error));
         }

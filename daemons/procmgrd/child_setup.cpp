@@ -11,8 +11,6 @@
 #include <cerrno>
 #include <csignal>
 
-#include "daemons/procmgrd/launch_status.h"
-
 namespace ProcMgrDaemon {
 
 namespace {
@@ -23,9 +21,10 @@ constexpr int kRealTimePriority = 10;
 constexpr int kNoProgram = 127;  // exit status, as a shell's
 
 void Tell(const ChildSetup& setup, LaunchStep step, int error, bool fatal) {
-    const LaunchStatus status{step, error, fatal ? 1U : 0U};
-    const ssize_t ignored = write(setup.status, &status, sizeof(status));
-    (void)ignored;  // without a parent there is nobody to tell
+    ChildReport& report = *setup.report;
+    if (report.count < report.shortfalls.size()) {
+        report.shortfalls[report.count++] = {step, error, fatal};
+    }
     if (fatal) {
         _exit(kNoProgram);
     }

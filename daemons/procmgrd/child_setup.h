@@ -8,6 +8,7 @@
 #include <cstddef>
 
 #include "daemons/procmgrd/launch_plan.h"
+#include "daemons/procmgrd/launch_status.h"
 
 namespace ProcMgrDaemon {
 
@@ -20,9 +21,9 @@ struct ChildSetup {
     const std::vector<int>* ignored = nullptr;  // signals that exec would leave ignored
     pid_t parent = 0;
     int null = -1;    // /dev/null
-    int status = -1;  // where its LaunchStatus goes
     int gate = -1;    // an errno arrives here once it is bound to its control group; -1: none
     int gateIn = -1;  // the parent's end of it, to be closed: its end must be seen when it dies
+    ChildReport* report = nullptr;
     int output = -1;
     int firstUnneeded = 0;  // from this descriptor on nothing is wanted
     bool strict = false;    // for root whatever fails makes the start fail, else most is a warning

@@ -1,12 +1,13 @@
 #pragma once
-// What a child tells its parent through a close-on-exec pipe before it has become the program: the
-// end of the pipe without a fatal word means that it has.
+// What a child tells its parent, in memory that both see, before it has become the program.
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace ProcMgrDaemon {
 
-enum class LaunchStep : uint32_t {
+enum class LaunchStep {
     kControlGroup,
     kStreams,
     kAffinity,
@@ -18,8 +19,14 @@ enum class LaunchStep : uint32_t {
 
 struct LaunchStatus {
     LaunchStep step;
-    int32_t error;   // errno
-    uint32_t fatal;  // 0: a warning, the start goes on
+    int error;     // errno
+    bool isFatal;  // or else a warning, the start goes on
+};
+
+struct ChildReport {
+    std::array<LaunchStatus, 16>
+        shortfalls;  // more than there are steps; the fatal one is the last
+    size_t count = 0;
 };
 
 inline const char* StepText(LaunchStep step) {

@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <sched.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,6 +11,7 @@
 #include <cerrno>
 #include <csignal>
 #include <memory>
+#include <new>
 #include <system_error>
 
 #include "daemons/procmgrd/child_setup.h"
@@ -50,16 +53,6 @@ std::vector<char*> Pointers(const std::vector<std::string>& texts) {
     return pointers;
 }
 
-int MakePipe(Daemons::UniqueFd& readEnd, Daemons::UniqueFd& writeEnd) {
-    int ends[2] = {-1, -1};
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-        return errno;
-    }
-    readEnd.Reset(ends[0]);
-    writeEnd.Reset(ends[1]);
-    return 0;
-}
-
 std::vector<int> IgnoredSignals() {
     std::vector<int> ignored;
     struct sigaction action {};
@@ -71,14 +64,23 @@ std::vector<int> IgnoredSignals() {
     return ignored;
 }
 
-void ReadStatus(int pipe, std::vector<LaunchStatus>& shortfalls) {
-    LaunchStatus status{};
-    ssize_t count = 0;
-    while ((count = read(pipe, &status, sizeof(status))) == sizeof(status) ||
-           (count < 0 && errno == EINTR)) {
-        if (count > 0) {
-            shortfalls.push_back(status);
-        }
+// Shared with children that have memory of their own, too.
+ChildReport* MakeReport() {
+    void* const memory = mmap(nullptr, sizeof(ChildReport), PROT_READ | PROT_WRITE,
+                              MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) {
+        throw std::system_error(errno, std::generic_category(), "memory for children");
+    }
+    return new (memory) ChildReport;
+}
+
+void DropReport(ChildReport* report) {
+    (void)munmap(report, sizeof(*report));  // cannot fail: it is ours
+}
+
+void AwaitEnd(int stream) {
+    char byte = 0;
+    while (read(stream, &byte, 1) != 0 && errno == EINTR) {
     }
 }
 
@@ -107,10 +109,11 @@ rlimit RaiseOpenFileLimit() {
 
 Spawner::Spawner()
     : null_(Place(open("/dev/null", O_RDWR | O_CLOEXEC))),
-      statusPlace_(Place(fcntl(null_.Get(), F_DUPFD_CLOEXEC, 0))),
+      gatePlace_(Place(fcntl(null_.Get(), F_DUPFD_CLOEXEC, 0))),
       outputPlace_(Place(fcntl(null_.Get(), F_DUPFD_CLOEXEC, 0))),
-      firstUnneeded_(std::max({null_.Get(), statusPlace_.Get(), outputPlace_.Get()}) + 1),
+      firstUnneeded_(std::max({null_.Get(), gatePlace_.Get(), outputPlace_.Get()}) + 1),
       stack_(std::make_unique<char[]>(kStackSize)),
+      report_(MakeReport(), DropReport),
       openFiles_(RaiseOpenFileLimit()),
       ignoredSignals_(IgnoredSignals()) {}
 
@@ -129,23 +132,16 @@ pid_t Spawner::MakeChild(ChildSetup& setup) {
 }
 
 int Spawner::Spawn(const LaunchPlan& plan, int output, Spawned& spawned) {
-    Daemons::UniqueFd statusOut;
-    Daemons::UniqueFd statusIn;
-    Daemons::UniqueFd gateOut;
     Daemons::UniqueFd gateIn;
-    int error = MakePipe(statusOut, statusIn);
-    if (error == 0 && !plan.controlGroup.empty()) {
-        error = MakePipe(gateOut, gateIn);
-    }
-    if (error != 0) {
+    ChildSetup setup;
+    if (const int error = plan.controlGroup.empty() ? 0 : OpenGate(setup, gateIn)) {
         return error;
     }
-    if (!Put(statusIn.Get(), statusPlace_) || (output >= 0 && !Put(output, outputPlace_))) {
+    if (output >= 0 && !Put(output, outputPlace_)) {
         return errno;
     }
     const std::vector<char*> arguments = Pointers(plan.arguments);
     const std::vector<char*> environment = Pointers(plan.environment);
-    ChildSetup setup;
     const Processors processors = MakeProcessors(plan.processors, setup.processorsSize);
     setup.plan = &plan;
     setup.arguments = arguments.data();
@@ -153,29 +149,50 @@ int Spawner::Spawn(const LaunchPlan& plan, int output, Spawned& spawned) {
     setup.ignored = &ignoredSignals_;
     setup.parent = getpid();
     setup.null = null_.Get();
-    setup.status = statusPlace_.Get();
-    setup.gate = gateOut.Get();
-    setup.gateIn = gateIn.Get();
+    setup.report = report_.get();
     setup.output = output >= 0 ? outputPlace_.Get() : -1;
     setup.firstUnneeded = firstUnneeded_;
     setup.strict = geteuid() == 0;
     setup.processors = processors.get();
     setup.openFiles = openFiles_;
+    return MakeProgram(setup, spawned);
+}
 
-    const pid_t pid = MakeChild(setup);
-    if (pid < 0) {
+// Through it the child hears of its control group, and we hear from its end that exec has closed
+// it.
+int Spawner::OpenGate(ChildSetup& setup, Daemons::UniqueFd& gateIn) {
+    int ends[2] = {-1, -1};
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
         return errno;
     }
-    if (gateIn) {
-        const int bound = EnterControlGroup(pid, plan.controlGroup);
-        const ssize_t ignored = write(gateIn.Get(), &bound, sizeof(bound));
-        (void)ignored;  // the child has ended; its status tells
+    gateIn.Reset(ends[0]);
+    const Daemons::UniqueFd gate(ends[1]);
+    if (!Put(gate.Get(), gatePlace_)) {
+        return errno;
     }
-    // From here on the child alone has the end to write to.
-    statusIn.Reset();
-    (void)Put(null_.Get(), statusPlace_);  // cannot fail: both are open
-    ReadStatus(statusOut.Get(), spawned.shortfalls);
-    if (!spawned.shortfalls.empty() && spawned.shortfalls.back().fatal != 0) {
+    setup.gate = gatePlace_.Get();
+    setup.gateIn = gateIn.Get();
+    return 0;
+}
+
+int Spawner::MakeProgram(ChildSetup& setup, Spawned& spawned) {
+    report_->count = 0;
+    const pid_t pid = MakeChild(setup);
+    const int error = errno;
+    if (setup.gate >= 0) {
+        (void)Put(null_.Get(), gatePlace_);  // from here on it is the child's alone
+    }
+    if (pid < 0) {
+        return error;
+    }
+    if (setup.gate >= 0) {
+        const int bound = EnterControlGroup(pid, setup.plan->controlGroup);
+        (void)send(setup.gateIn, &bound, sizeof(bound), MSG_NOSIGNAL);  // unless it has ended
+        AwaitEnd(setup.gateIn);
+    }
+    const auto begin = report_->shortfalls.begin();
+    spawned.shortfalls.assign(begin, begin + static_cast<std::ptrdiff_t>(report_->count));
+    if (report_->count > 0 && spawned.shortfalls.back().isFatal) {
         (void)waitpid(pid, nullptr, 0);  // it is ending
         return spawned.shortfalls.back().error;
     }

@@ -12,6 +12,8 @@
 
 namespace ProcMgrDaemon {
 
+struct ChildSetup;
+
 struct Spawned {
     pid_t pid = -1;                        // of the program; -1: there is none
     std::vector<LaunchStatus> shortfalls;  // what went wrong on the way; the fatal one is the last
@@ -34,13 +36,16 @@ public:
     int Spawn(const LaunchPlan& plan, int output, Spawned& spawned);
 
 private:
-    pid_t MakeChild(struct ChildSetup& setup);
+    pid_t MakeChild(ChildSetup& setup);
+    int MakeProgram(ChildSetup& setup, Spawned& spawned);
+    int OpenGate(ChildSetup& setup, Daemons::UniqueFd& gateIn);
 
     Daemons::UniqueFd null_;
-    Daemons::UniqueFd statusPlace_;  // for what the child tells us by
+    Daemons::UniqueFd gatePlace_;
     Daemons::UniqueFd outputPlace_;
     int firstUnneeded_;
     std::unique_ptr<char[]> stack_;
+    std::unique_ptr<ChildReport, void (*)(ChildReport*)> report_;
     rlimit openFiles_{};
     std::vector<int> ignoredSignals_;
 };
