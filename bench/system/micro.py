@@ -22,8 +22,11 @@ def run(program):
     if not os.access(program, os.X_OK):
         return []
     with tempfile.NamedTemporaryFile(suffix='.json') as out:
-        subprocess.run([program, f'--benchmark_out={out.name}', '--benchmark_out_format=json'],
-                       check=True, stdout=subprocess.DEVNULL)
+        # What it says of the machine is of no use beside the figures.
+        done = subprocess.run([program, f'--benchmark_out={out.name}',
+                               '--benchmark_out_format=json'], capture_output=True, check=False)
+        if done.returncode != 0:
+            raise RuntimeError(done.stderr.decode())
         return [row for row in json.load(out)['benchmarks'] if not row.get('error_occurred')]
 
 
