@@ -90,17 +90,25 @@ SCENARIO(Change, TemplateAnew) {
 }
 
 // A late result of an earlier change set that comes before the graph is in place: the name would be
-// offered until the deadline, since its result is not taken again.
-TEST(Change, ResultBeforeTheGraph) {
+// offered until the deadline, since its result is not taken again. Of two results of a termination
+// the first counts, of a start the last.
+TEST(Change, LateAndDoubledResults) {
     ParseAndDepend::GetInstance().SetApplicationDependsMap({{"a", {}}});
     std::vector<std::string> unknown;
     DependGraph graph;
     ASSERT_TRUE(ParseAndDepend::GetInstance().GetTermGraphWithErrApp({"a"}, graph, unknown));
-    ProcMgr::TermAppInfo batch;
-    batch.Request(Apps{"a"});
-    batch.Report("a", AppChangeState::SUCCESS);
-    batch.SetGraph(std::move(graph));
-    EXPECT_TRUE(batch.IsGraphEmpty());
+    ProcMgr::TermAppInfo term;
+    term.Request(Apps{"a"});
+    term.Report("a", AppChangeState::SUCCESS);
+    term.SetGraph(std::move(graph));
+    EXPECT_TRUE(term.IsGraphEmpty());
+    term.Report("a", AppChangeState::TERM_FAILED);
+    ProcMgr::StartAppInfo start;
+    start.Request("a");
+    start.Report("a", AppChangeState::START_FAILED);
+    start.Report("a", AppChangeState::SUCCESS);
+    std::vector<ProcMgr::AppChangeInfo> results;
+    EXPECT_TRUE(term.AppendTo(results) && start.AppendTo(results));
 }
 
 // The process manager dies before a start, and between the terminations and the start. Starts that
