@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -21,7 +22,10 @@ std::string ReadAll(const std::string& path) {
 class LaunchTest : public GroupTest {
 protected:
     static std::string Shown(pid_t pid, const std::string& file) {
-        std::string text = ReadAll("/proc/" + std::to_string(pid) + "/" + file);
+        std::string text;
+        while (text.empty() && kill(pid, 0) == 0) {  // the kernel fills it in behind the exec
+            text = ReadAll("/proc/" + std::to_string(pid) + "/" + file);
+        }
         std::replace(text.begin(), text.end(), '\0', '\n');
         return "\n" + text;
     }
