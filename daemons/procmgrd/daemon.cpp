@@ -242,7 +242,7 @@ void Daemon::OnSignals() {
         }
     }
     if (children) {
-        children_.ReapEnded();
+        children_.OnSignal();
     }
 }
 

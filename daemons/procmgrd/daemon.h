@@ -62,7 +62,7 @@ private:
     Faults faults_;
     Daemons::Supervisor supervisor_;
     EventLoop loop_;
-    Children children_;
+    Children children_{loop_};
     Workplace workplace_;
     std::map<std::string, Owned> owned_;  // by the owner's name
     std::vector<std::unique_ptr<Connection>> connections_;
