@@ -18,9 +18,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
         std::abort();
     }
     peer.Expect(GrpOwnerFuzz::PacketsOf(bytes, size), memory);
-    auto reader = EventReader::Open(peer.Path(), std::chrono::seconds(1));
-    peer.Join();
-    while (reader && reader->Next(std::chrono::seconds(1))) {
+    {
+        auto reader = EventReader::Open(peer.Path(), std::chrono::seconds(1));
+        while (reader && reader->Next(std::chrono::seconds(1))) {
+        }
     }
+    peer.Join();
     return 0;
 }

@@ -16,9 +16,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     params.timeoutMs = 1000;
     peer.Expect(GrpOwnerFuzz::PacketsOf(bytes, size));
     const int socket = GrpOwnerLinux::OpenPipeSocket(params);
-    peer.Join();
     if (socket >= 0) {
         close(socket);
     }
+    peer.Join();
     return 0;
 }

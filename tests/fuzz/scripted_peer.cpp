@@ -77,6 +77,10 @@ void ScriptedPeer::Expect(std::vector<std::string> packets, int descriptor) {
     thread_ = std::thread([this, packets = std::move(packets), descriptor] {
         const int peer = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
         SendPackets(peer, packets, descriptor);
+        shutdown(peer, SHUT_WR);
+        char ignored[64];  // what is said to us, until the other end is closed
+        while (recv(peer, ignored, sizeof(ignored), 0) > 0) {
+        }
         close(peer);
     });
 }
