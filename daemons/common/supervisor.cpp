@@ -1,6 +1,6 @@
 #include "daemons/common/supervisor.h"
 
-#include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -25,6 +25,8 @@ std::string Take(const char* name) {
 Supervisor::Supervisor() : address_(Take("NOTIFY_SOCKET")) {
     if (IsThere()) {
         socket_.Reset(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        const timeval patience{1, 0};
+        (void)setsockopt(socket_.Get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof(patience));
     }
     const std::string period = Take("WATCHDOG_USEC");
     const std::string pid = Take("WATCHDOG_PID");
@@ -36,7 +38,7 @@ Supervisor::Supervisor() : address_(Take("NOTIFY_SOCKET")) {
     }
 }
 
-void Supervisor::Tell(const std::string& lines) const {
+void Supervisor::Send(const std::string& lines, int flags) const {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (!IsThere() || address_.size() >= sizeof(address.sun_path)) {
@@ -47,7 +49,7 @@ void Supervisor::Tell(const std::string& lines) const {
         address.sun_path[0] = '\0';
     }
     // A supervisor that does not listen is its own problem.
-    (void)sendto(socket_.Get(), lines.data(), lines.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
+    (void)sendto(socket_.Get(), lines.data(), lines.size(), MSG_NOSIGNAL | flags,
                  reinterpret_cast<const sockaddr*>(&address),
                  static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + address_.size()));
 }

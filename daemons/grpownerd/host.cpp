@@ -79,7 +79,7 @@ int Host::Run() {
     booter_ = std::make_unique<Booter>(owner_, view_, [this](bool isAllUp) {
         requests_.BootIsOver();
         (void)malloc_trim(0);  // what reading the configuration and the start of all have taken
-        supervisor_.Tell("READY=1\nSTATUS=" + view_.Status());
+        supervisor_.TellPatiently("READY=1\nSTATUS=" + view_.Status());
         if (!isAllUp) {
             std::fprintf(stderr, "grpownerd: not all base applications have started: %s\n",
                          view_.Status().c_str());
@@ -182,7 +182,7 @@ bool Host::BeginEnd() {
     sigaddset(&ends, SIGTERM);
     sigaddset(&ends, SIGINT);
     pthread_sigmask(SIG_UNBLOCK, &ends, nullptr);
-    supervisor_.Tell("STOPPING=1");
+    supervisor_.TellPatiently("STOPPING=1");
     return !requests_.StopAll([this] { Raise(allStopped_); });
 }
 

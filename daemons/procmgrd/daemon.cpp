@@ -67,7 +67,7 @@ int Daemon::Run() {
     // To stderr whatever is logged: scripts wait for this line.
     LogAlways("ready on " +
               GrpOwnerLinux::PipePath(workplace_.surroundings.runDirectory, kProcessName));
-    supervisor_.Tell("READY=1\nSTATUS=ready");
+    supervisor_.TellPatiently("READY=1\nSTATUS=ready");
     BeatWatchdog();
     loop_.Run();
     return 0;
@@ -272,7 +272,7 @@ void Daemon::BeginShutdown() {
     }
     shuttingDown_ = true;
     LogInfo("ending all groups");
-    supervisor_.Tell("STOPPING=1");
+    supervisor_.TellPatiently("STOPPING=1");
     server_->StopAccepting();
     for (auto& [name, owned] : owned_) {
         owned.group->End();
