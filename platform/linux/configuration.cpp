@@ -53,9 +53,11 @@ Configuration LoadConfiguration(const std::string& path,
     }
     Configuration configuration;
     if (!findings.HasErrors()) {
-        for (ApplicationEntry& entry : entries) {
+        // Copied, not moved: what they stay for would keep the pages of all that reading has taken.
+        configuration.manifests.reserve(entries.size());
+        for (const ApplicationEntry& entry : entries) {
             configuration.manifests.emplace_back(
-                std::make_shared<const ManifestFields>(std::move(entry.fields)));
+                std::make_shared<const ManifestFields>(entry.fields));
         }
     }
     configuration.diagnostics = findings.Take();
