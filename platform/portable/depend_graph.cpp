@@ -78,6 +78,9 @@ void DependGraph::Pop(const std::string& name) {
     if (entry != body_->numbers.end() && !body_->vertices[entry->second].hidden) {
         body_->Remove(entry->second);
     }
+    if (body_->visibleLeft == 0) {
+        body_.reset();  // a batch outlives its start
+    }
 }
 
 bool DependGraph::IsEmpty() const {
