@@ -61,9 +61,17 @@ Host::Host(const Options& options, const std::string& runDirectory,
       owner_(ProcMgr::ProcMgrGrpOwner::GetInstance()),
       signals_(BlockSignals()),
       pipeEnd_(Need(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")),
+      processBegun_(Need(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")),
       allStopped_(Need(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")),
       view_(configuration.manifests, options.showProgress),
       requests_(options, runDirectory, configuration, std::move(states), view_),
+      inbox_(
+          [](pid_t leader, NotifyInbox::Clock::time_point when) {
+              return GrpOwnerLinux::ApplicationOf(kProcessManager, leader, when);
+          },
+          [this](const NotifySender& sender, const NotifyMessage& message) {
+              OnNotify(sender, message);
+          }),
       notify_(runDirectory + "/" + options.name + ".notify", options.name) {
     for (const ApplicationManifest& manifest : configuration.manifests) {
         GrpOwnerLinux::SetHeartBeatPeriod(manifest.GetAppName(),
@@ -103,6 +111,11 @@ bool Host::Enable() {
         return OnAppState(name, pid, state);
     });
     GrpOwnerLinux::SetPipeEndHandler([this](int, const std::string& reason) { OnPipeEnd(reason); });
+    GrpOwnerLinux::SetProcessHandler([this] {
+        if (inbox_.IsAnybodyWaiting()) {
+            Raise(processBegun_);
+        }
+    });
     if (owner_.GrpOwnerEnable() != 0) {
         const std::string path = GrpOwnerLinux::PipePath(runDirectory_, kProcessManager);
         std::fprintf(stderr, "error: cannot own the group\n");
@@ -123,15 +136,15 @@ bool Host::Enable() {
     if (!requests_.CheckThatServed()) {
         return false;
     }
-    notify_.SetManager(GrpOwnerLinux::PipePeer(kProcessManager));
     (void)owner_.ReportSelfStateToPm(true);  // a lost process manager ends the loop anyway
     return true;
 }
 
 int Host::Loop() {
-    std::array<pollfd, 4> watched{
+    std::array<pollfd, 5> watched{
         pollfd{signals_.Get(), POLLIN, 0}, pollfd{pipeEnd_.Get(), POLLIN, 0},
-        pollfd{allStopped_.Get(), POLLIN, 0}, pollfd{notify_.Get(), POLLIN, 0}};
+        pollfd{allStopped_.Get(), POLLIN, 0}, pollfd{notify_.Get(), POLLIN, 0},
+        pollfd{processBegun_.Get(), POLLIN, 0}};
     const auto interval = supervisor_.WatchdogInterval().count();
     while (true) {
         (void)poll(watched.data(), watched.size(), interval > 0 ? static_cast<int>(interval) : -1);
@@ -139,9 +152,12 @@ int Host::Loop() {
             supervisor_.Tell("WATCHDOG=1");
         }
         if (watched[3].revents != 0) {
-            notify_.ReadSome([this](const NotifySender& sender, const NotifyMessage& message) {
-                OnNotify(sender, message);
+            notify_.ReadSome([this](pid_t leader, NotifyMessage message) {
+                inbox_.Take(leader, std::move(message));
             });
+        }
+        if (watched[4].revents != 0 && IsRaised(processBegun_)) {
+            inbox_.LookAgain();
         }
         if (watched[1].revents != 0 && IsRaised(pipeEnd_)) {
             std::lock_guard<std::mutex> lock(reasonMutex_);

@@ -9,6 +9,7 @@
 #include "daemons/common/unique_fd.h"
 #include "daemons/grpownerd/booter.h"
 #include "daemons/grpownerd/group_view.h"
+#include "daemons/grpownerd/notify_inbox.h"
 #include "daemons/grpownerd/notify_socket.h"
 #include "daemons/grpownerd/options.h"
 #include "daemons/grpownerd/requests.h"
@@ -46,14 +47,16 @@ private:
     ProcMgr::ProcMgrGrpOwner& owner_;
     Daemons::Supervisor supervisor_;
     Daemons::UniqueFd signals_;
-    Daemons::UniqueFd pipeEnd_;     // readable when the pipe to the process manager has ended
-    Daemons::UniqueFd allStopped_;  // readable when the end may come
+    Daemons::UniqueFd pipeEnd_;       // readable when the pipe to the process manager has ended
+    Daemons::UniqueFd processBegun_;  // readable when a message in the inbox may have a sender
+    Daemons::UniqueFd allStopped_;    // readable when the end may come
     std::atomic<bool> isEnding_{false};
     std::mutex reasonMutex_;
     std::string pipeEndReason_;  // guarded by reasonMutex_
     GroupView view_;
     Requests requests_;
     Worker restarts_;
+    NotifyInbox inbox_;
     NotifySocket notify_;
     std::unique_ptr<Booter> booter_;
 };

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <system_error>
 #include <utility>
@@ -54,14 +53,13 @@ Ancillary TakeAncillary(msghdr& message) {
 
 }  // namespace
 
-NotifySocket::NotifySocket(std::string path, std::string owner)
-    : path_(std::move(path)), owner_(std::move(owner)) {
+NotifySocket::NotifySocket(std::string path, const std::string& owner) : path_(std::move(path)) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     errno = ENAMETOOLONG;
     Require(path_.size() < sizeof(address.sun_path), path_);
     std::memcpy(address.sun_path, path_.c_str(), path_.size());
-    lock_.emplace(path_ + ".lock", "a group owner named `" + owner_ + "` serves " + path_ +
+    lock_.emplace(path_ + ".lock", "a group owner named `" + owner + "` serves " + path_ +
                                        " already; stop it, or choose another name with --name");
     socket_.Reset(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     Require(socket_.Get() >= 0, "socket");
@@ -102,14 +100,12 @@ bool NotifySocket::ReadOne(const Handler& handler) {
     if (length < 0) {
         return errno == EINTR;
     }
-    // Its descriptors are closed at the end of this function, when the message has been handled.
+    // Its descriptors are closed at the end of this function.
     const Ancillary ancillary = TakeAncillary(message);
-    const NotifySender sender = ResolveSender(ancillary.sender.pid, owner_, manager_);
-    if (!sender.application.empty()) {
-        handler(sender, ParseNotifyMessage(std::string_view(text, static_cast<size_t>(length))));
-    } else if (sender.error == EMFILE || sender.error == ENFILE) {
-        std::fprintf(stderr, "grpownerd: what pid %d has notified is lost: %s\n",
-                     ancillary.sender.pid, std::strerror(sender.error));
+    const pid_t sender = ancillary.sender.pid;               // 0: of no process that we can see
+    const pid_t leader = sender > 0 ? getpgid(sender) : -1;  // -1: it has gone
+    if (leader > 0) {
+        handler(leader, ParseNotifyMessage(std::string_view(text, static_cast<size_t>(length))));
     }
     return true;
 }

@@ -137,6 +137,7 @@ void Application::Launch(const LaunchRequest& request, ReportKind answer) {
         return;
     }
     Spawned spawned;
+    begun_ = std::chrono::steady_clock::now();
     const int error = workplace_.spawner.Spawn(plan, output_->WriteEnd(), spawned);
     for (const LaunchStatus& shortfall : spawned.shortfalls) {
         if (!shortfall.isFatal) {
@@ -151,6 +152,7 @@ void Application::Launch(const LaunchRequest& request, ReportKind answer) {
     }
     pid_ = spawned.pid;
     state_ = State::kRunning;
+    listener_.OnProcess(*this);
     workplace_.children.Expect(pid_, [this](int waitStatus) { OnEnded(waitStatus); });
     Tell(answer);
 }
@@ -165,6 +167,7 @@ void Application::OnEnded(int waitStatus) {
     const std::optional<LaunchRequest> next = std::move(next_);
     next_.reset();
     state_ = State::kDown;
+    listener_.OnProcess(*this);
     if (before == State::kTerminating && !(forGood_ && next)) {
         LogInfo(Label() + ": ended, " + ExitText(waitStatus) + ", as asked");
         Tell(ReportKind::kNormalExit);

@@ -31,6 +31,10 @@ public:
     virtual ~ApplicationListener() = default;
     virtual void OnReport(const Report& report) = 0;
 
+    /// Its process has just become the program, or has ended and is not known by its pid any more:
+    /// then it is down.
+    virtual void OnProcess(const Application& application) = 0;
+
     /// The process has ended and no other follows. The application may be destroyed in here.
     virtual void OnDown(Application& application) = 0;
 };
@@ -86,6 +90,9 @@ public:
     const std::string& Name() const { return name_; }
     State GetState() const { return state_; }
     pid_t Pid() const { return pid_; }
+
+    /// When its process was about to be made.
+    std::chrono::steady_clock::time_point Begun() const { return begun_; }
     OutputCapture* Output() { return output_ ? &*output_ : nullptr; }
 
 private:
@@ -109,6 +116,7 @@ private:
 
     State state_ = State::kDown;
     pid_t pid_ = 0;
+    std::chrono::steady_clock::time_point begun_;
     std::optional<LaunchRequest> next_;
     std::optional<EventLoop::TimerId> clock_;
     std::optional<std::chrono::steady_clock::time_point> endTold_;  // since the last launch

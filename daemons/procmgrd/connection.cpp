@@ -16,6 +16,7 @@ using GrpOwnerLinux::kPipeMagic;
 using GrpOwnerLinux::PipeFrameHeader;
 using GrpOwnerLinux::PipeFrameKind;
 using GrpOwnerLinux::PipeHello;
+using GrpOwnerLinux::PipeProcess;
 
 namespace {
 
@@ -173,6 +174,7 @@ void Connection::HandleHello(std::string_view payload) {
     welcome_ = true;
     loop_.Cancel(*timer_);
     timer_.reset();
+    handler_.OnWelcomed(*this);
 }
 
 void Connection::HandleCall(uint64_t sequence, std::string_view payload) {
@@ -198,6 +200,18 @@ void Connection::QueueRecord(const Record& record) {
     Queue(PipeFrameKind::kRequest, 0, Bytes(record), reports_ != nullptr ? reports_->Pushed() : 0);
 }
 
+// At once: the process may be about to say something to the owner.
+void Connection::TellProcess(pid_t pid, std::chrono::steady_clock::time_point begun,
+                             std::string_view application) {
+    const std::chrono::nanoseconds sinceBoot = begun.time_since_epoch();
+    const PipeProcess process{static_cast<uint64_t>(sinceBoot.count()), static_cast<uint32_t>(pid),
+                              static_cast<uint32_t>(application.size())};
+    std::string payload(reinterpret_cast<const char*>(&process), sizeof(process));
+    Queue(PipeFrameKind::kProcess, 0, payload.append(application), 0);
+    while (!closed_ && !blocked_ && IsFrameDue() && SendFrame()) {
+    }
+}
+
 void Connection::Queue(PipeFrameKind kind, uint64_t sequence, std::string_view payload,
                        uint64_t afterReports) {
     outgoing_.push_back({MakeFrame(kind, sequence, payload), afterReports});
@@ -213,16 +227,10 @@ void Connection::Flush() {
 
 // Whether there was something to send, and it is out.
 bool Connection::SendNext() {
-    const bool reportsWait = reports_ != nullptr && !reports_->Reports().empty();
-    if (!outgoing_.empty() &&
-        (!reportsWait || outgoing_.front().afterReports <= reports_->Popped())) {
-        const bool sent = Send(outgoing_.front().frame);
-        if (sent) {
-            outgoing_.pop_front();
-        }
-        return sent;
+    if (IsFrameDue()) {
+        return SendFrame();
     }
-    if (!reportsWait || !welcome_) {
+    if (!ReportsWait() || !welcome_) {
         return false;
     }
     Record record{};
@@ -232,6 +240,23 @@ bool Connection::SendNext() {
     }
     reports_->PopFront(count);
     return true;
+}
+
+bool Connection::ReportsWait() const {
+    return reports_ != nullptr && !reports_->Reports().empty();
+}
+
+bool Connection::IsFrameDue() const {
+    return !outgoing_.empty() &&
+           (!ReportsWait() || outgoing_.front().afterReports <= reports_->Popped());
+}
+
+bool Connection::SendFrame() {
+    const bool sent = Send(outgoing_.front().frame);
+    if (sent) {
+        outgoing_.pop_front();
+    }
+    return sent;
 }
 
 bool Connection::Send(const std::string& frame) {

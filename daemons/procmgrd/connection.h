@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <deque>
 #include <optional>
 #include <string>
@@ -25,6 +26,9 @@ public:
 
     /// @return what the welcome says: 0, or a negative errno, and then the connection ends
     virtual int32_t OnHello(Connection& connection) = 0;
+
+    /// The welcome is on its way, and whatever is said from here on comes behind it.
+    virtual void OnWelcomed(Connection& connection) = 0;
     virtual void OnRecord(Connection& connection, const Record& record) = 0;
     virtual int32_t OnCall(Connection& connection, const Record& record) = 0;
 
@@ -53,6 +57,12 @@ public:
     /// Queues a record that overtakes no report made before it.
     void QueueRecord(const Record& record);
 
+    /// Says which application's process that is, before anything that may still wait for reports.
+    /// @param begun  not after the process was made
+    /// @param application  empty: none any more
+    void TellProcess(pid_t pid, std::chrono::steady_clock::time_point begun,
+                     std::string_view application);
+
     /// Sends what can be sent now.
     void Flush();
 
@@ -80,6 +90,9 @@ private:
     void Queue(GrpOwnerLinux::PipeFrameKind kind, uint64_t sequence, std::string_view payload,
                uint64_t afterReports);
     bool SendNext();
+    bool ReportsWait() const;
+    bool IsFrameDue() const;
+    bool SendFrame();
     bool Send(const std::string& frame);
     void UpdateInterest();
     void Close(const std::string& reason);

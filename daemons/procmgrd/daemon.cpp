@@ -97,7 +97,15 @@ int32_t Daemon::OnHello(Connection& connection) {
     }
     Owned& owned = owned_[connection.Owner()];
     if (!owned.group) {
-        owned.group = std::make_unique<Group>(workplace_, faults_, connection.Owner());
+        owned.group = std::make_unique<Group>(
+            workplace_, faults_, connection.Owner(), [&owned](const Application& application) {
+                if (owned.connection != nullptr) {
+                    const bool isDown = application.GetState() == Application::State::kDown;
+                    owned.connection->TellProcess(
+                        application.Pid(), application.Begun(),
+                        isDown ? std::string_view() : std::string_view(application.Name()));
+                }
+            });
     }
     if (owned.grace) {
         loop_.Cancel(*owned.grace);
@@ -111,6 +119,10 @@ int32_t Daemon::OnHello(Connection& connection) {
     connection.SetReports(&owned.group->Reports());
     LogInfo(connection.Owner() + ": owned by pid " + std::to_string(connection.GetPeer().pid));
     return 0;
+}
+
+void Daemon::OnWelcomed(Connection& connection) {
+    owned_.at(connection.Owner()).group->TellProcesses();
 }
 
 Daemon::Owned* Daemon::OwnedBy(const Connection& connection) {

@@ -37,6 +37,7 @@ private:
 
     void OnAccepted(Daemons::UniqueFd socket);
     int32_t OnHello(Connection& connection) override;
+    void OnWelcomed(Connection& connection) override;
     void OnRecord(Connection& connection, const Record& record) override;
     int32_t OnCall(Connection& connection, const Record& record) override;
     void OnClosed(Connection& connection) override;

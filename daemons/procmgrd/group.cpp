@@ -39,8 +39,11 @@ QueriedState ToQueried(Application::State state) {
 
 }  // namespace
 
-Group::Group(Workplace& workplace, Faults& faults, std::string owner)
-    : workplace_(workplace), faults_(faults), owner_(std::move(owner)) {}
+Group::Group(Workplace& workplace, Faults& faults, std::string owner, ProcessHandler processHandler)
+    : workplace_(workplace),
+      faults_(faults),
+      owner_(std::move(owner)),
+      processHandler_(std::move(processHandler)) {}
 
 Group::~Group() {
     for (const EventLoop::TimerId& id : delayed_) {
@@ -118,6 +121,14 @@ std::vector<std::pair<std::string, QueriedState>> Group::Query(
     return states;
 }
 
+void Group::TellProcesses() const {
+    for (const auto& [name, application] : applications_) {
+        if (application->Pid() > 0 && name.size() <= kMaxName) {
+            processHandler_(*application);
+        }
+    }
+}
+
 void Group::End() {
     ending_ = true;
     EndNext();
@@ -173,6 +184,12 @@ void Group::Deliver(const Report& report) {
     reports_.Push(report);
     if (faults_.reportsSeen == faults_.duplicateReport) {
         reports_.Push(report);
+    }
+}
+
+void Group::OnProcess(const Application& application) {
+    if (application.Name().size() <= kMaxName) {
+        processHandler_(application);
     }
 }
 

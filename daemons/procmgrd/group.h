@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -19,7 +20,10 @@ namespace ProcMgrDaemon {
 /// as it lives, and can be restarted and terminated.
 class Group : public ApplicationListener {
 public:
-    Group(Workplace& workplace, Faults& faults, std::string owner);
+    /// Is told of each process that has begun or ended.
+    using ProcessHandler = std::function<void(const Application&)>;
+
+    Group(Workplace& workplace, Faults& faults, std::string owner, ProcessHandler processHandler);
     ~Group() override;
 
     /// Makes these the group's applications.
@@ -31,6 +35,9 @@ public:
     void Terminate(const std::vector<std::string>& names);
     std::vector<std::pair<std::string, QueriedState>> Query(
         const std::vector<std::string>& names) const;
+
+    /// Tells of each process that there is.
+    void TellProcesses() const;
 
     /// Ends all applications, dependants first; over when nothing is alive.
     void End();
@@ -49,6 +56,7 @@ public:
 
 private:
     void OnReport(const Report& report) override;
+    void OnProcess(const Application& application) override;
     void OnDown(Application& application) override;
 
     template <typename Act>
@@ -60,6 +68,7 @@ private:
     Workplace& workplace_;
     Faults& faults_;
     const std::string owner_;
+    const ProcessHandler processHandler_;
     std::map<std::string, std::unique_ptr<Application>> applications_;
     std::set<std::string> configured_;  // names of the present configuration
     ReportQueue reports_;

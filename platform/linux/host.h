@@ -3,6 +3,7 @@
 // pipe, what virtual files tell and allow, the heartbeats that arrive at the host and their
 // periods, the match data, and the configuration checker. The core never includes this.
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -38,9 +39,18 @@ using PipeEndHandler = std::function<void(int fd, const std::string& reason)>;
 /// To be set before the pipe is opened.
 GRPOWNER_PLATFORM_EXPORT void SetPipeEndHandler(PipeEndHandler handler);
 
-/// The pid of the process that serves the newest pipe to that name, as the kernel knows it; 0 when
-/// there is no pipe to it.
-GRPOWNER_PLATFORM_EXPORT int PipePeer(std::string_view target);
+/// Called, on a thread of the pipe, when the process manager has told of a new process. Nothing is
+/// read from the pipe meanwhile.
+using ProcessHandler = std::function<void()>;
+
+/// To be set before the pipe is opened.
+GRPOWNER_PLATFORM_EXPORT void SetProcessHandler(ProcessHandler handler);
+
+/// The application whose process this was at that time and still is, as the process manager has
+/// told over the newest pipe to it. Empty: none of this owner's, none any more, or not told yet.
+/// @param leader the process, and the process group that it leads
+GRPOWNER_PLATFORM_EXPORT std::string ApplicationOf(std::string_view processManager, int leader,
+                                                   std::chrono::steady_clock::time_point when);
 
 // --- Virtual files and queues --------------------------------------------------------------------
 

@@ -13,23 +13,16 @@
 namespace GrpOwnerLinux {
 
 PipeConnection::PipeConnection(int handle, int socket, std::string target,
-                               EzcomRequestHandler handler, int timeoutMs,
-                               PipeEndHandler endHandler)
+                               EzcomRequestHandler handler, int timeoutMs, PipeHandlers handlers)
     : handle_(handle),
       socket_(socket),
       target_(std::move(target)),
       handler_(handler),
       timeoutMs_(timeoutMs),
-      endHandler_(std::move(endHandler)) {}
+      handlers_(std::move(handlers)) {}
 
 PipeConnection::~PipeConnection() {
     close(socket_);
-}
-
-int PipeConnection::PeerPid() const {
-    ucred peer{};
-    socklen_t size = sizeof(peer);
-    return getsockopt(socket_, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 ? peer.pid : 0;
 }
 
 void PipeConnection::Start() {
@@ -166,8 +159,8 @@ void PipeConnection::TellEnd(std::unique_lock<std::mutex>& lock) {
     isHandling_ = true;
     handlingBy_ = std::this_thread::get_id();
     lock.unlock();
-    if (endHandler_) {
-        endHandler_(handle_, endReason_);
+    if (handlers_.end) {
+        handlers_.end(handle_, endReason_);
     }
     lock.lock();
     isHandling_ = false;
@@ -229,6 +222,17 @@ bool PipeConnection::Accept(const PipeFrameHeader& header, const char* payload,
             }
             std::lock_guard<std::mutex> lock(mutex_);
             requests_.emplace_back(payload, payload + header.size);
+            return true;
+        }
+        case PipeFrameKind::kProcess: {
+            const auto news = processes_.Take({payload, header.size});
+            if (news == ProcessTable::News::kNonsense) {
+                reason = "the peer has sent word of a process that makes no sense";
+                return false;
+            }
+            if (news == ProcessTable::News::kBegun && handlers_.process) {
+                handlers_.process();
+            }
             return true;
         }
         default:

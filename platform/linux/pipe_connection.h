@@ -15,9 +15,16 @@
 
 #include "platform/linux/host.h"
 #include "platform/linux/pipe_frame.h"
+#include "platform/linux/process_table.h"
 #include "platform/pipe_service.h"
 
 namespace GrpOwnerLinux {
+
+/// Who is told what beside the requests; may be empty.
+struct PipeHandlers {
+    PipeEndHandler end;      // the pipe has ended without Close
+    ProcessHandler process;  // the table of processes has a new one
+};
 
 /// One pipe and its two threads. One of them reads a frame at a time and calls the request handler
 /// itself: a report costs no second wake-up. While it is in the handler and somebody waits for an
@@ -29,12 +36,13 @@ namespace GrpOwnerLinux {
 ///
 /// Senders are any threads; a packet goes whole or not at all, so they need no lock. The mutex
 /// guards the calls that wait, the queue and the ends; no function of others is called under it.
+/// What is told of processes goes into a table at once, whatever waits in the queue.
 /// Both threads keep the connection alive until they end.
 class PipeConnection : public std::enable_shared_from_this<PipeConnection> {
 public:
-    /// Takes the socket over. `endHandler` is told when the pipe ends without Close.
+    /// Takes the socket over.
     PipeConnection(int handle, int socket, std::string target, EzcomRequestHandler handler,
-                   int timeoutMs, PipeEndHandler endHandler);
+                   int timeoutMs, PipeHandlers handlers);
     ~PipeConnection();
     PipeConnection(const PipeConnection&) = delete;
     PipeConnection& operator=(const PipeConnection&) = delete;
@@ -51,9 +59,7 @@ public:
 
     const std::string& Target() const { return target_; }
     int TimeoutMs() const { return timeoutMs_; }
-
-    /// The pid of the process that serves the other end; 0 when the kernel does not tell.
-    int PeerPid() const;
+    const ProcessTable& Processes() const { return processes_; }
 
 private:
     struct WaitingCall {
@@ -77,8 +83,9 @@ private:
     const std::string target_;
     const EzcomRequestHandler handler_;
     const int timeoutMs_;
-    const PipeEndHandler endHandler_;
+    const PipeHandlers handlers_;
 
+    ProcessTable processes_;
     std::atomic<bool> isDead_{false};  // nothing goes out any more
     std::mutex mutex_;
     std::condition_variable answered_;  // a call is done, or the pipe has ended

@@ -8,7 +8,8 @@
 // The opener sends kHello first (payload: PipeHello and its name) and the acceptor answers kWelcome
 // (payload: int32 result, 0 or negative errno). Then, in any order:
 //   opener to acceptor    kRequest, kCall (with a sequence number above 0), kHeartBeat (empty)
-//   acceptor to opener    kRequest, kAnswer (sequence number of the call)
+//   acceptor to opener    kRequest, kAnswer (sequence number of the call), kProcess (PipeProcess and
+//                         the application's name): which process is which application's
 // A frame that breaks this ends the connection.
 
 #include <cstdint>
@@ -19,6 +20,7 @@ namespace GrpOwnerLinux {
 inline constexpr uint32_t kPipeMagic = 0x31504f47;  // "GOP1"
 inline constexpr uint32_t kMaxPipePayload = 8192;   // bytes
 inline constexpr uint32_t kMaxProcessName = 128;    // bytes
+inline constexpr uint32_t kMaxPid = 1U << 22;       // that Linux has
 
 enum class PipeFrameKind : uint32_t {
     kHello = 1,
@@ -27,6 +29,7 @@ enum class PipeFrameKind : uint32_t {
     kCall = 4,
     kAnswer = 5,
     kHeartBeat = 6,
+    kProcess = 7,
 };
 
 struct PipeFrameHeader {
@@ -44,5 +47,14 @@ struct PipeHello {
     uint32_t nameLength;  // 1 to kMaxProcessName
 };
 static_assert(sizeof(PipeHello) == 8);
+
+/// Payload of kProcess, said for each process that there is when an owner has connected, and then
+/// whenever one has begun or ended; `nameLength` bytes of the application's name follow.
+struct PipeProcess {
+    uint64_t begun;       // nanoseconds of the monotonic clock, not after the process was made
+    uint32_t pid;         // 1 to kMaxPid; the process leads a process group of its own
+    uint32_t nameLength;  // 0: the process has ended
+};
+static_assert(sizeof(PipeProcess) == 16 && std::is_trivially_copyable_v<PipeProcess>);
 
 }  // namespace GrpOwnerLinux

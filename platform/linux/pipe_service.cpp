@@ -25,7 +25,7 @@ struct Pipes {
     std::mutex mutex;
     std::map<int, ConnectionPtr> byHandle;
     int lastHandle = 0;
-    PipeEndHandler endHandler;
+    PipeHandlers handlers;
 };
 
 // Never destroyed: the threads of open pipes go on while the process exits.
@@ -83,7 +83,13 @@ int CallSync(int handle, const EzcomRequest* request, EzcomResponse* response,
 void SetPipeEndHandler(PipeEndHandler handler) {
     Pipes& pipes = AllPipes();
     std::lock_guard<std::mutex> lock(pipes.mutex);
-    pipes.endHandler = std::move(handler);
+    pipes.handlers.end = std::move(handler);
+}
+
+void SetProcessHandler(ProcessHandler handler) {
+    Pipes& pipes = AllPipes();
+    std::lock_guard<std::mutex> lock(pipes.mutex);
+    pipes.handlers.process = std::move(handler);
 }
 
 int SendPipeHeartBeat(std::string_view target) {
@@ -91,9 +97,10 @@ int SendPipeHeartBeat(std::string_view target) {
     return pipe == nullptr ? -ENOTCONN : pipe->Send(PipeFrameKind::kHeartBeat, 0, nullptr, 0);
 }
 
-int PipePeer(std::string_view target) {
-    const ConnectionPtr pipe = FindNewest(target);
-    return pipe == nullptr ? 0 : pipe->PeerPid();
+std::string ApplicationOf(std::string_view processManager, int leader,
+                          std::chrono::steady_clock::time_point when) {
+    const ConnectionPtr pipe = FindNewest(processManager);
+    return pipe == nullptr ? std::string() : pipe->Processes().ApplicationOf(leader, when);
 }
 
 }  // namespace GrpOwnerLinux
@@ -117,7 +124,7 @@ int EzcomOpen(const EzcomOpenParams* params) {
     std::lock_guard<std::mutex> lock(pipes.mutex);
     const int handle = ++pipes.lastHandle;
     auto connection = std::make_shared<PipeConnection>(
-        handle, socket, params->targetName, params->handler, params->timeoutMs, pipes.endHandler);
+        handle, socket, params->targetName, params->handler, params->timeoutMs, pipes.handlers);
     try {
         connection->Start();
     } catch (const std::system_error&) {

@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     std::promise<void> ended;
     const auto connection = std::make_shared<PipeConnection>(
         1, pair.theirs, "peer", [](int, const EzcomRequest*) {}, 1000,
-        [&ended](int, const std::string&) { ended.set_value(); });
+        PipeHandlers{[&ended](int, const std::string&) { ended.set_value(); }, [] {}});
     connection->Start();
     std::thread caller([&connection] {
         std::vector<char> answer;

@@ -13,6 +13,7 @@ public:
     explicit Handler(EventLoop& loop) : loop_(loop) {}
 
     int32_t OnHello(Connection& /*connection*/) override { return 0; }
+    void OnWelcomed(Connection& connection) override { connection.TellProcess(1, {}, "probe"); }
     void OnRecord(Connection& connection, const Record& record) override {
         connection.QueueRecord(record);
     }

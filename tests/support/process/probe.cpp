@@ -1,6 +1,6 @@
 // The application of the tests with real processes. It prints what happens to it, a line at a time:
 //   begun NAME, pid PID   first of all     ready NAME   just before it says READY=1
-//   down NAME             at SIGTERM       heard NAME   the owner has handled its READY=1
+//   down NAME             at SIGTERM       heard NAME   the owner has read its READY=1
 //
 //   probe [stay [STATUS]]  stays; its end has that status     probe stubborn  stays at SIGTERM too
 //   probe ready            says READY=1 as `systemd-notify` does

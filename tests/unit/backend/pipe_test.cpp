@@ -160,9 +160,18 @@ protected:
         GrpOwnerLinux::SetPipeEndHandler([](int fd, const std::string& reason) {
             Told::Instance().Add("end of " + std::to_string(fd) + ": " + reason);
         });
+        GrpOwnerLinux::SetProcessHandler([] { Told::Instance().Add("process"); });
         fd_ = OpenPipe(server_, HandleRequest);
     }
     ~Pipe() override { CloseWhenIdle(fd_); }
+
+    // A call that the server answers with its own text, after all that it has said before.
+    std::string CallAcross(const std::string& text) {
+        auto call = CallAside(fd_, text);
+        const Frame frame = server_.Receive();
+        server_.Send(Kind::kAnswer, frame.sequence, frame.payload);
+        return call.get();
+    }
 
     PipeServer server_;
     int fd_ = -1;
@@ -248,6 +257,36 @@ TEST_F(Pipe, DropsALateAnswer) {
     EXPECT_EQ(next.get(), "own");
 }
 
+// The payload that says whose process that is.
+std::string Word(uint64_t begun, uint32_t pid, const std::string& name) {
+    const auto length = static_cast<uint32_t>(name.size());
+    return GrpOwnerTest::Bytes(GrpOwnerLinux::PipeProcess{begun, pid, length}, name);
+}
+
+// Whatever a handler of requests does meanwhile, as long as somebody reads. A process counts from
+// its beginning to the word of its end, so nothing that another of this pid has said is its own.
+TEST_F(Pipe, KnowsWhoseAProcessIs) {
+    using Time = std::chrono::steady_clock::time_point;
+    const auto whoIs = [](int pid, int when) {
+        return GrpOwnerLinux::ApplicationOf("PM", pid, Time(std::chrono::nanoseconds(when)));
+    };
+    const auto tell = [this](uint64_t begun, uint32_t pid, const std::string& name) {
+        server_.Send(Kind::kProcess, 0, Word(begun, pid, name));
+    };
+    EXPECT_EQ(whoIs(7, 50), "");
+    tell(50, 7, "cam");
+    tell(50, 8, "nav");
+    tell(0, 8, "");
+    tell(60, 9, "nav");
+    EXPECT_EQ(CallAcross("all read"), "all read");
+    EXPECT_EQ(Told::Instance().WaitFor(3), Lines(3, "process"));
+    EXPECT_EQ(whoIs(7, 49) + whoIs(7, 50) + whoIs(8, 99) + whoIs(9, 99), "camnav");
+    tell(0, 7, "");
+    tell(70, 8, "cam");
+    EXPECT_EQ(CallAcross("all read"), "all read");
+    EXPECT_EQ(whoIs(7, 99) + whoIs(8, 99), "cam");
+}
+
 // After the good ones, and the peer learns of it; the handler of the end may close what has ended.
 TEST_F(Pipe, EndsAtAHostileFrame) {
     GrpOwnerLinux::SetPipeEndHandler([](int fd, const std::string& reason) {
@@ -268,6 +307,10 @@ TEST_F(Pipe, EndsAtAHostileFrame) {
         {"kind unknown", header({kPipeMagic, 99, 0, 1, 0})},
         {"kind of the opener", PipeFrame(Kind::kCall, 1, "x")},
         {"welcome again", Welcome(0)},
+        {"process cut short", PipeFrame(Kind::kProcess, 0, Word(1, 1, "").substr(1))},
+        {"process 0", PipeFrame(Kind::kProcess, 0, Word(1, 0, "cam"))},
+        {"process too big", PipeFrame(Kind::kProcess, 0, Word(1, GrpOwnerLinux::kMaxPid + 1, "a"))},
+        {"name cut short", PipeFrame(Kind::kProcess, 0, Word(1, 1, "cam").substr(0, 18))},
     };
     for (const auto& [what, packet] : cases) {
         PipeServer server;

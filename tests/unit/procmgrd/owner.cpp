@@ -82,6 +82,9 @@ void Owner::TakeNext() {
     if (!frame) {
         throw std::runtime_error("hung up");
     }
+    if (frame->kind == PipeFrameKind::kProcess) {
+        return;  // told in reports too
+    }
     if (frame->kind == PipeFrameKind::kAnswer) {
         answer_ = frame->payload;
         return;
