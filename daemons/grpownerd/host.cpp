@@ -152,8 +152,8 @@ int Host::Loop() {
             supervisor_.Tell("WATCHDOG=1");
         }
         if (watched[3].revents != 0) {
-            notify_.ReadSome([this](pid_t leader, NotifyMessage message) {
-                inbox_.Take(leader, std::move(message));
+            notify_.ReadSome([this](pid_t leader, const NotifyMessage& message) {
+                inbox_.Take(leader, message);
             });
         }
         if (watched[4].revents != 0 && IsRaised(processBegun_)) {

@@ -17,8 +17,8 @@ constexpr std::chrono::seconds kPatience{60};
 NotifyInbox::NotifyInbox(Finder finder, Handler handler)
     : finder_(std::move(finder)), handler_(std::move(handler)) {}
 
-void NotifyInbox::Take(pid_t leader, NotifyMessage message) {
-    Waiting taken{leader, Clock::now(), std::move(message)};
+void NotifyInbox::Take(pid_t leader, const NotifyMessage& message) {
+    const Waiting taken{leader, Clock::now(), message};
     DropOld(taken.since);
     if (!Waits(leader) && Handle(taken)) {
         return;
@@ -26,7 +26,7 @@ void NotifyInbox::Take(pid_t leader, NotifyMessage message) {
     if (waiting_.size() == kMostWaiting) {
         waiting_.pop_front();
     }
-    waiting_.push_back(std::move(taken));
+    waiting_.push_back(taken);
     isAnybodyWaiting_ = true;
     LookAt(leader);  // once more: nobody tells of what has become known before that was set
 }
@@ -36,9 +36,9 @@ void NotifyInbox::LookAt(pid_t leader) {
     DropOld(Clock::now());
     std::deque<Waiting> before;
     before.swap(waiting_);
-    for (Waiting& one : before) {
+    for (const Waiting& one : before) {
         if ((leader != 0 && leader != one.leader) || !Handle(one)) {
-            waiting_.push_back(std::move(one));
+            waiting_.push_back(one);
         }
     }
     isAnybodyWaiting_ = !waiting_.empty();

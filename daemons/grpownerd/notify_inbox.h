@@ -26,7 +26,7 @@ public:
     NotifyInbox(Finder finder, Handler handler);
 
     /// @param leader of the sender's process group, which the sender belonged to just now
-    void Take(pid_t leader, NotifyMessage message);
+    void Take(pid_t leader, const NotifyMessage& message);
 
     /// To be called when a new process may have become known and somebody waits.
     void LookAgain() { LookAt(0); }

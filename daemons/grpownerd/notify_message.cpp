@@ -2,12 +2,6 @@
 
 namespace GrpOwnerDaemon {
 
-namespace {
-
-constexpr std::string_view kStatus = "STATUS=";
-
-}  // namespace
-
 NotifyMessage ParseNotifyMessage(std::string_view text) {
     NotifyMessage message;
     while (!text.empty()) {
@@ -16,9 +10,6 @@ NotifyMessage ParseNotifyMessage(std::string_view text) {
         message.isReady |= line == "READY=1";
         message.isStopping |= line == "STOPPING=1";
         message.isHeartBeat |= line == "WATCHDOG=1";
-        if (line.substr(0, kStatus.size()) == kStatus) {
-            message.status = line.substr(kStatus.size());
-        }
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
     return message;

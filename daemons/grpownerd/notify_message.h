@@ -12,7 +12,6 @@ struct NotifyMessage {
     bool isReady = false;
     bool isStopping = false;
     bool isHeartBeat = false;
-    std::string status;  // its own words; may be empty
 };
 
 /// Lines that are not ours to know are skipped.

@@ -17,7 +17,7 @@ namespace GrpOwnerDaemon {
 /// of its own. What a sender says of itself does not count. Used by one thread.
 class NotifySocket {
 public:
-    using Handler = std::function<void(pid_t leader, NotifyMessage)>;
+    using Handler = std::function<void(pid_t leader, const NotifyMessage&)>;
 
     /// @throw std::runtime_error when the socket cannot be had, or another owner of this name has
     /// it

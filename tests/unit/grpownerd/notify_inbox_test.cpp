@@ -25,28 +25,28 @@ TEST(NotifyInbox, MessagesWaitInOrderForTheWordOfTheirProcess) {
             return name;
         },
         [&](const NotifySender& sender, const NotifyMessage& message) {
-            handled.push_back(sender.application + " " + message.status);
+            handled.push_back(sender.application + (message.isReady ? " ready" : " beats"));
         });
-    const auto say = [&inbox](pid_t leader, const std::string& status) {
-        inbox.Take(leader, ParseNotifyMessage("STATUS=" + status));
+    const auto say = [&inbox](pid_t leader, const char* words) {
+        inbox.Take(leader, ParseNotifyMessage(words));
     };
     constexpr pid_t kStranger = 9;
-    say(kStranger, "I am bus");
-    say(2, "early");
-    say(1, "known");
-    EXPECT_EQ(handled, Lines{"bus known"});
+    say(kStranger, "READY=1\nSTATUS=I am bus");
+    say(2, "READY=1");
+    say(1, "STATUS=up\nREADY=1\n");
+    EXPECT_EQ(handled, Lines{"bus ready"});
     EXPECT_TRUE(inbox.IsAnybodyWaiting());
     known[2] = "camera";
-    say(2, "late");  // before anybody has looked again
-    EXPECT_EQ(handled, (Lines{"bus known", "camera early", "camera late"}));
-    say(3, "early");
+    say(2, "WATCHDOG=1");  // before anybody has looked again
+    EXPECT_EQ(handled, (Lines{"bus ready", "camera ready", "camera beats"}));
+    say(3, "READY=1");
     known[3] = "lidar";
     inbox.LookAgain();
     learnsMeanwhile[4] = "radar";  // between the look and the wait for a word of it
-    say(4, "early");
-    EXPECT_EQ(Lines(handled.begin() + 3, handled.end()), (Lines{"lidar early", "radar early"}));
+    say(4, "READY=1");
+    EXPECT_EQ(Lines(handled.begin() + 3, handled.end()), (Lines{"lidar ready", "radar ready"}));
     for (int i = 0; i < 1024; ++i) {
-        say(5, "flood");
+        say(5, "READY=1");
     }
     known[kStranger] = "bus";  // whose message has given way
     inbox.LookAgain();
