@@ -31,13 +31,20 @@ struct Prepared {
     Configuration configuration;
 };
 
-/// What the service knows. Any thread; the mutex guards all of it, the map itself never changes, so
-/// that graphs are built without the lock.
+/// The dependencies, and whichever of the two they are seen in.
+struct Known {
+    std::vector<ApplicationManifest> manifests;
+    DependsMap map;
+    Dependencies depends;
+};
+
+/// What the service knows. Any thread; the mutex guards all of it. What is known of dependencies
+/// never changes itself, so that graphs are built without the lock.
 struct Service {
     std::mutex mutex;
     ParseAndDepend::MatchData matchData;
     std::optional<Prepared> prepared;
-    std::shared_ptr<const DependsMap> depends = std::make_shared<DependsMap>();
+    std::shared_ptr<const Known> known = std::make_shared<Known>();
     std::set<std::string> templates;
 };
 
@@ -47,9 +54,9 @@ Service& State() {
     return service;
 }
 
-std::shared_ptr<const DependsMap> Depends() {
+std::shared_ptr<const Known> WhatIsKnown() {
     const std::lock_guard<std::mutex> lock(State().mutex);
-    return State().depends;
+    return State().known;
 }
 
 void LogLines(int level, std::string_view text) {
@@ -74,16 +81,17 @@ void Log(const std::vector<Diagnostic>& diagnostics) {
 }
 
 void Remember(const std::vector<ApplicationManifest>& manifests) {
-    auto depends = std::make_shared<DependsMap>();
+    auto known = std::make_shared<Known>();
+    known->manifests = manifests;
+    known->depends = Dependencies(known->manifests);
     std::set<std::string> templates;
     for (const ApplicationManifest& manifest : manifests) {
-        depends->emplace(manifest.GetAppName(), manifest.GetDependList());
         if (manifest.GetIsDynamicPara()) {
             templates.insert(manifest.GetAppName());
         }
     }
     const std::lock_guard<std::mutex> lock(State().mutex);
-    State().depends = std::move(depends);
+    State().known = std::move(known);
     State().templates = std::move(templates);
 }
 
@@ -143,26 +151,28 @@ int ParseAndDepend::ParseYaml(ParamType /*type*/, const std::string& path,
 }
 
 void ParseAndDepend::SetApplicationDependsMap(const DependsMap& depends) {
-    auto copy = std::make_shared<const DependsMap>(depends);
+    auto known = std::make_shared<Known>();
+    known->map = depends;
+    known->depends = Dependencies(known->map);
     const std::lock_guard<std::mutex> lock(State().mutex);
-    State().depends = std::move(copy);
+    State().known = std::move(known);
 }
 
 ParseAndDepend::DependsMap ParseAndDepend::GetApplicationDependsMap() const {
-    return *Depends();
+    return WhatIsKnown()->depends.ToMap();
 }
 
 bool ParseAndDepend::GetStartGraphWithErrApp(const std::vector<std::string>& names,
                                              DependGraph& graph,
                                              std::vector<std::string>& unknown) const {
-    graph = BuildStartGraph(*Depends(), names, unknown);
+    graph = BuildStartGraph(WhatIsKnown()->depends, names, unknown);
     return true;
 }
 
 bool ParseAndDepend::GetTermGraphWithErrApp(const std::vector<std::string>& names,
                                             DependGraph& graph,
                                             std::vector<std::string>& unknown) const {
-    graph = BuildTermGraph(*Depends(), names, unknown);
+    graph = BuildTermGraph(WhatIsKnown()->depends, names, unknown);
     return true;
 }
 

@@ -6,13 +6,11 @@
 
 namespace {
 
-using DependsMap = ParseAndDepend::DependsMap;
-
-std::set<std::string> KnownNames(const DependsMap& depends, const std::vector<std::string>& names,
+std::set<std::string> KnownNames(const Dependencies& depends, const std::vector<std::string>& names,
                                  std::vector<std::string>& unknown) {
     std::set<std::string> known;
     for (const std::string& name : names) {
-        if (depends.count(name) > 0) {
+        if (depends.Find(name) != nullptr) {
             known.insert(name);
         } else {
             unknown.push_back(name);
@@ -21,23 +19,23 @@ std::set<std::string> KnownNames(const DependsMap& depends, const std::vector<st
     return known;
 }
 
-// The part of the map that can be reached from `roots`, along the dependencies.
-std::vector<DependsMap::const_iterator> Reach(const DependsMap& depends,
+// What can be reached from `roots`, along the dependencies.
+std::vector<const Dependencies::Entry*> Reach(const Dependencies& depends,
                                               const std::set<std::string>& roots) {
     std::set<std::string> seen(roots);
-    std::vector<DependsMap::const_iterator> reached;
-    std::vector<DependsMap::const_iterator> toVisit;
+    std::vector<const Dependencies::Entry*> reached;
+    std::vector<const Dependencies::Entry*> toVisit;
     toVisit.reserve(roots.size());
     for (const std::string& root : roots) {
-        toVisit.push_back(depends.find(root));
+        toVisit.push_back(depends.Find(root));
     }
     while (!toVisit.empty()) {
-        const auto entry = toVisit.back();
+        const Dependencies::Entry* const entry = toVisit.back();
         toVisit.pop_back();
         reached.push_back(entry);
-        for (const std::string& dependency : entry->second) {
-            const auto next = depends.find(dependency);
-            if (next != depends.end() && seen.insert(dependency).second) {
+        for (const std::string& dependency : *entry->depends) {
+            const Dependencies::Entry* const next = depends.Find(dependency);
+            if (next != nullptr && seen.insert(dependency).second) {
                 toVisit.push_back(next);
             }
         }
@@ -47,13 +45,14 @@ std::vector<DependsMap::const_iterator> Reach(const DependsMap& depends,
 
 }  // namespace
 
-DependGraph BuildStartGraph(const DependsMap& depends, const std::vector<std::string>& names,
+DependGraph BuildStartGraph(const Dependencies& depends, const std::vector<std::string>& names,
                             std::vector<std::string>& unknown) {
     auto body = std::make_unique<DependGraph::Body>();
-    for (const auto& entry : Reach(depends, KnownNames(depends, names, unknown))) {
-        const size_t application = body->AddVertex(entry->first, false);
-        for (const std::string& dependency : entry->second) {
-            if (depends.count(dependency) > 0) {
+    for (const Dependencies::Entry* const entry :
+         Reach(depends, KnownNames(depends, names, unknown))) {
+        const size_t application = body->AddVertex(*entry->name, false);
+        for (const std::string& dependency : *entry->depends) {
+            if (depends.Find(dependency) != nullptr) {
                 body->AddEdge(body->AddVertex(dependency, false), application);
             }
         }
@@ -62,15 +61,15 @@ DependGraph BuildStartGraph(const DependsMap& depends, const std::vector<std::st
     return DependGraph(std::move(body));
 }
 
-DependGraph BuildTermGraph(const DependsMap& depends, const std::vector<std::string>& names,
+DependGraph BuildTermGraph(const Dependencies& depends, const std::vector<std::string>& names,
                            std::vector<std::string>& unknown) {
     auto body = std::make_unique<DependGraph::Body>();
     const std::set<std::string> requested = KnownNames(depends, names, unknown);
-    for (const auto& entry : Reach(depends, requested)) {
+    for (const Dependencies::Entry* const entry : Reach(depends, requested)) {
         const size_t application =
-            body->AddVertex(entry->first, requested.count(entry->first) == 0);
-        for (const std::string& dependency : entry->second) {
-            if (depends.count(dependency) > 0) {
+            body->AddVertex(*entry->name, requested.count(*entry->name) == 0);
+        for (const std::string& dependency : *entry->depends) {
+            if (depends.Find(dependency) != nullptr) {
                 const bool hidden = requested.count(dependency) == 0;
                 body->AddEdge(application, body->AddVertex(dependency, hidden));
             }
