@@ -47,8 +47,7 @@ Application::Application(const ApplicationManifest& manifest, const std::string&
     : appName_(name.empty() ? manifest.GetAppName() : name),
       manifest_(manifest),
       detailStatus_(kDetailStatusUnknown),
-      state_(std::make_shared<InitApplicationState>(this)),
-      arguments_(manifest.GetArguments()) {}
+      state_(std::make_shared<InitApplicationState>(this)) {}
 
 // A state object knows its application by address, so the new record gets one of its own.
 Application::Application(Application&& other)  // NOLINT(performance-noexcept-move-constructor)
@@ -66,12 +65,16 @@ Application::~Application() = default;
 
 std::vector<std::string> Application::GetArguments() const {
     MutexLock lock(parameterMutex_);
-    return arguments_;
+    return arguments_ ? *arguments_ : manifest_.GetArguments();
 }
 
 void Application::SetArguments(const std::vector<std::string>& arguments) {
     MutexLock lock(parameterMutex_);
-    arguments_ = arguments;
+    if (arguments == manifest_.GetArguments()) {
+        arguments_.reset();
+    } else {
+        arguments_ = arguments;
+    }
 }
 
 DynamicParas Application::GetDynamicParas() const {

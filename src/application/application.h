@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -110,7 +111,8 @@ private:
     std::unique_ptr<DataMaster::Timer> restartTimer_ GUARDED_BY(mutex_);  // made on first use
     std::atomic<uint32_t> restartCount_{0};                               // in the current window
     mutable Mutex parameterMutex_;                                        // a leaf
-    std::vector<std::string> arguments_ GUARDED_BY(parameterMutex_);
+    // Where they differ from the manifest's.
+    std::optional<std::vector<std::string>> arguments_ GUARDED_BY(parameterMutex_);
     DynamicParas dynamicParas_ GUARDED_BY(parameterMutex_);  // of the last accepted request
 };
 
