@@ -2,6 +2,8 @@
 
 #include <syslog.h>
 
+#include <algorithm>
+
 #include "grpowner/ss_to_owner_server.h"
 
 namespace GrpOwnerDaemon {
@@ -11,8 +13,7 @@ using GrpOwnerClient::kEventOther;
 
 EventReporter::EventReporter(const std::vector<ApplicationManifest>& manifests) {
     for (const ApplicationManifest& manifest : manifests) {
-        const auto number = static_cast<uint32_t>(numbers_.size());
-        numbers_.emplace(manifest.GetAppName(), number);
+        names_.push_back(manifest.GetAppName());
     }
 }
 
@@ -32,9 +33,9 @@ void EventReporter::TellState(Kind kind, int state) {
 }
 
 void EventReporter::TellApplication(Kind kind, const std::string& name) {
-    const auto found = numbers_.find(name);
-    Tell(kind,
-         found != numbers_.end() && found->second < kEventOther ? found->second : kEventOther);
+    const auto found = std::find(names_.begin(), names_.end(), name);
+    const auto number = static_cast<uint32_t>(found - names_.begin());
+    Tell(kind, found == names_.end() ? kEventOther : std::min(number, kEventOther));
 }
 
 void EventReporter::Tell(Kind kind, uint32_t number) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -32,8 +31,8 @@ public:
 private:
     void Tell(Kind kind, uint32_t number);
 
-    std::map<std::string, uint32_t> numbers_;  // of applications; constant after construction
-    std::unique_ptr<Worker> worker_;           // constant after Open
+    std::vector<std::string> names_;  // of applications, by number; constant after construction
+    std::unique_ptr<Worker> worker_;  // constant after Open
 };
 
 }  // namespace GrpOwnerDaemon

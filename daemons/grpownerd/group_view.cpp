@@ -1,6 +1,7 @@
 #include "daemons/grpownerd/group_view.h"
 
 #include <langinfo.h>
+#include <locale.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -18,32 +19,34 @@ std::string Seconds(std::chrono::steady_clock::duration duration) {
     return text;
 }
 
+// Of the environment's language no more is wanted than this, so it is not kept.
+bool IsUtf8() {
+    const locale_t language = newlocale(LC_CTYPE_MASK, "", nullptr);
+    if (language == nullptr) {
+        return false;
+    }
+    const bool isUtf8 = std::strcmp(nl_langinfo_l(CODESET, language), "UTF-8") == 0;
+    freelocale(language);
+    return isUtf8;
+}
+
 }  // namespace
 
 GroupView::GroupView(const std::vector<ApplicationManifest>& manifests, bool showProgress)
-    : showProgress_(showProgress),
-      isUtf8_(std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0),
-      begin_(std::chrono::steady_clock::now()) {
+    : showProgress_(showProgress), isUtf8_(IsUtf8()), begin_(std::chrono::steady_clock::now()) {
     Learn(manifests);
     for (auto& [name, application] : applications_) {
-        application.isAwaited = application.isBase;
+        application.isAwaited = application.IsBase();
     }
 }
 
 void GroupView::Learn(const std::vector<ApplicationManifest>& manifests) {
     std::lock_guard<std::mutex> lock(mutex_);
     for (auto& [name, application] : applications_) {
-        application.isBase = false;  // unless it is still among them
+        application.manifest.reset();  // unless it is still among them
     }
     for (const ApplicationManifest& manifest : manifests) {
-        Application& application = applications_[manifest.GetAppName()];
-        application.isBase = manifest.GetIsAutoBoot();
-        application.isTemplate = manifest.GetIsDynamicPara();
-        application.dependencies.clear();
-        for (const std::string& dependency : manifest.GetDependList()) {
-            application.dependencies +=
-                (application.dependencies.empty() ? "after " : ", ") + dependency;
-        }
+        applications_[manifest.GetAppName()].manifest = manifest;
         nameWidth_ = std::max(nameWidth_, manifest.GetAppName().size());
     }
 }
@@ -85,19 +88,31 @@ void GroupView::Print(const std::string& mark, const std::string& name,
     std::fflush(stdout);
 }
 
+std::string GroupView::Background(const Application& application) {
+    if (application.lastPid > 0) {
+        return "was " + std::to_string(application.lastPid);
+    }
+    std::string text;
+    if (application.manifest) {
+        for (const std::string& dependency : application.manifest->GetDependList()) {
+            text += (text.empty() ? "after " : ", ") + dependency;
+        }
+    }
+    return text;
+}
+
 void GroupView::Running(const std::string& name, int pid) {
     std::lock_guard<std::mutex> lock(mutex_);
     Application& application = applications_[name];
     if (application.isRunning && application.pid == pid) {
         return;
     }
-    std::string text = "running   pid " + std::to_string(pid);
-    text += application.lastPid > 0 ? "   was " + std::to_string(application.lastPid)
-                                    : "   " + application.dependencies;
+    if (showProgress_) {
+        Print("ok", name, "running   pid " + std::to_string(pid) + "   " + Background(application));
+    }
     application.isRunning = true;
     application.pid = pid;
     application.lastPid = pid;
-    Print("ok", name, text);
     changed_.notify_all();
 }
 
@@ -120,7 +135,7 @@ void GroupView::Remark(const std::string& name, const std::string& what) const {
 size_t GroupView::CountLocked(bool runningOnly) const {
     return static_cast<size_t>(
         std::count_if(applications_.begin(), applications_.end(), [runningOnly](const auto& entry) {
-            return entry.second.isBase && (!runningOnly || entry.second.isRunning);
+            return entry.second.IsBase() && (!runningOnly || entry.second.isRunning);
         }));
 }
 

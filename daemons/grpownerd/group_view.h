@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -42,15 +43,17 @@ public:
 
 private:
     struct Application {
-        bool isBase = false;
-        bool isAwaited = false;  // at the boot
-        bool isTemplate = false;
+        bool IsBase() const { return manifest && manifest->GetIsAutoBoot(); }
+
+        std::optional<ApplicationManifest> manifest;  // none: not in the configuration
+        bool isAwaited = false;                       // at the boot
         bool isRunning = false;
         int pid = -1;
         int lastPid = -1;
-        std::string dependencies;  // for people
     };
 
+    // What it ran as before, or what it came after; for people.
+    static std::string Background(const Application& application);
     size_t CountLocked(bool runningOnly) const;
     bool AllToldLocked() const;  // whether every base application has run
     void Print(const std::string& mark, const std::string& name, const std::string& text) const;
