@@ -22,10 +22,13 @@ std::string ReadAll(const std::string& path) {
 class LaunchTest : public GroupTest {
 protected:
     static std::string Shown(pid_t pid, const std::string& file) {
-        std::string text;
-        while (text.empty() && kill(pid, 0) == 0) {  // the kernel fills it in behind the exec
-            text = ReadAll("/proc/" + std::to_string(pid) + "/" + file);
+        const std::string folder = "/proc/" + std::to_string(pid) + "/";
+        // Exec was sure when the start was told; the kernel shows its parent until it is over.
+        std::string command;
+        while ((command.empty() || command.rfind(PROCMGRD, 0) == 0) && kill(pid, 0) == 0) {
+            command = ReadAll(folder + "cmdline");
         }
+        std::string text = ReadAll(folder + file);
         std::replace(text.begin(), text.end(), '\0', '\n');
         return "\n" + text;
     }
