@@ -67,11 +67,11 @@ void AddParameters(const Parameters& parameters, Variables& variables) {
 }
 
 void SetCommand(const ManifestFields& fields, const LaunchRequest& request, LaunchPlan& plan) {
-    plan.path = fields.isSo ? fields.processBindPath : fields.binPath;
+    plan.path = fields.isSo ? *fields.processBindPath : fields.binPath;
     plan.arguments = {plan.path};
     if (fields.isSo) {
-        plan.arguments.push_back(fields.soPath);
-        plan.arguments.push_back(fields.soName);
+        plan.arguments.push_back(*fields.soPath);
+        plan.arguments.push_back(*fields.soName);
     }
     const auto& arguments = request.arguments.empty() ? fields.arguments : request.arguments;
     plan.arguments.insert(plan.arguments.end(), arguments.begin(), arguments.end());
@@ -88,7 +88,7 @@ int MakeLaunchPlan(const Surroundings& surroundings, Accounts& accounts, const s
             return EINVAL;
         }
     }
-    for (const uint32_t processor : fields.coreAffinity) {
+    for (const uint32_t processor : *fields.coreAffinity) {
         if (processor > kMaxProcessor) {
             return EINVAL;
         }
@@ -97,13 +97,13 @@ int MakeLaunchPlan(const Surroundings& surroundings, Accounts& accounts, const s
     const uint32_t uid = fields.uid == kInheritedId ? geteuid() : fields.uid;
     const std::optional<Account>& user = accounts.User(uid);
     plan.identity = FindIdentity(fields.uid, fields.gid, user, accounts);
-    plan.processors = fields.coreAffinity;
+    plan.processors = *fields.coreAffinity;
     plan.realTime = fields.isSetRtPrio;
-    plan.controlGroup = fields.resGroupName;
+    plan.controlGroup = *fields.resGroupName;
 
     Variables variables;
     AddBase(surroundings, user, variables);
-    for (const auto& [name, value] : fields.envArgv) {
+    for (const auto& [name, value] : *fields.envArgv) {
         variables[name] = value;
     }
     variables["GRPOWNER_OWNER"] = owner;

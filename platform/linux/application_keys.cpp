@@ -56,6 +56,7 @@ void ReadEnvironment(ValueReader& values, const Field& field, ApplicationEntry& 
     if (!values.IsMapping(field)) {
         return;
     }
+    auto variables = *entry.fields.envArgv;
     for (const auto& [key, value] : field.node.entries) {
         std::string reason;
         const std::string& name = key->text;
@@ -64,9 +65,10 @@ void ReadEnvironment(ValueReader& values, const Field& field, ApplicationEntry& 
                                       "a name is not empty and holds no `=`, `#` or line break");
         }
         if (auto text = values.Text({name, field.example, *value})) {
-            entry.fields.envArgv[name] = std::move(*text);
+            variables[name] = std::move(*text);
         }
     }
+    entry.fields.envArgv = std::move(variables);
 }
 
 void ReadUser(ValueReader& values, const Field& field, ApplicationEntry& entry) {
@@ -180,7 +182,7 @@ void ReadSharedObject(ValueReader& values, const Field& field, ApplicationEntry&
         missing.erase(part.key);
         if (part.key == "name") {
             fields.soName = values.Text(part).value_or("?");
-            if (fields.soName.empty()) {
+            if (fields.soName->empty()) {
                 values.Complaints().Error(value->place, "the name of `shared_object` is empty");
             }
         } else if (part.key == "path") {

@@ -29,13 +29,13 @@ bool ApplicationManifest::GetIsSo() const {
     return fields_->isSo;
 }
 const std::string& ApplicationManifest::GetSoName() const {
-    return fields_->soName;
+    return *fields_->soName;
 }
 const std::string& ApplicationManifest::GetSoPath() const {
-    return fields_->soPath;
+    return *fields_->soPath;
 }
 const std::string& ApplicationManifest::GetProcessBindPath() const {
-    return fields_->processBindPath;
+    return *fields_->processBindPath;
 }
 uint32_t ApplicationManifest::GetTermTimeOut() const {
     return fields_->termTimeOut;
@@ -50,10 +50,10 @@ bool ApplicationManifest::GetIsReporting() const {
     return fields_->isReporting;
 }
 const std::vector<uint32_t>& ApplicationManifest::GetCoreAffinity() const {
-    return fields_->coreAffinity;
+    return *fields_->coreAffinity;
 }
 const std::string& ApplicationManifest::GetResGroupName() const {
-    return fields_->resGroupName;
+    return *fields_->resGroupName;
 }
 const std::set<std::string>& ApplicationManifest::GetDependList() const {
     return fields_->depends;
@@ -62,7 +62,7 @@ bool ApplicationManifest::GetIsAutoBoot() const {
     return fields_->isAutoBoot;
 }
 const std::map<std::string, std::string>& ApplicationManifest::GetEnvArgv() const {
-    return fields_->envArgv;
+    return *fields_->envArgv;
 }
 bool ApplicationManifest::GetIsSetRtPrio() const {
     return fields_->isSetRtPrio;

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/portable/seldom.h"
+
 /// User and group of an application that names none: those of the process manager.
 inline constexpr uint32_t kInheritedId = UINT32_MAX;
 
@@ -16,13 +18,13 @@ struct ManifestFields {
     std::string binPath;
     std::vector<std::string> arguments;
     std::string restart = "no";
-    std::string soName;
-    std::string soPath;
-    std::string processBindPath;
-    std::vector<uint32_t> coreAffinity;
-    std::string resGroupName;
+    Seldom<std::string> soName;
+    Seldom<std::string> soPath;
+    Seldom<std::string> processBindPath;
+    Seldom<std::vector<uint32_t>> coreAffinity;
+    Seldom<std::string> resGroupName;
     std::set<std::string> depends;
-    std::map<std::string, std::string> envArgv;
+    Seldom<std::map<std::string, std::string>> envArgv;
     uint32_t uid = kInheritedId;
     uint32_t gid = kInheritedId;
     uint32_t termTimeOut = 3000;     // milliseconds

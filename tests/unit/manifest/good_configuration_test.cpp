@@ -23,7 +23,7 @@ ManifestFields Load(const std::string& keys, const std::string& head = "",
 TEST(GoodConfiguration, WhatIsNotSaidIsTheDefault) {
     const ManifestFields fields = Load("command: /bin/a");
     EXPECT_TRUE(fields.appName == "a" && fields.binPath == "/bin/a" && fields.restart == "no");
-    EXPECT_TRUE(fields.arguments.empty() && fields.depends.empty() && fields.envArgv.empty());
+    EXPECT_TRUE(fields.arguments.empty() && fields.depends.empty() && fields.envArgv->empty());
     EXPECT_TRUE(fields.uid == kInheritedId && fields.gid == kInheritedId);
     EXPECT_TRUE(fields.termTimeOut == 3000 && fields.isAutoBoot);
     EXPECT_FALSE(fields.isSo || fields.isForceTerm || fields.isRosNode || fields.isReporting ||
@@ -37,26 +37,26 @@ TEST(GoodConfiguration, EveryKeyReachesItsAccessor) {
         "readiness: ros-node, heartbeat: 500ms, cpu_affinity: \"5, 0-2,1\", cgroup: x/y, "
         "realtime: true, autostart: false, node_type: -7, x-note: [what, ever]");
     EXPECT_EQ(fields.arguments, (Texts{"--fps", "30", ""}));
-    EXPECT_EQ(fields.envArgv, (std::map<std::string, std::string>{{"A", "b"}, {"C", ""}}));
+    EXPECT_EQ(*fields.envArgv, (std::map<std::string, std::string>{{"A", "b"}, {"C", ""}}));
     EXPECT_TRUE(fields.uid == 0 && fields.gid == 0);
     EXPECT_TRUE(fields.restart == "on-forever" && fields.termTimeOut == 1500);
     EXPECT_TRUE(fields.isRosNode && !fields.isReporting);
     EXPECT_TRUE(fields.heartBeatSwitch && fields.heartBeatPeriodMs == 500);
-    EXPECT_EQ(fields.coreAffinity, (std::vector<uint32_t>{0, 1, 2, 5}));
+    EXPECT_EQ(*fields.coreAffinity, (std::vector<uint32_t>{0, 1, 2, 5}));
     EXPECT_TRUE(fields.isSetRtPrio && !fields.isAutoBoot);
-    EXPECT_TRUE(fields.resGroupName == "x/y" && fields.nodeType == -7);
+    EXPECT_TRUE(*fields.resGroupName == "x/y" && fields.nodeType == -7);
 }
 
 TEST(GoodConfiguration, OtherFormsOfTheSameKeys) {
     EXPECT_EQ(Load("command: [/bin/a, b, c d]").arguments, (Texts{"b", "c d"}));
-    EXPECT_EQ(Load("command: /a, cpu_affinity: [3, 1-2]").coreAffinity,
+    EXPECT_EQ(*Load("command: /a, cpu_affinity: [3, 1-2]").coreAffinity,
               (std::vector<uint32_t>{1, 2, 3}));
     const ManifestFields killed = Load("command: /a, stop_signal: SIGKILL, heartbeat: false");
     EXPECT_TRUE(killed.isForceTerm && !killed.heartBeatSwitch);
     EXPECT_TRUE(Load("command: /a, readiness: notify").isReporting);
     const ManifestFields object = Load("shared_object: {name: n, path: /p.so, host: /h}");
-    EXPECT_TRUE(object.isSo && object.soName == "n" && object.soPath == "/p.so" &&
-                object.processBindPath == "/h");
+    EXPECT_TRUE(object.isSo && *object.soName == "n" && *object.soPath == "/p.so" &&
+                *object.processBindPath == "/h");
     for (const auto& [text, milliseconds] : std::map<std::string, uint32_t>{
              {"1ms", 1}, {"7s", 7000}, {"0.5s", 500}, {"2m", 120000}, {"1h", 3600000}}) {
         EXPECT_EQ(Load("command: /a, stop_timeout: " + text).termTimeOut, milliseconds);
@@ -72,9 +72,9 @@ TEST(GoodConfiguration, DefaultsStandBehindWhatAnApplicationSays) {
     const ManifestFields own =
         Load("command: /a, restart: no, environment: {B: 3, C: 4}, cpu_affinity: [2]", defaults);
     EXPECT_EQ(own.restart, "no");
-    EXPECT_EQ(own.envArgv,
+    EXPECT_EQ(*own.envArgv,
               (std::map<std::string, std::string>{{"A", "1"}, {"B", "3"}, {"C", "4"}}));
-    EXPECT_EQ(own.coreAffinity, std::vector<uint32_t>{2});
+    EXPECT_EQ(*own.coreAffinity, std::vector<uint32_t>{2});
     // Neither the default restart policy nor the default of starting is held against a template.
     const ManifestFields made = Load("command: /a, template: true", defaults);
     EXPECT_TRUE(made.isDynamicPara && !made.isAutoBoot);
