@@ -13,8 +13,9 @@ namespace GrpOwnerLinux {
 
 namespace {
 
-std::vector<ApplicationEntry> Read(const SourceText& text,
-                                   const ParseAndDepend::MatchData& matchData, Findings& findings) {
+std::vector<ApplicationManifest> Read(const SourceText& text,
+                                      const ParseAndDepend::MatchData& matchData,
+                                      Findings& findings) {
     Span place;
     std::string message;
     if (text.FindBadCharacter(place, message)) {
@@ -23,10 +24,19 @@ std::vector<ApplicationEntry> Read(const SourceText& text,
     }
     const YamlTree tree = ReadYaml(text, findings);
     ValueReader values(findings, matchData);
-    std::vector<ApplicationEntry> entries = ReadApplications(tree, values);
+    const std::vector<ApplicationEntry> entries = ReadApplications(tree, values);
     CheckDependencies(entries, tree.isComplete, findings);
     CheckRecordSizes(entries, findings);
-    return entries;
+    // Copied, not moved, and while all that reading has taken is there: what stays for long then
+    // lies together, and the pages below it are given back.
+    std::vector<ApplicationManifest> manifests;
+    if (!findings.HasErrors()) {
+        manifests.reserve(entries.size());
+        for (const ApplicationEntry& entry : entries) {
+            manifests.emplace_back(std::make_shared<const ManifestFields>(entry.fields));
+        }
+    }
+    return manifests;
 }
 
 }  // namespace
@@ -44,21 +54,12 @@ Configuration LoadConfiguration(const std::string& path,
     const bool isRead = ReadFile(path, bytes, error);
     const SourceText text(isRead ? std::move(bytes) : std::string());
     Findings findings(path, text);
-    std::vector<ApplicationEntry> entries;
+    Configuration configuration;
     CheckLoadRecord(path, matchData, findings);
     if (isRead) {
-        entries = Read(text, matchData, findings);
+        configuration.manifests = Read(text, matchData, findings);
     } else {
         findings.Error({}, "cannot read this file: " + error);
-    }
-    Configuration configuration;
-    if (!findings.HasErrors()) {
-        // Copied, not moved: what they stay for would keep the pages of all that reading has taken.
-        configuration.manifests.reserve(entries.size());
-        for (const ApplicationEntry& entry : entries) {
-            configuration.manifests.emplace_back(
-                std::make_shared<const ManifestFields>(entry.fields));
-        }
     }
     configuration.diagnostics = findings.Take();
     return configuration;
