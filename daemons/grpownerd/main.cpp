@@ -1,6 +1,5 @@
 #include <malloc.h>
 
-#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -62,9 +61,10 @@ int RunDaemon(const Options& options) {
 int main(int argc, char** argv) {
     (void)std::signal(SIGPIPE, SIG_IGN);  // whoever reads the progress may go
     (void)std::signal(SIGXFSZ, SIG_IGN);  // and a log file may not grow
-    (void)std::setlocale(LC_CTYPE, "");   // then the marks are plain
     // Many threads that allocate little and seldom at once: a heap for each would lie idle.
     (void)mallopt(M_ARENA_MAX, 1);
+    // Small pieces that are free join, so that whole pages of them can be given back.
+    (void)mallopt(M_MXFAST, 0);
     try {
         Options options;
         const std::optional<int> status = GrpOwnerDaemon::ReadOptions(argc, argv, options);

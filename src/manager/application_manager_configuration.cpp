@@ -134,12 +134,13 @@ bool ApplicationManager::AddAndClaimIfIdle(Tables tables) {
     MutexLock lock(mutex_);
     for (auto [from, to] : {std::pair(&tables.base, &baseApplications_),
                             std::pair(&tables.driving, &drivingApplications_)}) {
-        for (auto& [name, application] : *from) {
+        while (!from->empty()) {
+            auto entry = from->extract(from->begin());
             // One that had vanished or was a template's is an ordinary application from now on.
-            removable_.erase(name);
-            vanished_.erase(name);
-            if (FindLocked(name) == nullptr) {
-                to->emplace(name, std::move(application));
+            removable_.erase(entry.key());
+            vanished_.erase(entry.key());
+            if (FindLocked(entry.key()) == nullptr) {
+                to->insert(std::move(entry));
             }
         }
     }

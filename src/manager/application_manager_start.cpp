@@ -32,12 +32,14 @@ struct ApplicationManager::StartPass {
 bool ApplicationManager::StartApps(const std::vector<AppInfoForServer>& apps, StartAppInfo& batch,
                                    Milliseconds wait) {
     GRP_WARNING("StartApps begin.");
+    for (const AppInfoForServer& app : apps) {
+        batch.Request(app.name);  // by itself: what stays in memory is not to lie scattered
+    }
     StartPass pass;
     std::vector<std::string> names;
     for (const AppInfoForServer& app : apps) {
         pass.requested[app.name] = &app;  // of a name listed twice the last entry wins
         names.push_back(app.name);
-        batch.Request(app.name);
     }
     DependGraph graph;
     std::vector<std::string> unknown;
