@@ -1,6 +1,8 @@
 #include "daemons/procmgrd/group.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <string_view>
 
 #include "daemons/procmgrd/exit_reason.h"
 #include "daemons/procmgrd/log.h"
@@ -52,9 +54,9 @@ Group::~Group() {
 }
 
 void Group::Configure(const std::vector<ApplicationManifest>& manifests) {
-    configured_.clear();
+    std::set<std::string_view> configured;
     for (const ApplicationManifest& manifest : manifests) {
-        configured_.insert(manifest.GetAppName());
+        configured.insert(manifest.GetAppName());
         auto& application = applications_[manifest.GetAppName()];
         if (application) {
             application->SetManifest(manifest);
@@ -62,10 +64,15 @@ void Group::Configure(const std::vector<ApplicationManifest>& manifests) {
             application = std::make_unique<Application>(workplace_, *this, owner_, manifest);
         }
     }
+    leftOver_.clear();
     for (auto entry = applications_.begin(); entry != applications_.end();) {
-        const bool vanished = configured_.count(entry->first) == 0 &&
-                              entry->second->GetState() == Application::State::kDown;
-        entry = vanished ? applications_.erase(entry) : std::next(entry);
+        const auto& [name, application] = *entry;
+        const bool vanished = configured.count(name) == 0;
+        const bool isDown = application->GetState() == Application::State::kDown;
+        if (vanished && !isDown) {
+            leftOver_.insert(name);
+        }
+        entry = vanished && isDown ? applications_.erase(entry) : std::next(entry);
     }
 }
 
@@ -144,6 +151,12 @@ void Group::EndNext() {
     }
 }
 
+size_t Group::AliveCount() const {
+    return static_cast<size_t>(std::count_if(
+        applications_.begin(), applications_.end(),
+        [](const auto& entry) { return entry.second->GetState() != Application::State::kDown; }));
+}
+
 std::set<std::string> Group::Alive() const {
     std::set<std::string> alive;
     for (const auto& [name, application] : applications_) {
@@ -195,7 +208,7 @@ void Group::OnProcess(const Application& application) {
 
 void Group::OnDown(Application& application) {
     const auto found = applications_.find(application.Name());
-    if (configured_.count(found->first) == 0) {
+    if (leftOver_.erase(found->first) > 0) {
         applications_.erase(found);
     }
     if (ending_) {

@@ -45,8 +45,8 @@ public:
     /// An owner has come back: what has not been ended yet goes on.
     void Keep() { ending_ = false; }
 
-    bool IsAlive() const { return !Alive().empty(); }
-    size_t AliveCount() const { return Alive().size(); }
+    bool IsAlive() const { return AliveCount() > 0; }
+    size_t AliveCount() const;
     ReportQueue& Reports() { return reports_; }
     const std::string& Owner() const { return owner_; }
 
@@ -70,7 +70,7 @@ private:
     const std::string owner_;
     const ProcessHandler processHandler_;
     std::map<std::string, std::unique_ptr<Application>> applications_;
-    std::set<std::string> configured_;  // names of the present configuration
+    std::set<std::string> leftOver_;  // alive, but no longer in the configuration
     ReportQueue reports_;
     std::set<EventLoop::TimerId> delayed_;  // reports that a fault holds back
     bool ending_ = false;
