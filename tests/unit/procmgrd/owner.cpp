@@ -83,7 +83,9 @@ void Owner::TakeNext() {
         throw std::runtime_error("hung up");
     }
     if (frame->kind == PipeFrameKind::kProcess) {
-        return;  // told in reports too
+        const auto process = At<GrpOwnerLinux::PipeProcess>(frame->payload, 0);
+        processes_[static_cast<pid_t>(process.pid)] = frame->payload.substr(sizeof(process));
+        return;
     }
     if (frame->kind == PipeFrameKind::kAnswer) {
         answer_ = frame->payload;

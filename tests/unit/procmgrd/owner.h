@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -52,6 +53,9 @@ public:
     /// How many reports the record held that brought the last ones.
     size_t LastBatch() const { return lastBatch_; }
 
+    /// Whose processes have been told of; those that have ended are nobody's.
+    const std::map<pid_t, std::string>& Processes() const { return processes_; }
+
     /// 0 runs, 1 does not, 2 neither.
     uint32_t StateOf(const std::string& name);
 
@@ -74,6 +78,7 @@ private:
     int32_t welcome_ = 1;
     size_t lastBatch_ = 0;
     std::deque<Report> told_;
+    std::map<pid_t, std::string> processes_;
     std::optional<std::string> answer_;
     std::optional<uint32_t> state_;
 };

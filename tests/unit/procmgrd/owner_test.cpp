@@ -65,6 +65,7 @@ TEST_F(OwnerTest, TheNewestConnectionOwnsTheGroup) {
     EXPECT_TRUE(HasEnded(shortLived));
     Owner third(Path("run"));
     EXPECT_EQ(third.Next().name, "short");
+    EXPECT_EQ(third.Processes().at(pid), "app");
     third.Start({"app"});
     EXPECT_EQ(third.Next().pid, static_cast<uint32_t>(pid));
 }
@@ -81,7 +82,8 @@ TEST_F(OwnerTest, ALateOwnerStartsAnew) {
     owner->Start({"app"});
     EXPECT_EQ(owner->StateOf("app"), 2U);
     kill(pid, SIGKILL);
-    EXPECT_NE(Expect("app", Kind::kStarted), pid);
+    const pid_t next = Expect("app", Kind::kStarted);
+    EXPECT_EQ(owner->Processes(), (std::map<pid_t, std::string>{{pid, ""}, {next, "app"}}));
     EXPECT_TRUE(owner->NothingMore());
 }
 
