@@ -44,7 +44,7 @@ void Application::Start(const LaunchRequest& request) {
             Tell(ReportKind::kStarted);
             break;
         case State::kTerminating:
-            next_ = request;
+            next_ = std::make_unique<LaunchRequest>(request);
             break;
         case State::kRestarting:
             break;
@@ -58,7 +58,7 @@ void Application::Restart(const LaunchRequest& request) {
     }
     const bool stopsAlready = state_ == State::kTerminating || state_ == State::kRestarting;
     state_ = State::kRestarting;
-    next_ = request;
+    next_ = std::make_unique<LaunchRequest>(request);
     if (!stopsAlready) {
         Stop();
     }
@@ -109,9 +109,8 @@ void Application::OnClock() {
     state_ = State::kRunning;
     Tell(ReportKind::kTermTimeOut);
     if (next_) {
-        const LaunchRequest request = std::move(*next_);
-        next_.reset();
-        Start(request);
+        const auto request = std::move(next_);
+        Start(*request);
     }
 }
 
@@ -164,8 +163,7 @@ void Application::OnEnded(int waitStatus) {
     }
     output_->Drain();
     const State before = state_;
-    const std::optional<LaunchRequest> next = std::move(next_);
-    next_.reset();
+    const auto next = std::move(next_);
     state_ = State::kDown;
     listener_.OnProcess(*this);
     if (before == State::kTerminating && !(forGood_ && next)) {

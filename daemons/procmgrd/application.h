@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -117,7 +118,7 @@ private:
     State state_ = State::kDown;
     pid_t pid_ = 0;
     std::chrono::steady_clock::time_point begun_;
-    std::optional<LaunchRequest> next_;
+    std::unique_ptr<LaunchRequest> next_;
     std::optional<EventLoop::TimerId> clock_;
     std::optional<std::chrono::steady_clock::time_point> endTold_;  // since the last launch
     bool termRequested_ = false;
