@@ -11,13 +11,11 @@ namespace GrpOwnerDaemon {
 using GrpOwnerClient::kEventKindStep;
 using GrpOwnerClient::kEventOther;
 
-EventReporter::EventReporter(const std::vector<ApplicationManifest>& manifests) {
+int EventReporter::Open(const std::string& name,
+                        const std::vector<ApplicationManifest>& manifests) {
     for (const ApplicationManifest& manifest : manifests) {
         names_.push_back(manifest.GetAppName());
     }
-}
-
-int EventReporter::Open(const std::string& name) {
     // The queue comes with syslog; whoever reads standard error is to see it nevertheless.
     openlog("grpownerd", LOG_PID | LOG_PERROR, LOG_DAEMON);  // keeps the pointer
     const int result = ProcMgr::SsToOwnerServer::GetInstance().InitSysEventServer(name);

@@ -17,13 +17,12 @@ class EventReporter {
 public:
     using Kind = GrpOwnerClient::EventKind;
 
-    explicit EventReporter(const std::vector<ApplicationManifest>& manifests);
-
     /// Offers the queue. Moves the process's logging to syslog, for good. To be called before
     /// anything is told.
     /// @param name of the queue
+    /// @param manifests number the applications from here on
     /// @return 0, or the platform's negative code
-    int Open(const std::string& name);
+    int Open(const std::string& name, const std::vector<ApplicationManifest>& manifests);
 
     void TellState(Kind kind, int state);
     void TellApplication(Kind kind, const std::string& name);
@@ -31,7 +30,7 @@ public:
 private:
     void Tell(Kind kind, uint32_t number);
 
-    std::vector<std::string> names_;  // of applications, by number; constant after construction
+    std::vector<std::string> names_;  // of applications, by number; constant after Open
     std::unique_ptr<Worker> worker_;  // constant after Open
 };
 

@@ -28,7 +28,6 @@ Requests::Requests(const Options& options, const std::string& runDirectory,
     : options_(options),
       view_(view),
       manifests_(configuration.manifests),
-      events_(configuration.manifests),
       self_(GrpOwnerLinux::VirtualFilePath(runDirectory, options.ssFile)),
       changer_(GrpOwnerLinux::VirtualFilePath(runDirectory, options.ssFile), std::move(states),
                {[this] { return Manifests(); },
@@ -46,7 +45,7 @@ bool Requests::Prepare() {
     if (options_.eventQueue.empty()) {
         return true;
     }
-    const int result = events_.Open(options_.eventQueue);
+    const int result = events_.Open(options_.eventQueue, manifests_);
     if (result < 0) {
         std::fprintf(stderr,
                      "error: cannot offer the event queue %s: %s\n"

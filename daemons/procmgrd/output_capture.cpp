@@ -12,11 +12,9 @@ namespace ProcMgrDaemon {
 
 OutputCapture::OutputCapture(EventLoop& loop, const CaptureOptions& options,
                              const std::string& name)
-    : loop_(loop),
-      limit_(options.ringBytes),
-      filePath_(options.logDirectory.empty() ? "" : options.logDirectory + "/" + name + ".log") {
+    : loop_(loop), options_(options), name_(name) {
     int ends[2] = {-1, -1};
-    if (limit_ == 0 && filePath_.empty()) {
+    if (options_.ringBytes == 0 && options_.logDirectory.empty()) {
         return;
     }
     if (pipe2(ends, O_CLOEXEC) != 0) {
@@ -37,15 +35,19 @@ OutputCapture::~OutputCapture() {
     }
 }
 
+std::string OutputCapture::FilePath() const {
+    return options_.logDirectory + "/" + name_ + ".log";
+}
+
 void OutputCapture::ReopenFile() {
-    if (filePath_.empty()) {
+    if (options_.logDirectory.empty()) {
         return;
     }
     // Not waiting for a reader, should somebody have put a pipe there.
     file_.Reset(
-        open(filePath_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK, 0640));
+        open(FilePath().c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK, 0640));
     if (!file_) {
-        LogWarning("cannot open " + filePath_ + ": " + ErrorText(errno));
+        LogWarning("cannot open " + FilePath() + ": " + ErrorText(errno));
     }
 }
 
@@ -65,7 +67,7 @@ void OutputCapture::WriteToFile(const char* data, size_t size) {
     while (file_ && size > 0) {
         const ssize_t count = write(file_.Get(), data, size);
         if (count < 0) {
-            LogWarning("cannot write " + filePath_ + ": " + ErrorText(errno) +
+            LogWarning("cannot write " + FilePath() + ": " + ErrorText(errno) +
                        "; what follows is lost to it until SIGHUP opens it anew");
             file_.Reset();
             return;
@@ -77,12 +79,12 @@ void OutputCapture::WriteToFile(const char* data, size_t size) {
 
 void OutputCapture::Append(const char* data, size_t size) {
     WriteToFile(data, size);
-    const size_t grow = std::min(size, limit_ - ring_.size());
+    const size_t grow = std::min(size, options_.ringBytes - ring_.size());
     ring_.append(data, grow);
-    for (size_t done = grow; done < size && limit_ > 0;) {
-        const size_t part = std::min(size - done, limit_ - oldest_);
+    for (size_t done = grow; done < size && options_.ringBytes > 0;) {
+        const size_t part = std::min(size - done, options_.ringBytes - oldest_);
         ring_.replace(oldest_, part, data + done, part);
-        oldest_ = (oldest_ + part) % limit_;
+        oldest_ = (oldest_ + part) % options_.ringBytes;
         done += part;
     }
 }

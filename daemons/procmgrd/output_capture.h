@@ -19,6 +19,7 @@ struct CaptureOptions {
 /// so that what a forgotten grandchild still writes neither ends the pipe nor kills the writer.
 class OutputCapture {
 public:
+    /// All of them outlive this object.
     OutputCapture(EventLoop& loop, const CaptureOptions& options, const std::string& name);
     ~OutputCapture();
     OutputCapture(const OutputCapture&) = delete;
@@ -37,16 +38,17 @@ public:
     void ReopenFile();
 
 private:
+    std::string FilePath() const;
     void Append(const char* data, size_t size);
     void WriteToFile(const char* data, size_t size);
 
     EventLoop& loop_;
-    const size_t limit_;
-    const std::string filePath_;
+    const CaptureOptions& options_;
+    const std::string& name_;
     Daemons::UniqueFd readEnd_;
     Daemons::UniqueFd writeEnd_;
     Daemons::UniqueFd file_;
-    std::string ring_;   // grows up to limit_, then wraps
+    std::string ring_;   // grows up to its limit, then wraps
     size_t oldest_ = 0;  // where the ring begins once it is full
 };
 
