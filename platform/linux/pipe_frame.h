@@ -8,7 +8,8 @@
 // The opener sends kHello first (payload: PipeHello and its name) and the acceptor answers kWelcome
 // (payload: int32 result, 0 or negative errno). Then, in any order:
 //   opener to acceptor    kRequest, kCall (with a sequence number above 0), kHeartBeat (empty)
-//   acceptor to opener    kRequest, kAnswer (sequence number of the call), kProcess (PipeProcess and
+//   acceptor to opener    kRequest, kAnswer (sequence number of the call), kProcess (PipeProcess
+//   and
 //                         the application's name): which process is which application's
 // A frame that breaks this ends the connection.
 
