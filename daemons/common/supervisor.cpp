@@ -4,6 +4,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
 #include <cstddef>
 #include <cstdlib>
@@ -38,20 +39,21 @@ Supervisor::Supervisor() : address_(Take("NOTIFY_SOCKET")) {
     }
 }
 
-void Supervisor::Send(const std::string& lines, int flags) const {
+bool Supervisor::Send(const std::string& lines, int flags) const {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (!IsThere() || address_.size() >= sizeof(address.sun_path)) {
-        return;
+        return true;
     }
     std::memcpy(address.sun_path, address_.data(), address_.size());
     if (address.sun_path[0] == '@') {
         address.sun_path[0] = '\0';
     }
     // A supervisor that does not listen is its own problem.
-    (void)sendto(socket_.Get(), lines.data(), lines.size(), MSG_NOSIGNAL | flags,
-                 reinterpret_cast<const sockaddr*>(&address),
-                 static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + address_.size()));
+    return sendto(socket_.Get(), lines.data(), lines.size(), MSG_NOSIGNAL | flags,
+                  reinterpret_cast<const sockaddr*>(&address),
+                  static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + address_.size())) >= 0 ||
+           (errno != EAGAIN && errno != ENOBUFS);
 }
 
 }  // namespace Daemons

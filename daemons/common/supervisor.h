@@ -18,17 +18,18 @@ public:
     /// Whether somebody listens.
     bool IsThere() const { return !address_.empty(); }
 
-    /// Lines as in "STATUS=...". Lost when the supervisor is busy: the next ones say more.
-    void Tell(const std::string& lines) const { Send(lines, MSG_DONTWAIT); }
+    /// Lines as in "STATUS=...".
+    /// @return false when they are lost because the supervisor is busy
+    bool Tell(const std::string& lines) const { return Send(lines, MSG_DONTWAIT); }
 
     /// What is said only once, as "READY=1": waits up to a second for a busy supervisor.
-    void TellPatiently(const std::string& lines) const { Send(lines, 0); }
+    void TellPatiently(const std::string& lines) const { (void)Send(lines, 0); }
 
     /// How often to say WATCHDOG=1; 0: never.
     std::chrono::milliseconds WatchdogInterval() const { return interval_; }
 
 private:
-    void Send(const std::string& lines, int flags) const;
+    bool Send(const std::string& lines, int flags) const;
 
     std::string address_;
     UniqueFd socket_;  // from the beginning: a beat must not fail for want of a descriptor

@@ -340,9 +340,13 @@ void Daemon::TellStatus() {
     }
     std::string status = "STATUS=" + std::to_string(owned_.size()) + " owners, " +
                          std::to_string(running) + " applications up";
-    if (status != status_) {
-        supervisor_.Tell(status);
+    if (status == status_) {
+        return;
+    }
+    if (supervisor_.Tell(status)) {
         status_ = std::move(status);
+    } else {
+        statusOf_ = {};  // nobody has heard it: once more, soon
     }
 }
 
