@@ -346,7 +346,7 @@ void Daemon::TellStatus() {
     if (supervisor_.Tell(status)) {
         status_ = std::move(status);
     } else {
-        statusOf_ = {};  // nobody has heard it: once more, soon
+        statusOf_.reset();  // nobody has heard it: once more, soon
     }
 }
 

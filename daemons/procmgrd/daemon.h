@@ -69,8 +69,8 @@ private:
     std::vector<std::unique_ptr<Connection>> connections_;
     std::unique_ptr<ServerSocket> server_;
     std::optional<EventLoop::TimerId> statusTimer_;
-    std::pair<size_t, uint64_t> statusOf_{0,
-                                          0};  // owners and reports when it was last put together
+    // Owners and reports when the status was last told.
+    std::optional<std::pair<size_t, uint64_t>> statusOf_;
     std::string status_;
     bool shuttingDown_ = false;
 };
