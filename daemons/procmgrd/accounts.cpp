@@ -7,16 +7,18 @@
 
 namespace ProcMgrDaemon {
 
-const std::optional<Account>& Accounts::User(uint32_t uid) {
-    const auto [entry, isNew] = users_.try_emplace(uid);
+// Only who was found is kept: a look-up that failed says nothing of the next one.
+std::optional<Account> Accounts::User(uint32_t uid) {
+    if (const auto known = users_.find(uid); known != users_.end()) {
+        return known->second;
+    }
     std::array<char, 16 * 1024> buffer{};
     passwd record{};
     passwd* found = nullptr;
-    if (isNew && getpwuid_r(uid, &record, buffer.data(), buffer.size(), &found) == 0 &&
-        found != nullptr) {
-        entry->second = Account{found->pw_name, found->pw_dir, found->pw_shell, found->pw_gid};
+    if (getpwuid_r(uid, &record, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) {
+        return std::nullopt;
     }
-    return entry->second;
+    return users_[uid] = {found->pw_name, found->pw_dir, found->pw_shell, found->pw_gid};
 }
 
 const std::vector<gid_t>& Accounts::GroupsOf(const std::string& user, uint32_t gid) {

@@ -24,7 +24,7 @@ struct Account {
 class Accounts {
 public:
     /// @return nothing for a number that has no name
-    const std::optional<Account>& User(uint32_t uid);
+    std::optional<Account> User(uint32_t uid);
 
     /// @return the groups of that user, with this one as its own
     const std::vector<gid_t>& GroupsOf(const std::string& user, uint32_t gid);
@@ -33,7 +33,7 @@ public:
     void Forget();
 
 private:
-    std::map<uint32_t, std::optional<Account>> users_;
+    std::map<uint32_t, Account> users_;
     std::map<std::pair<std::string, uint32_t>, std::vector<gid_t>> groups_;
 };
 
