@@ -1,6 +1,7 @@
 #include "daemons/procmgrd/spawner.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -22,6 +23,7 @@ namespace ProcMgrDaemon {
 namespace {
 
 constexpr size_t kStackSize = 64 * 1024;  // of a child, which calls little
+constexpr int kExecTimeOut = 5000;        // milliseconds from the control group to the program
 
 struct FreeProcessors {
     void operator()(cpu_set_t* set) const { CPU_FREE(set); }
@@ -78,10 +80,10 @@ void DropReport(ChildReport* report) {
     (void)munmap(report, sizeof(*report));  // cannot fail: it is ours
 }
 
-void AwaitEnd(int stream) {
-    char byte = 0;
-    while (read(stream, &byte, 1) != 0 && errno == EINTR) {
-    }
+// Whether the other end was closed in time. Nobody writes to it.
+bool HasEndedInTime(int stream) {
+    pollfd end{stream, POLLIN, 0};
+    return poll(&end, 1, kExecTimeOut) == 1;
 }
 
 Daemons::UniqueFd Place(int descriptor) {
@@ -188,7 +190,11 @@ int Spawner::MakeProgram(ChildSetup& setup, Spawned& spawned) {
     if (setup.gate >= 0) {
         const int bound = EnterControlGroup(pid, setup.plan->controlGroup);
         (void)send(setup.gateIn, &bound, sizeof(bound), MSG_NOSIGNAL);  // unless it has ended
-        AwaitEnd(setup.gateIn);
+        if (!HasEndedInTime(setup.gateIn)) {
+            (void)kill(pid, SIGKILL);
+            (void)waitpid(pid, nullptr, 0);
+            return ETIMEDOUT;  // a control group that is frozen, for example
+        }
     }
     const auto begin = report_->shortfalls.begin();
     spawned.shortfalls.assign(begin, begin + static_cast<std::ptrdiff_t>(report_->count));
