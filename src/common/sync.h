@@ -1,8 +1,8 @@
 #pragma once
 // The seam of time and threads. The core locks, waits, sleeps and reads the clock through these and
-// nothing else, so that an implementation chosen at link time decides what time
-// it is and who runs: the standard library's in a product, a seeded scheduler's in a search for
-// orders that nobody thought of.
+// nothing else, so that an implementation chosen at link time decides what time it is and who runs:
+// the standard library's in a product, a seeded scheduler's in a search for orders that nobody
+// thought of.
 //
 // Lock order, left before right, never two of one column:
 //   state query -> query response -> {base batch | change batch} -> manager -> application ->
