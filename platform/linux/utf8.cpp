@@ -8,10 +8,6 @@ namespace {
 
 constexpr size_t kLongestName = 64;  // characters
 
-bool IsControl(uint32_t value) {
-    return value < 0x20 || (value >= 0x7F && value < 0xA0) || value == 0x2028 || value == 0x2029;
-}
-
 // Calls `use(bytes, value)` for each character; `bytes` is a single byte and the value a control's
 // where there is no character.
 template <typename Use>
@@ -61,6 +57,10 @@ size_t DecodeCharacter(std::string_view text, uint32_t& value) {
         return value < form.lowest || value > 0x10FFFF || isSurrogate ? 0 : width;
     }
     return 0;
+}
+
+bool IsControl(uint32_t value) {
+    return value < 0x20 || (value >= 0x7F && value < 0xA0) || value == 0x2028 || value == 0x2029;
 }
 
 uint32_t CountCharacters(std::string_view text) {

@@ -13,6 +13,9 @@ namespace GrpOwnerLinux {
 /// @return its bytes; 0 when it is not valid UTF-8
 size_t DecodeCharacter(std::string_view text, uint32_t& value);
 
+/// Whether a character of that number steers a terminal or ends a line.
+bool IsControl(uint32_t value);
+
 /// How many characters; a byte that belongs to none counts as one.
 uint32_t CountCharacters(std::string_view text);
 
