@@ -21,13 +21,13 @@ bool Booter::Stop() {
 void Booter::Run() {
     view_.BootBegins();
     bool isAllUp = owner_.StartAutoStartApp();
-    size_t running = view_.RunningBase();
+    size_t settled = view_.SettledBase();
     view_.BootEnds(isAllUp);
     afterFirst_(isAllUp);
     isStarting_ = false;
-    while (!isAllUp && view_.WaitForMoreThan(running)) {
+    while (!isAllUp && view_.WaitForMoreThan(settled)) {
         isStarting_ = true;
-        running = view_.RunningBase();
+        settled = view_.SettledBase();
         isAllUp = owner_.StartAutoStartApp();
         view_.BootEnds(isAllUp);
         isStarting_ = false;

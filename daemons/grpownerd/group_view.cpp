@@ -55,7 +55,7 @@ void GroupView::BootBegins() {
     std::lock_guard<std::mutex> lock(mutex_);
     begin_ = std::chrono::steady_clock::now();
     if (showProgress_) {
-        std::printf("[+] Starting %zu base applications\n", CountLocked(false));
+        std::printf("[+] Starting %zu base applications\n", CountLocked(Which::kAll));
         std::fflush(stdout);
     }
 }
@@ -70,8 +70,9 @@ void GroupView::BootEnds(bool isAllUp) {
                             [this, isAllUp] { return isStopped_ || !isAllUp || AllToldLocked(); });
     if (showProgress_) {
         std::printf("%s %zu of %zu base applications run  %s\n",
-                    isAllUp ? "[+] Done," : "[!] Not all started:", CountLocked(true),
-                    CountLocked(false), Seconds(std::chrono::steady_clock::now() - begin_).c_str());
+                    isAllUp ? "[+] Done," : "[!] Not all started:", CountLocked(Which::kRunning),
+                    CountLocked(Which::kAll),
+                    Seconds(std::chrono::steady_clock::now() - begin_).c_str());
         std::fflush(stdout);
     }
 }
@@ -111,9 +112,19 @@ void GroupView::Running(const std::string& name, int pid) {
         Print("ok", name, "running   pid " + std::to_string(pid) + "   " + Background(application));
     }
     application.isRunning = true;
+    application.isSettled = false;
     application.pid = pid;
     application.lastPid = pid;
     changed_.notify_all();
+}
+
+void GroupView::Settled(const std::string& name, int pid) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    Application& application = applications_[name];
+    if (application.isRunning && application.pid == pid) {
+        application.isSettled = true;
+        changed_.notify_all();
+    }
 }
 
 void GroupView::Down(const std::string& name, int pid, const std::string& how) {
@@ -123,6 +134,7 @@ void GroupView::Down(const std::string& name, int pid, const std::string& how) {
         return;
     }
     application.isRunning = false;
+    application.isSettled = false;
     application.pid = -1;
     Print("down", name, how + "   pid " + std::to_string(pid));
 }
@@ -132,10 +144,12 @@ void GroupView::Remark(const std::string& name, const std::string& what) const {
     Print("remark", name, what);
 }
 
-size_t GroupView::CountLocked(bool runningOnly) const {
+size_t GroupView::CountLocked(Which which) const {
     return static_cast<size_t>(
-        std::count_if(applications_.begin(), applications_.end(), [runningOnly](const auto& entry) {
-            return entry.second.IsBase() && (!runningOnly || entry.second.isRunning);
+        std::count_if(applications_.begin(), applications_.end(), [which](const auto& entry) {
+            const Application& application = entry.second;
+            return application.IsBase() && (which != Which::kRunning || application.isRunning) &&
+                   (which != Which::kSettled || application.isSettled);
         }));
 }
 
@@ -145,20 +159,21 @@ bool GroupView::AllToldLocked() const {
     });
 }
 
-size_t GroupView::RunningBase() const {
+size_t GroupView::SettledBase() const {
     std::lock_guard<std::mutex> lock(mutex_);
-    return CountLocked(true);
+    return CountLocked(Which::kSettled);
 }
 
 std::string GroupView::Status() const {
     std::lock_guard<std::mutex> lock(mutex_);
-    return std::to_string(CountLocked(true)) + " of " + std::to_string(CountLocked(false)) +
-           " base applications run";
+    return std::to_string(CountLocked(Which::kRunning)) + " of " +
+           std::to_string(CountLocked(Which::kAll)) + " base applications run";
 }
 
 bool GroupView::WaitForMoreThan(size_t count) {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [this, count] { return isStopped_ || CountLocked(true) > count; });
+    changed_.wait(lock,
+                  [this, count] { return isStopped_ || CountLocked(Which::kSettled) > count; });
     return !isStopped_;
 }
 

@@ -28,15 +28,18 @@ public:
 
     /// An application runs. Told twice of the same pid, the second time counts for nothing.
     void Running(const std::string& name, int pid);
+    /// The owner knows it too: only now may a start build upon it.
+    void Settled(const std::string& name, int pid);
     /// An application has ended; `how` in words. Of another pid than the running one it is old
     /// news: its successor has spoken before the process manager has.
     void Down(const std::string& name, int pid, const std::string& how);
     void Remark(const std::string& name, const std::string& what) const;
 
-    size_t RunningBase() const;
+    size_t SettledBase() const;
     std::string Status() const;  // counts, for a supervisor
 
-    /// Waits until more base applications run than `count`, or until Stop.
+    /// Waits until more base applications run, to the owner's knowledge, than `count`, or until
+    /// Stop.
     /// @return false after Stop
     bool WaitForMoreThan(size_t count);
     void Stop();
@@ -48,14 +51,16 @@ private:
         std::optional<ApplicationManifest> manifest;  // none: not in the configuration
         bool isAwaited = false;                       // at the boot
         bool isRunning = false;
+        bool isSettled = false;
         int pid = -1;
         int lastPid = -1;
     };
 
     // What it ran as before, or what it came after; for people.
     static std::string Background(const Application& application);
-    size_t CountLocked(bool runningOnly) const;
-    bool AllToldLocked() const;  // whether every base application has run
+    enum class Which { kAll, kRunning, kSettled };
+    size_t CountLocked(Which which) const;  // of the base applications
+    bool AllToldLocked() const;             // whether every base application has run
     void Print(const std::string& mark, const std::string& name, const std::string& text) const;
 
     mutable std::mutex mutex_;

@@ -226,6 +226,7 @@ bool Host::OnAppState(const std::string& name, int pid, AppReportState state) {
     switch (state) {
         case AppReportState::SWITCH_ON:
             view_.Running(name, pid);
+            view_.Settled(name, pid);  // the owner tells of it when it has taken it in
             break;
         case AppReportState::SWITCH_OFF:
             view_.Down(name, pid, "stopped");
@@ -264,6 +265,7 @@ void Host::OnNotify(const NotifySender& sender, const NotifyMessage& message) {
         view_.Running(sender.application, sender.leader);
         (void)owner_.ReportAppStateFromApp(sender.application, sender.leader,
                                            AppReportState::SWITCH_ON);
+        view_.Settled(sender.application, sender.leader);
     }
     if (message.isReady || message.isHeartBeat) {
         GrpOwnerLinux::HeartBeatArrived(sender.application, static_cast<uint32_t>(sender.leader));
