@@ -22,25 +22,28 @@ std::string InWords(milliseconds duration) {
     return std::to_string(duration.count()) + " ms";
 }
 
-Error CannotConnect(const std::string& path, int code, milliseconds timeout) {
+Error CannotConnect(const std::string& path, int code, milliseconds timeout,
+                    const Listener& listener) {
+    const std::string name(listener.name);
     switch (code) {
         case ENOENT:
         case ENOTDIR:
+            return {ErrorKind::kUnreachable,
+                    "nothing listens on " + path + ": there is no such socket (does the " + name +
+                        " run?)",
+                    code};
+        case ECONNREFUSED:
             return {
                 ErrorKind::kUnreachable,
-                "nothing listens on " + path + ": there is no such socket (does the owner run?)",
+                "nothing listens on " + path + ": the " + name + " that made this socket is gone",
                 code};
-        case ECONNREFUSED:
-            return {ErrorKind::kUnreachable,
-                    "nothing listens on " + path + ": the owner that made this socket is gone",
-                    code};
         case EACCES:
         case EPERM:
             return {ErrorKind::kNotAllowed,
                     "no right to reach " + path + ": look at the rights of its directory", code};
         case EAGAIN:
             return {ErrorKind::kTimeout,
-                    "the owner at " + path + " has not accepted the connection within " +
+                    "the " + name + " at " + path + " has not accepted the connection within " +
                         InWords(timeout),
                     code};
         default:
@@ -111,7 +114,8 @@ ssize_t TakePacket(int socket, std::vector<uint8_t>& packet, OwnedDescriptor* de
 
 }  // namespace
 
-Result<Connection> Connection::Open(const std::string& path, milliseconds timeout) {
+Result<Connection> Connection::Open(const std::string& path, milliseconds timeout,
+                                    const Listener& listener) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.empty() || path.size() >= sizeof(address.sun_path)) {
@@ -122,7 +126,7 @@ Result<Connection> Connection::Open(const std::string& path, milliseconds timeou
                      ENAMETOOLONG};
     }
     std::memcpy(address.sun_path, path.data(), path.size());
-    Connection connection(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    Connection connection(socket(AF_UNIX, listener.type | SOCK_CLOEXEC, 0));
     if (!connection.IsOpen()) {
         return Error{ErrorKind::kUnreachable,
                      std::string("no socket to be had: ") + std::strerror(errno), errno};
@@ -133,7 +137,7 @@ Result<Connection> Connection::Open(const std::string& path, milliseconds timeou
     const auto* generic = reinterpret_cast<const sockaddr*>(&address);
     while (connect(connection.fd_, generic, sizeof(address)) != 0) {
         if (errno != EINTR) {
-            return CannotConnect(path, errno, timeout);
+            return CannotConnect(path, errno, timeout, listener);
         }
     }
     return connection;

@@ -2,11 +2,15 @@
 // What the kinds of connections to an owner have in common: a socket of packets on which every wait
 // ends at a deadline or with the caller's patience.
 
+#include <poll.h>
+#include <sys/socket.h>
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -22,10 +26,17 @@ struct Patience {
     std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::now() + timeout;
 };
 
+/// What listens at a socket.
+struct Listener {
+    int type = SOCK_SEQPACKET;
+    std::string_view name = "owner";  // for messages
+};
+
 /// A connected socket. Its calls belong to one thread.
 class Connection {
 public:
-    static Result<Connection> Open(const std::string& path, std::chrono::milliseconds timeout);
+    static Result<Connection> Open(const std::string& path, std::chrono::milliseconds timeout,
+                                   const Listener& listener = {});
 
     Connection() = default;
     ~Connection() { Close(); }
@@ -48,9 +59,11 @@ public:
     Result<std::vector<uint8_t>> Receive(size_t limit, const Patience& patience,
                                          OwnedDescriptor* descriptor = nullptr);
 
+    /// Waits until the socket is ready for these events of poll.
+    std::optional<Error> Await(short events, const Patience& patience) const;
+
 private:
     explicit Connection(int fd) : fd_(fd) {}
-    std::optional<Error> Await(short events, const Patience& patience) const;
 
     int fd_ = -1;
 };
