@@ -10,6 +10,7 @@
 #include "src/application/terminated_application_state.h"
 #include "src/application/terminating_application_state.h"
 #include "src/common/logging.h"
+#include "src/trace/trace.h"
 
 namespace ProcMgr {
 
@@ -275,6 +276,7 @@ std::string Application::AppInfoToString() const {
 // refusal never blocks an application for good.
 bool Application::IsOkToRestart() NO_THREAD_SAFETY_ANALYSIS {
     if (manifest_.GetRestart() == kOnForever) {
+        Trace::Limiter(appName_, true, 0, 0);
         return true;
     }
     if (restartTimer_ == nullptr) {
@@ -283,16 +285,19 @@ bool Application::IsOkToRestart() NO_THREAD_SAFETY_ANALYSIS {
     if (!restartTimer_->IsRunning()) {
         SetRestartCount(1);
         restartTimer_->Start();
+        Trace::Limiter(appName_, true, 1, 0);
         return true;
     }
     const uint32_t count = GetRestartCount();
     if (count < kRestartLimit) {
         SetRestartCount(count + 1);
+        Trace::Limiter(appName_, true, count + 1, restartTimer_->ElapsedMilliseconds());
         return true;
     }
     restartTimer_->Stop();
     SetRestartCount(0);
     const int64_t elapsed = restartTimer_->ElapsedMilliseconds();
+    Trace::Limiter(appName_, elapsed > kRestartWindow, 0, elapsed);
     if (elapsed <= kRestartWindow) {
         GRP_ERROR(
             "Cannot Restart appName:%s , because restart count(%u) is more than %u within "

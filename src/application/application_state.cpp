@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "src/application/application.h"
+#include "src/trace/trace.h"
 
 namespace ProcMgr {
 
@@ -86,6 +87,7 @@ bool ApplicationState::Passes(StateGuard guard) {
 void ApplicationState::MoveTo(AppStateType next) {
     if (application_ != nullptr) {
         application_->SetAppState(application_->MapStateTypeToStatePointer(next));
+        Trace::Transition(application_->GetAppName(), type_, next, application_->GetPid());
     }
 }
 

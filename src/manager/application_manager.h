@@ -190,6 +190,8 @@ private:
                    const std::vector<AppInfoForServer>& restart);
     bool StartChangedApps(const std::vector<AppInfoForServer>& apps);
     bool TermApps(const std::vector<AppInfoForServer>& apps);
+    using Dependants = std::map<std::string, Names>;
+    Dependants DependantsAmong(const std::vector<AppInfoForServer>& apps) EXCLUDES(mutex_);
     bool MakeTermGraph(const std::vector<AppInfoForServer>& apps);
     void TermNoDependsApps(FreeRecords& free);
     enum class TermOutcome { kMissing, kRefused, kDownAlready, kAccepted };

@@ -114,17 +114,29 @@ void ApplicationManager::ResetChangeAppInfo(int32_t timeoutMs) {
 bool ApplicationManager::RunPhases(const std::vector<AppInfoForServer>& term,
                                    const std::vector<AppInfoForServer>& start,
                                    const std::vector<AppInfoForServer>& restart) {
-    if (!term.empty() && !TermApps(term)) {
-        MarkLeftAppToTermFailed();
-        return false;
+    if (!term.empty()) {
+        const bool isEnded = TermApps(term);
+        if (!isEnded) {
+            MarkLeftAppToTermFailed();
+        }
+        term_.phase.End(isEnded);
+        if (!isEnded) {
+            return false;
+        }
     }
     if (!start.empty() && !StartChangedApps(start)) {
         return false;
     }
     GRP_WARNING("ApplicationManager: ChangeAppState restart begin.");
-    if (!restart.empty() && !RestartApps(restart)) {
-        MarkLeftAppToRestartFailed();
-        return false;
+    if (!restart.empty()) {
+        const bool isEnded = RestartApps(restart);
+        if (!isEnded) {
+            MarkLeftAppToRestartFailed();
+        }
+        restart_.phase.End(isEnded);
+        if (!isEnded) {
+            return false;
+        }
     }
     GRP_WARNING("ApplicationManager: ChangeAppState restart end.");
     return true;
@@ -138,14 +150,19 @@ bool ApplicationManager::StartChangedApps(const std::vector<AppInfoForServer>& a
     if (!isEnded || changeStart_.HasUntouched()) {
         changeStart_.MarkLeft();
     }
+    changeStart_.phase.End(isEnded);
     return isEnded;
 }
 
 bool ApplicationManager::RestartApps(const std::vector<AppInfoForServer>& apps) {
+    const Milliseconds wait = BatchWait(changeTimeout_, restart_.timeout);
+    restart_.phase.Begin(apps.size(), wait);
     restart_.Request(apps);
-    const TimePoint deadline = Now() + BatchWait(changeTimeout_, restart_.timeout);
+    const TimePoint deadline = Now() + wait;
     std::vector<Message::RestartAppInfo> toSend;
     for (const AppInfoForServer& app : apps) {
+        restart_.phase.Release(app.name, {});
+        const Trace::Cause release(Trace::ReleaseOf(app.name));
         switch (BeginRestart(app)) {
             case RestartOutcome::kMissing:
                 GRP_ERROR(
@@ -165,11 +182,14 @@ bool ApplicationManager::RestartApps(const std::vector<AppInfoForServer>& apps) 
         }
     }
     if (!toSend.empty()) {
+        Trace::Sent(OptionType::RESTART, toSend);
         const uint32_t result = ProcMgrAgent::GetInstance().RestartApp(toSend);
+        Trace::NotSent(OptionType::RESTART, toSend, result);
         GRP_WARNING("RestartApps done. (return=%u)", result);
     }
     if (!restart_.WaitUntilDone(deadline)) {
         GRP_ERROR("RestartApps failed time-out");
+        restart_.phase.TimeOut();
         return false;
     }
     return true;

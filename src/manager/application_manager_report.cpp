@@ -5,6 +5,7 @@
 #include "src/agent/procmgr_agent.h"
 #include "src/common/logging.h"
 #include "src/manager/application_manager.h"
+#include "src/trace/trace.h"
 
 namespace ProcMgr {
 
@@ -137,7 +138,10 @@ void ApplicationManager::CheckAndRestartApp(const std::string& name) {
     GRP_INFO("ApplicationManager: restart %s", name.c_str());
     GRP_WARNING("RestartApps add %s to restartAppList", name.c_str());
     GRP_WARNING("ApplicationManager: RestartApps emAgent RestartApp begin.");
-    const uint32_t result = ProcMgrAgent::GetInstance().RestartApp({std::move(info)});
+    const std::vector<Message::RestartAppInfo> toSend{std::move(info)};
+    Trace::Sent(OptionType::RESTART, toSend);
+    const uint32_t result = ProcMgrAgent::GetInstance().RestartApp(toSend);
+    Trace::NotSent(OptionType::RESTART, toSend, result);
     GRP_WARNING("ApplicationManager: RestartApps emAgent RestartApp end. (return=%u)", result);
     EndSend({name});
 }

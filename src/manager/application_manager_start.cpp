@@ -32,6 +32,7 @@ struct ApplicationManager::StartPass {
 bool ApplicationManager::StartApps(const std::vector<AppInfoForServer>& apps, StartAppInfo& batch,
                                    Milliseconds wait) {
     GRP_WARNING("StartApps begin.");
+    batch.phase.Begin(apps.size(), wait);
     for (const AppInfoForServer& app : apps) {
         batch.Request(app.name);  // by itself: what stays in memory is not to lie scattered
     }
@@ -144,6 +145,7 @@ bool ApplicationManager::FillAppInfoAndStart(StartPass& pass, StartAppInfo& batc
         switch (batch.ClaimForStart(name)) {
             case StartAppInfo::Claim::kClaimed:
                 GRP_INFO("noDependsList in startAppMap appName=%s", name.c_str());
+                batch.phase.Release(name, application->GetDepends());
                 toStart.push_back(*pass.requested.at(name));
                 pass.started.push_back(name);
                 begun = application;
@@ -193,6 +195,7 @@ void ApplicationManager::StartNoDependsApps(const std::vector<AppInfoForServer>&
     GRP_WARNING("StartNoDependsApps start begin.");
     std::vector<Message::StartAppInfo> toSend;
     for (const AppInfoForServer& app : apps) {
+        const Trace::Cause release(Trace::ReleaseOf(app.name));
         switch (BeginStart(app)) {
             case StartOutcome::kMissing:
                 GRP_ERROR(
@@ -224,7 +227,10 @@ void ApplicationManager::StartNoDependsApps(const std::vector<AppInfoForServer>&
 // START_FAILED.
 void ApplicationManager::SendStart(const std::vector<Message::StartAppInfo>& apps) {
     GRP_WARNING("StartNoDependsApps emAgent StartApp begin.");
-    if (ProcMgrAgent::GetInstance().StartApp(apps) != AgentResult::kSuccess) {
+    Trace::Sent(OptionType::START, apps);
+    if (const uint32_t result = ProcMgrAgent::GetInstance().StartApp(apps);
+        result != AgentResult::kSuccess) {
+        Trace::NotSent(OptionType::START, apps, result);
         for (const Message::StartAppInfo& app : apps) {
             GRP_ERROR("StartApp %s failed, because ProcMgrAgent StartApp failed", app.name.c_str());
             ReportTerminatedNormalFromProcMgr(app.name);
@@ -279,6 +285,7 @@ void ApplicationManager::EndSend(const std::vector<std::string>& names) {
                     app.name.c_str());
     }
     if (!toEnd.empty()) {
+        Trace::Sent(OptionType::TERM, toEnd);
         (void)ProcMgrAgent::GetInstance().TermApp(toEnd);  // nobody waits for this one
     }
 }
@@ -293,6 +300,7 @@ bool ApplicationManager::PollAndWait(const StartPass& pass, StartAppInfo& batch,
     while (!batch.notified) {
         if (!batch.condition.WaitUntil(batch.mutex, deadline) && !batch.notified) {
             GRP_ERROR("StartApp failed. timeout=%u(ms)", batch.timeout.load());
+            batch.phase.TimeOut();
             return false;
         }
     }
@@ -382,7 +390,9 @@ bool ApplicationManager::StartBaseApplication() {
         baseStart_.MarkLeft();
     }
     GRP_WARNING("ApplicationManager: StartBaseApplication end.");
-    return CheckBaseApplicationResult();
+    const bool isAllUp = CheckBaseApplicationResult();
+    baseStart_.phase.End(isAllUp);
+    return isAllUp;
 }
 
 bool ApplicationManager::CheckBaseApplicationResult() const {

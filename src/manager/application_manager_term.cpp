@@ -8,21 +8,43 @@
 
 namespace ProcMgr {
 
+// Who waits for whom, for whoever observes.
+ApplicationManager::Dependants ApplicationManager::DependantsAmong(
+    const std::vector<AppInfoForServer>& apps) {
+    Dependants dependants;
+    for (const AppInfoForServer& app : apps) {
+        if (const auto application = FindApplication(app.name, false); application != nullptr) {
+            for (const std::string& needed : application->GetDepends()) {
+                dependants[needed].insert(app.name);
+            }
+        }
+    }
+    return dependants;
+}
+
 bool ApplicationManager::TermApps(const std::vector<AppInfoForServer>& apps) {
     GRP_WARNING("TermApps begin.");
-    const TimePoint deadline = Now() + BatchWait(changeTimeout_, term_.timeout);
+    const Milliseconds wait = BatchWait(changeTimeout_, term_.timeout);
+    const TimePoint deadline = Now() + wait;
+    term_.phase.Begin(apps.size(), wait);
     term_.Request(apps);
     if (!MakeTermGraph(apps)) {
         return false;
     }
+    const auto dependants = Trace::IsOpen() ? DependantsAmong(apps) : Dependants{};
     FreeRecords free;
     while (!term_.IsGraphEmpty()) {
         GRP_INFO("TermApps ... ");
         if (!term_.WaitForResult(deadline)) {
             GRP_ERROR("ChangeApp failed. because TermApps failed time-out.");
+            term_.phase.TimeOut();
             return false;
         }
         free.Refresh(term_.FreeNames(), Removals());
+        for (const auto& [name, application] : free.records) {
+            const auto others = dependants.find(name);
+            term_.phase.Release(name, others == dependants.end() ? Names{} : others->second);
+        }
         TermNoDependsApps(free);
     }
     GRP_WARNING("TermApps end.");
@@ -55,6 +77,7 @@ void ApplicationManager::TermNoDependsApps(FreeRecords& free) {
     std::vector<Message::TermAppInfo> toSend;
     toSend.reserve(free.records.size());
     for (auto& [name, application] : free.records) {
+        const Trace::Cause release(Trace::ReleaseOf(name));
         switch (BeginTerm(name, application, free.removals)) {
             case TermOutcome::kMissing:
                 GRP_ERROR(
@@ -82,8 +105,10 @@ void ApplicationManager::TermNoDependsApps(FreeRecords& free) {
         return;
     }
     GRP_WARNING("ApplicationManager: TermApps emAgent TermApp begin.");
+    Trace::Sent(OptionType::TERM, toSend);
     const uint32_t result = ProcMgrAgent::GetInstance().TermApp(toSend);
     GRP_WARNING("ApplicationManager: TermApps emAgent TermApp end. (return=%u)", result);
+    Trace::NotSent(OptionType::TERM, toSend, result);
 }
 
 // Look-up and transition are one critical section, so that they meet the record that a report

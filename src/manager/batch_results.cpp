@@ -12,11 +12,13 @@ std::string NameOf(AppChangeState state) {
 
 }  // namespace
 
-void MarkUntouched(BatchResults& results, const char* what, AppChangeState failed) {
+void MarkUntouched(BatchResults& results, const char* what, AppChangeState failed,
+                   Trace::Phase& phase) {
     for (auto& [name, state] : results) {
         GRP_INFO("%s appName=%s state=%s", what, name.c_str(), NameOf(state).c_str());
         if (state == AppChangeState::INIT) {
             state = failed;
+            phase.Result(name, failed);
             GRP_ERROR("mark %s to %s", name.c_str(), NameOf(failed).c_str());
         }
     }

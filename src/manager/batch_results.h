@@ -6,6 +6,7 @@
 
 #include "grpowner/app_records.h"
 #include "grpowner/enumerations.h"
+#include "src/trace/trace.h"
 
 namespace ProcMgr {
 
@@ -14,7 +15,8 @@ using BatchResults = std::map<std::string, AppChangeState>;
 
 /// Turns what is still untouched into `failed`; logs every entry.
 /// @param what "Start", "Term" or "Restart"
-void MarkUntouched(BatchResults& results, const char* what, AppChangeState failed);
+void MarkUntouched(BatchResults& results, const char* what, AppChangeState failed,
+                   Trace::Phase& phase);
 
 /// Appends a line for each entry; logs those that did not succeed.
 /// @return whether all of them succeeded

@@ -66,6 +66,7 @@ void RestartAppsInfo::Report(const std::string& name, AppChangeState state) {
         return;
     }
     entry->second = state;
+    phase.Result(name, state);
     if (IsDone(state) && --unfinished == 0) {
         notified = true;
         condition.NotifyOne();
@@ -74,7 +75,7 @@ void RestartAppsInfo::Report(const std::string& name, AppChangeState state) {
 
 void RestartAppsInfo::MarkLeft() {
     MutexLock lock(mutex);
-    MarkUntouched(restartAppsResult, "Restart", AppChangeState::RESTART_FAILED);
+    MarkUntouched(restartAppsResult, "Restart", AppChangeState::RESTART_FAILED, phase);
 }
 
 bool RestartAppsInfo::AppendTo(std::vector<AppChangeInfo>& lines) const {

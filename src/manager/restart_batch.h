@@ -9,6 +9,7 @@
 #include "grpowner/app_records.h"
 #include "src/common/sync.h"
 #include "src/manager/batch_results.h"
+#include "src/trace/trace.h"
 
 namespace ProcMgr {
 
@@ -39,6 +40,7 @@ struct RestartAppsInfo {
     bool notified GUARDED_BY(mutex) = false;
     size_t unfinished GUARDED_BY(mutex) = 0;  // results that do not count as done yet
     std::atomic<uint32_t> timeout{0};         // milliseconds
+    Trace::Phase phase{OptionType::RESTART};  // synchronises itself
 };
 
 }  // namespace ProcMgr

@@ -100,6 +100,7 @@ bool StartAppInfo::Record(const std::string& name, AppChangeState state) {
             name.c_str(), NameOf(entry->second).c_str());
     }
     entry->second = state;
+    phase.Result(name, state);
     if (state == AppChangeState::SUCCESS) {
         startGraph.Pop(name);
     }
@@ -109,7 +110,7 @@ bool StartAppInfo::Record(const std::string& name, AppChangeState state) {
 
 void StartAppInfo::MarkLeft() {
     MutexLock lock(mutex);
-    MarkUntouched(startAppResultMap, "Start", AppChangeState::START_FAILED);
+    MarkUntouched(startAppResultMap, "Start", AppChangeState::START_FAILED, phase);
 }
 
 bool StartAppInfo::HasUntouched() const {

@@ -10,6 +10,7 @@
 #include "platform/manifest_service.h"
 #include "src/common/sync.h"
 #include "src/manager/batch_results.h"
+#include "src/trace/trace.h"
 
 namespace ProcMgr {
 
@@ -54,6 +55,7 @@ struct StartAppInfo {
     std::atomic<uint32_t> timeout{0};  // milliseconds
     bool notified GUARDED_BY(mutex) = false;
     std::set<std::string> onTheirWay GUARDED_BY(mutex);  // not asked for, but coming up
+    Trace::Phase phase{OptionType::START};               // synchronises itself
 
 private:
     bool Record(const std::string& name, AppChangeState state) EXCLUDES(mutex);

@@ -105,12 +105,13 @@ bool TermAppInfo::Record(const std::string& name, AppChangeState state) {
         return false;
     }
     entry->second = state;
+    phase.Result(name, state);
     return true;
 }
 
 void TermAppInfo::MarkLeft() {
     MutexLock lock(resultMutex);
-    MarkUntouched(termAppsResult, "Term", AppChangeState::TERM_FAILED);
+    MarkUntouched(termAppsResult, "Term", AppChangeState::TERM_FAILED, phase);
 }
 
 bool TermAppInfo::AppendTo(std::vector<AppChangeInfo>& lines) const {

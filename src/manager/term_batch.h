@@ -10,6 +10,7 @@
 #include "platform/manifest_service.h"
 #include "src/common/sync.h"
 #include "src/manager/batch_results.h"
+#include "src/trace/trace.h"
 
 namespace ProcMgr {
 
@@ -48,7 +49,8 @@ struct TermAppInfo {
     DependGraph termGraph GUARDED_BY(graphMutex);
     CondVar condition;
     bool notified GUARDED_BY(resultMutex) = true;
-    std::atomic<uint32_t> timeout{0};  // milliseconds
+    std::atomic<uint32_t> timeout{0};      // milliseconds
+    Trace::Phase phase{OptionType::TERM};  // synchronises itself
 
 private:
     bool Record(const std::string& name, AppChangeState state) EXCLUDES(resultMutex);

@@ -9,6 +9,7 @@
 #include "src/common/sync.h"
 #include "src/manager/application_manager.h"
 #include "src/server/heartbeat_lost_apps.h"
+#include "src/trace/trace.h"
 
 namespace ProcMgr {
 
@@ -99,6 +100,7 @@ void GrpOwnerServer::ApplyReport(const Message::AppStateInfo& report) {
         GRP_ERROR("App:%s is not in this group.", report.name.c_str());
         return;
     }
+    const Trace::Cause cause(Trace::Report(report));
     switch (type) {
         case Message::ReportAppStateType::RUNNING_NORMAL_START:
             ApplyStart(report);
@@ -186,11 +188,15 @@ int GrpOwnerServer::ReportAppStateFromApp(const std::string& name, int pid,
         }
         GRP_EVENT("GrpOwnerServer: ReportAppStateFromApp. (appName=%s,state=on,pid=%d)",
                   name.c_str(), pid);
+        const Trace::Cause cause(Trace::Said(name, pid, state));
         manager.ReportRunningNormalStartFromApp(name);
         RegisterAppHeartBeatCheck(*application);
     } else if (state == AppReportState::SWITCH_OFF) {
         GRP_EVENT("GrpOwnerServer: ReportAppStateFromApp. (appName=%s,state=off,pid=%d)",
                   name.c_str(), pid);
+        if (application != nullptr) {
+            (void)Trace::Said(name, pid, state);
+        }
     }
     return 0;
 }
@@ -268,6 +274,7 @@ int GrpOwnerServer::HeartBeatNotify(const char* name, size_t nameLength, unsigne
 void GrpOwnerServer::ApplyHeartBeat(const std::string& name, int pid, AppReportState state) {
     GRP_EVENT("GroupOwner: process heart beat notify. (app=%s,pid=%d,status=%s)", name.c_str(), pid,
               state == AppReportState::HEART_BEAT_LOST ? "lost" : "recovery");
+    const Trace::Cause cause(Trace::HeartBeat(name, pid, state));
     (void)NotifyAppState(name, pid, state);
     UpdateHeartBeatLostApps(name, pid, state);
 }
@@ -275,6 +282,7 @@ void GrpOwnerServer::ApplyHeartBeat(const std::string& name, int pid, AppReportS
 void GrpOwnerServer::UpdateHeartBeatLostApps(const std::string& name, int pid,
                                              AppReportState state) {
     HeartBeatLostApps::GetInstance().Update(name, state, [&name, pid] {
+        (void)Trace::HeartBeat(name, pid, AppReportState::HEART_BEAT_RECOVERY);
         (void)NotifyAppState(name, pid, AppReportState::HEART_BEAT_RECOVERY);
     });
 }

@@ -5,6 +5,7 @@
 #include "src/common/logging.h"
 #include "src/manager/application_manager.h"
 #include "src/server/grp_owner_server.h"
+#include "src/trace/trace.h"
 
 namespace ProcMgr {
 
@@ -35,6 +36,7 @@ bool GrpOwnerServer::ChangeApp(const std::vector<AppInfoForServer>& term,
     GRP_WARNING(
         "GrpOwnerServer receive callback(RegSsChangeAppCallBack)  ChangeApp begin. (timeout=%d)",
         timeout);
+    Trace::Request request(TraceRequest::CHANGE);
     for (const AppInfoForServer& app : term) {
         const std::string arguments = ArgumentText(app);
         (void)NotifyAppState(app.name, 0, AppReportState::ACTIVELY_EXIT);
@@ -49,18 +51,20 @@ bool GrpOwnerServer::ChangeApp(const std::vector<AppInfoForServer>& term,
         GRP_WARNING("ChangeApp: restartAppList: appName:%s args:%s", app.name.c_str(),
                     ArgumentText(app).c_str());
     }
-    return ApplicationManager::GetInstance().ChangeApp(term, start, restart, results, timeout);
+    return request.Done(
+        ApplicationManager::GetInstance().ChangeApp(term, start, restart, results, timeout));
 }
 
 bool GrpOwnerServer::SetSystemState(int state, int timeout) {
     GRP_EVENT("Set system state begin. (state=%d,timeout=%d)", state, timeout);
+    Trace::Request request(TraceRequest::SET_SYSTEM_STATE);
     SystemStateCallback callback;
     {
         MutexLock lock(systemStateMutex_);
         callback = systemStateCallback_;
     }
     try {
-        return callback ? callback(state, timeout) : false;
+        return request.Done(callback ? callback(state, timeout) : false);
     } catch (const std::exception& error) {
         GRP_ERROR("GroupOwner: the subscriber of system states failed: %s. (state=%d)",
                   error.what(), state);
@@ -72,24 +76,28 @@ bool GrpOwnerServer::SetSystemState(int state, int timeout) {
 
 bool GrpOwnerServer::QueryAppState(const std::vector<std::string>& names,
                                    std::vector<AppStatus>& states, int timeout) {
-    return ApplicationManager::GetInstance().QueryAppState(names, states, timeout);
+    return Trace::Request(TraceRequest::QUERY)
+        .Done(ApplicationManager::GetInstance().QueryAppState(names, states, timeout));
 }
 
 bool GrpOwnerServer::QueryAppList(std::vector<std::string>& names) {
-    return ApplicationManager::GetInstance().QueryAppList(names);
+    return Trace::Request(TraceRequest::LIST)
+        .Done(ApplicationManager::GetInstance().QueryAppList(names));
 }
 
 bool GrpOwnerServer::GrpOwnerVerifyApp(const std::map<std::string, unsigned int>& changes) {
-    return ApplicationManager::GetInstance().GrpOwnerVerifyApp(changes);
+    return Trace::Request(TraceRequest::VERIFY)
+        .Done(ApplicationManager::GetInstance().GrpOwnerVerifyApp(changes));
 }
 
 bool GrpOwnerServer::ReloadCfg() {
-    return ApplicationManager::GetInstance().ReloadCfg();
+    return Trace::Request(TraceRequest::RELOAD).Done(ApplicationManager::GetInstance().ReloadCfg());
 }
 
 bool GrpOwnerServer::ApplicationDump() {
+    Trace::Request request(TraceRequest::DUMP);
     ApplicationManager::GetInstance().ApplicationDump();
-    return true;
+    return request.Done(true);
 }
 
 }  // namespace ProcMgr

@@ -6,6 +6,7 @@
 #include "src/common/sync.h"
 #include "src/manager/application_manager.h"
 #include "src/server/grp_owner_server.h"
+#include "src/trace/trace.h"
 
 namespace ProcMgr {
 
@@ -42,7 +43,8 @@ bool StopInPasses(std::vector<AppInfoForServer> apps, const char* list) {
 }  // namespace
 
 bool GrpOwnerServer::StopAllApp() {
-    return StopDrivingApp() && StopBaseApp();
+    Trace::Request request(TraceRequest::STOP_ALL);
+    return request.Done(StopDrivingApp() && StopBaseApp());
 }
 
 bool GrpOwnerServer::StopDrivingApp() const {

@@ -7,6 +7,7 @@
 #include "src/agent/procmgr_agent.h"
 #include "src/common/logging.h"
 #include "src/manager/application_manager.h"
+#include "src/trace/trace.h"
 
 namespace ProcMgr {
 
@@ -143,8 +144,10 @@ int ProcMgrGrpOwnerImpl::GrpOwnerDisable() {
 }
 
 bool ProcMgrGrpOwnerImpl::StartAutoStartApp() {
-    return Guarded("StartAutoStartApp", false,
-                   [] { return ApplicationManager::GetInstance().StartBaseApplication(); });
+    return Guarded("StartAutoStartApp", false, [] {
+        return Trace::Request(TraceRequest::BOOT)
+            .Done(ApplicationManager::GetInstance().StartBaseApplication());
+    });
 }
 
 bool ProcMgrGrpOwnerImpl::CheckAppExisted(const std::string& name) const {
@@ -231,7 +234,9 @@ int ProcMgrGrpOwnerImpl::ChangeAppState(const std::vector<std::string>& term,
 
 int ProcMgrGrpOwnerImpl::GrpOwnerRestartApp(const std::string& name) {
     return Guarded("GrpOwnerRestartApp", kOk, [&name] {
+        Trace::Request request(TraceRequest::RESTART, name);
         ApplicationManager::GetInstance().CheckAndRestartApp(name);
+        (void)request.Done(true);
         return kOk;
     });
 }
