@@ -4,7 +4,8 @@ add_library(grpowner_compile INTERFACE)
 target_include_directories(grpowner_compile INTERFACE
                            ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
 target_compile_options(grpowner_compile INTERFACE
-    -Wall -Wextra -Wshadow -Wformat=2 -Wnon-virtual-dtor -Woverloaded-virtual
+    -Wall -Wextra -Wshadow -Wformat=2
+    $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
     $<$<BOOL:${GRPOWNER_WERROR}>:-Werror>)
 target_link_libraries(grpowner_compile INTERFACE Threads::Threads)
