@@ -184,98 +184,6 @@ Json JsonOf(const Order& order, const Plan& plan, const Group& group, const Repo
     return json;
 }
 
-/// One part of a dry run. Lives for one call.
-class WaveShower {
-public:
-    WaveShower(const Group& group, const Dependencies& dependencies)
-        : group_(group), dependencies_(dependencies) {}
-
-    std::string Show(const std::string& verb, const Names& names, const Names& added,
-                     bool isBackwards) const {
-        std::vector<std::vector<std::string>> waves = dependencies_.Waves(names);
-        if (isBackwards) {
-            std::reverse(waves.begin(), waves.end());
-        }
-        std::vector<Row> rows;
-        for (size_t index = 0; index < waves.size(); ++index) {
-            std::string number = std::to_string(index + 1);
-            for (const auto& [remark, members] : Remarks(waves[index], names, added, isBackwards)) {
-                rows.push_back({number, Joined(members), remark});
-                number.clear();
-            }
-        }
-        return "Would " + verb + " " + Count(names.size(), "application") + " in " +
-               Count(waves.size(), "wave") + " (nothing was changed):\n" +
-               LayOut(rows, false, "  ");
-    }
-
-private:
-    using Groups = std::vector<std::pair<std::string, std::vector<std::string>>>;
-
-    static std::string Count(size_t count, const std::string& what) {
-        return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-    }
-
-    Groups Remarks(const std::vector<std::string>& wave, const Names& names, const Names& added,
-                   bool isBackwards) const {
-        Groups groups;
-        for (const std::string& name : wave) {
-            const std::string remark = Remark(name, names, added.count(name) > 0, isBackwards);
-            const auto same = std::find_if(groups.begin(), groups.end(), [&](const auto& entry) {
-                return entry.first == remark;
-            });
-            if (same == groups.end()) {
-                groups.push_back({remark, {name}});
-            } else {
-                same->second.push_back(name);
-            }
-        }
-        return groups;
-    }
-
-    std::string Remark(const std::string& name, const Names& names, bool isAdded,
-                       bool isBackwards) const {
-        if (isBackwards) {
-            return isAdded ? "needs " + Joined(Within(dependencies_.NeedsOf(name), names))
-                           : "asked for";
-        }
-        const std::optional<ApplicationManifest>& manifest = group_.At(name).manifest;
-        const bool mustSayReady = manifest && manifest->GetIsReporting();
-        return (isAdded ? "needed by " + Joined(Within(dependencies_.NeededBy(name), names))
-                        : std::string("asked for")) +
-               (mustSayReady ? ", waits for READY=1" : "");
-    }
-
-    // An application in between may run already: then it is named all the same.
-    static Names Within(const Names& names, const Names& frame) {
-        Names within;
-        for (const std::string& name : names) {
-            if (frame.count(name) > 0) {
-                within.insert(name);
-            }
-        }
-        return within.empty() ? names : within;
-    }
-
-    const Group& group_;
-    const Dependencies& dependencies_;
-};
-
-Json DryRunJson(const Order& order, const Plan& plan, const Dependencies& dependencies,
-                bool isAccepted) {
-    Json json = NewObject();
-    json["command"] = order.verb;
-    json["dryRun"] = true;
-    json["accepted"] = isAccepted;
-    std::vector<std::vector<std::string>> stops = dependencies.Waves(plan.stops);
-    std::reverse(stops.begin(), stops.end());
-    json["stop"] = stops;
-    json["start"] = dependencies.Waves(plan.starts);
-    json["restart"] = plan.restarts;
-    json["alreadyRunning"] = plan.alreadyUp;
-    return json;
-}
-
 }  // namespace
 
 std::vector<std::string> Failed(const Report& report) {
@@ -317,30 +225,6 @@ void ShowReport(const Options& options, const Order& order, const Plan& plan, co
     const size_t good = report.outcomes.size() - Failed(report).size();
     Put(screen.isTerminal ? TerminalText(order, report, shower, good, screen)
                           : PlainText(order, report, shower, good));
-}
-
-void ShowDryRun(const Options& options, const Order& order, const Plan& plan, const Group& group,
-                const Dependencies& dependencies, bool isAccepted) {
-    if (options.format == Format::kJson) {
-        PutJson(DryRunJson(order, plan, dependencies, isAccepted));
-        return;
-    }
-    if (plan.IsEmpty()) {
-        Put("nothing to " + order.verb + "\n");
-        return;
-    }
-    const WaveShower waves(group, dependencies);
-    if (!plan.stops.empty()) {
-        Put(waves.Show("stop", plan.stops, plan.addedStops, true));
-    }
-    if (!plan.starts.empty()) {
-        Put(waves.Show("start", plan.starts, plan.addedStarts, false));
-    }
-    if (!plan.restarts.empty()) {
-        Put("Would restart " + Joined(plan.restarts) + " (nothing was changed).\n");
-    }
-    Put(isAccepted ? "The owner accepts this change set.\n"
-                   : "The owner refuses this change set; its log says why.\n");
 }
 
 }  // namespace GrpCtl

@@ -1,5 +1,5 @@
 #pragma once
-// How a change set is shown, before and after.
+// How a change set is shown afterwards.
 
 #include <chrono>
 #include <string>
@@ -23,10 +23,5 @@ void ShowReport(const Options& options, const Order& order, const Plan& plan, co
 
 /// The names of those that failed.
 std::vector<std::string> Failed(const Report& report);
-
-/// What would be done, wave by wave.
-/// @param isAccepted what the owner says to it
-void ShowDryRun(const Options& options, const Order& order, const Plan& plan, const Group& group,
-                const Dependencies& dependencies, bool isAccepted);
 
 }  // namespace GrpCtl

@@ -6,6 +6,7 @@
 
 #include "client/grpctl/change_output.h"
 #include "client/grpctl/failure.h"
+#include "client/grpctl/forecast_output.h"
 #include "client/grpctl/group_output.h"
 #include "client/grpctl/session.h"
 #include "client/ss_wire.h"
@@ -18,6 +19,7 @@ namespace {
 using GrpOwnerClient::Change;
 using GrpOwnerClient::ChangeAnswer;
 using GrpOwnerClient::Result;
+using GrpOwnerClient::SsClient;
 using GrpOwnerLinux::Quote;
 using ProcMgr::OptionType;
 
@@ -152,17 +154,38 @@ private:
     }
 
     int TryOut() {
+        const Result<bool> isAccepted = AskWhetherAccepted();
+        Known known;
+        for (const Application& application : group_.Applications()) {
+            known[application.name] = application;
+        }
+        const Patience patience{options_.Timeout(),
+                                session_.Facts().serviceTimeout > SsClient::kPlainLimit};
+        ShowForecast(options_, order_, plan_,
+                     Foresee(plan_, dependencies_, order_.launches, known, patience),
+                     isAccepted ? std::optional<bool>(*isAccepted) : std::nullopt);
+        return Need(isAccepted) ? kDone : kFailed;
+    }
+
+    // A change that does not fit a record is shown all the same.
+    Result<bool> AskWhetherAccepted() {
         const std::vector<Change> changes = ToChanges(plan_, order_.launches);
+        if (changes.empty()) {
+            return true;
+        }
         std::map<std::string, uint32_t> options;
         for (const Change& change : changes) {
             options[change.name] = static_cast<uint32_t>(change.option);
         }
-        // Whether it fits a record is the client's to say.
-        const std::string request = Need(GrpOwnerClient::SsWire::PackChange(changes));
-        (void)Need(GrpOwnerClient::SsWire::MakeRecord(request, 1, changes.size()));
-        const bool isAccepted = options.empty() || Need(session_.Client().Verify(options));
-        ShowDryRun(options_, order_, plan_, group_, dependencies_, isAccepted);
-        return isAccepted ? kDone : kFailed;
+        const Result<std::string> request = GrpOwnerClient::SsWire::PackChange(changes);
+        if (!request) {
+            return request.GetError();
+        }
+        const auto record = GrpOwnerClient::SsWire::MakeRecord(*request, 1, changes.size());
+        if (!record) {
+            return record.GetError();
+        }
+        return session_.Client().Verify(options);
     }
 
     ChangeAnswer Ask() {

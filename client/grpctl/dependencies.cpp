@@ -53,21 +53,32 @@ Names Dependencies::AllNeeding(const Names& names) const {
     return Reach(neededBy_, names);
 }
 
-// How many of the names stand one behind the other up to this one. The depth of the recursion is
-// the longest chain of a configuration, which is limited in size.
+// How many of the names stand one behind the other up to this one. With its own stack, since a
+// chain may be as long as the configuration.
 size_t Dependencies::Level(const std::string& name, const Names& names,
                            std::map<std::string, size_t>& levels) const {
-    const auto [entry, isNew] = levels.emplace(name, 0);
-    if (!isNew) {
-        return entry->second;
+    std::vector<std::pair<const std::string*, bool>> path{{&name, false}};
+    while (!path.empty()) {
+        const auto [current, isEntered] = path.back();
+        if (!isEntered && !levels.emplace(*current, 0).second) {
+            path.pop_back();
+            continue;
+        }
+        if (!isEntered) {
+            path.back().second = true;
+            for (const std::string& needed : NeedsOf(*current)) {
+                path.emplace_back(&needed, false);
+            }
+            continue;
+        }
+        size_t level = 0;
+        for (const std::string& needed : NeedsOf(*current)) {
+            level = std::max(level, levels[needed]);
+        }
+        levels[*current] = level + names.count(*current);
+        path.pop_back();
     }
-    size_t level = 0;
-    for (const std::string& needed : NeedsOf(name)) {
-        level = std::max(level, Level(needed, names, levels));
-    }
-    level += names.count(name);
-    levels[name] = level;
-    return level;
+    return levels[name];
 }
 
 std::vector<std::vector<std::string>> Dependencies::Waves(const Names& names) const {

@@ -7,7 +7,6 @@
 #include "platform/linux/configuration_checks.h"
 #include "platform/linux/configuration_reader.h"
 #include "platform/linux/host.h"
-#include "platform/linux/yaml_reader.h"
 
 namespace GrpOwnerLinux {
 
@@ -16,23 +15,13 @@ namespace {
 std::vector<ApplicationManifest> Read(const SourceText& text,
                                       const ParseAndDepend::MatchData& matchData,
                                       Findings& findings) {
-    Span place;
-    std::string message;
-    if (text.FindBadCharacter(place, message)) {
-        findings.Error(place, message, "save the file as UTF-8 text");
-        return {};
-    }
-    const YamlTree tree = ReadYaml(text, findings);
-    ValueReader values(findings, matchData);
-    const std::vector<ApplicationEntry> entries = ReadApplications(tree, values);
-    CheckDependencies(entries, tree.isComplete, findings);
-    CheckRecordSizes(entries, findings);
+    const ConfigurationContent content = ReadConfiguration(text, matchData, findings);
     // Copied, not moved, and while all that reading has taken is there: what stays for long then
     // lies together, and the pages below it are given back.
     std::vector<ApplicationManifest> manifests;
     if (!findings.HasErrors()) {
-        manifests.reserve(entries.size());
-        for (const ApplicationEntry& entry : entries) {
+        manifests.reserve(content.applications.size());
+        for (const ApplicationEntry& entry : content.applications) {
             manifests.emplace_back(std::make_shared<const ManifestFields>(entry.fields));
         }
     }

@@ -5,7 +5,10 @@
 #include <utility>
 
 #include "platform/linux/application_keys.h"
+#include "platform/linux/configuration_checks.h"
 #include "platform/linux/utf8.h"
+#include "platform/linux/value_reader.h"
+#include "platform/linux/yaml_reader.h"
 
 namespace GrpOwnerLinux {
 
@@ -119,8 +122,7 @@ FileLevel ReadFileLevel(ValueReader& values, const YamlNode& root) {
     return level;
 }
 
-}  // namespace
-
+// The level of the file, `defaults` and each application by itself.
 std::vector<ApplicationEntry> ReadApplications(const YamlTree& tree, ValueReader& values) {
     std::vector<ApplicationEntry> entries;
     if (tree.root == nullptr || tree.root->IsEmpty()) {
@@ -146,6 +148,26 @@ std::vector<ApplicationEntry> ReadApplications(const YamlTree& tree, ValueReader
         }
     }
     return entries;
+}
+
+}  // namespace
+
+ConfigurationContent ReadConfiguration(const SourceText& text,
+                                       const ParseAndDepend::MatchData& matchData,
+                                       Findings& findings) {
+    Span place;
+    std::string message;
+    if (text.FindBadCharacter(place, message)) {
+        findings.Error(place, message, "save the file as UTF-8 text");
+        return {};
+    }
+    ConfigurationContent content;
+    content.tree = ReadYaml(text, findings);
+    ValueReader values(findings, matchData);
+    content.applications = ReadApplications(content.tree, values);
+    CheckDependencies(content.applications, content.tree.isComplete, findings);
+    CheckRecordSizes(content.applications, findings);
+    return content;
 }
 
 }  // namespace GrpOwnerLinux
