@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <utility>
 
 #include "daemons/procmgrd/exit_reason.h"
 #include "daemons/procmgrd/log.h"
@@ -22,8 +23,7 @@ Application::Application(Workplace& workplace, ApplicationListener& listener, st
                          ApplicationManifest manifest)
     : workplace_(workplace),
       listener_(listener),
-      owner_(std::move(owner)),
-      name_(manifest.GetAppName()),
+      id_(std::make_shared<ApplicationId>(ApplicationId{std::move(owner), manifest.GetAppName()})),
       manifest_(std::move(manifest)) {}
 
 Application::~Application() {
@@ -90,7 +90,10 @@ void Application::EndForGood() {
 
 void Application::Stop() {
     // A stopped process has to go on to be able to end.
-    Signal(manifest_.GetIsForceTerm() ? SIGKILL : SIGTERM);
+    Signal(manifest_.GetIsForceTerm() ? SIGKILL : SIGTERM, forGood_ ? SignalReason::kGroupEnd
+                                                           : state_ == State::kRestarting
+                                                               ? SignalReason::kRestart
+                                                               : SignalReason::kStop);
     Signal(SIGCONT);
     clock_ = workplace_.loop.After(std::chrono::milliseconds(manifest_.GetTermTimeOut()),
                                    [this] { OnClock(); });
@@ -101,7 +104,7 @@ void Application::OnClock() {
     if (state_ == State::kRestarting || forGood_) {
         LogWarning(Label() + ": still runs after " + std::to_string(manifest_.GetTermTimeOut()) +
                    " ms and is killed");
-        Signal(SIGKILL);
+        Signal(SIGKILL, SignalReason::kStopTimeOut);
         return;
     }
     LogWarning(Label() + ": still runs after " + std::to_string(manifest_.GetTermTimeOut()) +
@@ -122,22 +125,40 @@ void Application::Signal(int number) {
     }
 }
 
+void Application::Signal(int number, SignalReason reason) {
+    ProcessEvent event = NewEvent(ProcessEventKind::kSignal, std::chrono::steady_clock::now());
+    event.number = number;
+    event.reason = reason;
+    workplace_.journal.Add(std::move(event));
+    Signal(number);
+}
+
+ProcessEvent Application::NewEvent(ProcessEventKind kind,
+                                   std::chrono::steady_clock::time_point when) const {
+    ProcessEvent event;
+    event.application = id_;
+    event.time = Nanoseconds(when);
+    event.pid = pid_;
+    event.kind = kind;
+    return event;
+}
+
 void Application::Launch(const LaunchRequest& request, ReportKind answer) {
     endTold_.reset();
     termRequested_ = false;
     forGood_ = false;
     if (!output_) {
-        output_.emplace(workplace_.loop, workplace_.capture, name_);
+        output_.emplace(workplace_.loop, workplace_.capture, workplace_.journal, id_);
     }
     LaunchPlan plan;
-    if (const int error = MakeLaunchPlan(workplace_.surroundings, workplace_.accounts, owner_,
+    if (const int error = MakeLaunchPlan(workplace_.surroundings, workplace_.accounts, id_->owner,
                                          manifest_, request, plan)) {
         TellFailedStart(error, "start");
         return;
     }
     Spawned spawned;
     begun_ = std::chrono::steady_clock::now();
-    const int error = workplace_.spawner.Spawn(plan, output_->WriteEnd(), spawned);
+    const int error = workplace_.spawner.Spawn(plan, output_->WriteEnds(), spawned);
     for (const LaunchStatus& shortfall : spawned.shortfalls) {
         if (!shortfall.isFatal) {
             LogWarning(Label() + ": could not " + StepText(shortfall.step) + ": " +
@@ -150,10 +171,20 @@ void Application::Launch(const LaunchRequest& request, ReportKind answer) {
         return;
     }
     pid_ = spawned.pid;
+    NoteStart();
+    output_->SetProcess(pid_);
     state_ = State::kRunning;
     listener_.OnProcess(*this);
     workplace_.children.Expect(pid_, [this](int waitStatus) { OnEnded(waitStatus); });
     Tell(answer);
+}
+
+void Application::NoteStart() {
+    const auto now = std::chrono::steady_clock::now();
+    workplace_.journal.Add(NewEvent(ProcessEventKind::kSpawned, begun_));
+    ProcessEvent executed = NewEvent(ProcessEventKind::kExecuted, now);
+    executed.duration = std::chrono::nanoseconds(now - begun_).count();
+    workplace_.journal.Add(std::move(executed));
 }
 
 void Application::OnEnded(int waitStatus) {
@@ -161,7 +192,12 @@ void Application::OnEnded(int waitStatus) {
         workplace_.loop.Cancel(*clock_);
         clock_.reset();
     }
-    output_->Drain();
+    output_->Finish();
+    const auto now = std::chrono::steady_clock::now();
+    ProcessEvent exited = NewEvent(ProcessEventKind::kExited, now);
+    exited.duration = std::chrono::nanoseconds(now - begun_).count();
+    exited.number = waitStatus;
+    workplace_.journal.Add(std::move(exited));
     const State before = state_;
     const auto next = std::move(next_);
     state_ = State::kDown;
@@ -193,10 +229,14 @@ void Application::TellUnaskedEnd(int waitStatus) {
     Tell(ReportKind::kAbnormalExit, ExitReason(waitStatus));
 }
 
-void Application::TellFailedStart(int error, const std::string& what) {
+void Application::TellFailedStart(int error, const char* step) {
+    ProcessEvent failed = NewEvent(ProcessEventKind::kFailed, std::chrono::steady_clock::now());
+    failed.number = error;
+    failed.step = step;
+    workplace_.journal.Add(std::move(failed));
     const std::string& path =
         manifest_.GetIsSo() ? manifest_.GetProcessBindPath() : manifest_.GetBinPath();
-    LogError(Label() + ": could not " + what + " (" + path + "): " + ErrorText(error));
+    LogError(Label() + ": could not " + step + " (" + path + "): " + ErrorText(error));
     Tell(ReportKind::kAbnormalExit, StartFailureReason(error));
 }
 
@@ -210,7 +250,7 @@ void Application::Tell(ReportKind kind, uint32_t reason) {
     } else if (kind != ReportKind::kTermTimeOut) {
         endTold_ = std::chrono::steady_clock::now();
     }
-    listener_.OnReport({name_, static_cast<uint32_t>(pid_), kind, reason});
+    listener_.OnReport({Name(), static_cast<uint32_t>(pid_), kind, reason});
 }
 
 }  // namespace ProcMgrDaemon

@@ -7,6 +7,7 @@
 
 #include "daemons/procmgrd/children.h"
 #include "daemons/procmgrd/event_loop.h"
+#include "daemons/procmgrd/journal.h"
 #include "daemons/procmgrd/launch_plan.h"
 #include "daemons/procmgrd/output_capture.h"
 #include "daemons/procmgrd/pm_wire.h"
@@ -22,6 +23,7 @@ struct Workplace {
     Surroundings surroundings;
     CaptureOptions capture;
     Spawner& spawner;
+    Journal& journal;
     Accounts accounts;
 };
 
@@ -88,7 +90,7 @@ public:
     void SetManifest(ApplicationManifest manifest) { manifest_ = std::move(manifest); }
 
     const ApplicationManifest& Manifest() const { return manifest_; }
-    const std::string& Name() const { return name_; }
+    const std::string& Name() const { return id_->name; }
     State GetState() const { return state_; }
     pid_t Pid() const { return pid_; }
 
@@ -101,17 +103,19 @@ private:
     void Stop();
     void OnClock();
     void Signal(int number);
+    void Signal(int number, SignalReason reason);
+    ProcessEvent NewEvent(ProcessEventKind kind, std::chrono::steady_clock::time_point when) const;
     void OnEnded(int waitStatus);
     void TellUnaskedEnd(int waitStatus);
-    void TellFailedStart(int error, const std::string& what);
+    void NoteStart();
+    void TellFailedStart(int error, const char* step);
     bool HasJustToldEnd() const;
     void Tell(ReportKind kind, uint32_t reason = 0);
-    std::string Label() const { return owner_ + "/" + name_; }
+    std::string Label() const { return id_->owner + "/" + id_->name; }
 
     Workplace& workplace_;
     ApplicationListener& listener_;
-    const std::string owner_;
-    const std::string name_;
+    const std::shared_ptr<const ApplicationId> id_;
     ApplicationManifest manifest_;
     std::optional<OutputCapture> output_;
 

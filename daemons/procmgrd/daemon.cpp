@@ -4,21 +4,26 @@
 #include <sys/epoll.h>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <stdexcept>
 #include <system_error>
 
 #include "daemons/procmgrd/log.h"
 #include "daemons/procmgrd/peer.h"
 #include "platform/linux/host.h"
+#include "platform/linux/observer_path.h"
 
 namespace ProcMgrDaemon {
 
 namespace {
 
 constexpr char kProcessName[] = "PROCMGR";  // by which owners find us
+constexpr ServerSocketKind kOwnersSocket{SOCK_SEQPACKET, 0660, "owners",
+                                         [](int socket) { Connection::Refuse(socket, -EMFILE); }};
 constexpr int kLeftAtOnce = 130;
 constexpr std::chrono::milliseconds kStatusPause{100};
 
@@ -52,13 +57,24 @@ Daemon::Daemon(const Options& options, const std::string& runDirectory)
       signals_(TakeSignals()),
       mostConnections_(MostConnections()),
       faults_(options.faults),
-      workplace_{loop_,           children_, {runDirectory, options.passedVariables},
-                 options.capture, spawner_,  {}} {
+      journal_(options.capture.totalBytes),
+      workplace_{
+          loop_,    children_, {runDirectory, options.passedVariables}, options.capture, spawner_,
+          journal_, {}} {
     loop_.Watch(signals_.Get(), EPOLLIN, [this](uint32_t) { OnSignals(); });
     loop_.SetRoundEnd([this] { OnRoundEnd(); });
+    const std::string path = GrpOwnerLinux::PipePath(runDirectory, kProcessName);
+    lock_.emplace(path + ".lock", "another process manager serves " + path +
+                                      "; stop it, or choose another directory with --run-dir");
     server_ = std::make_unique<ServerSocket>(
-        loop_, GrpOwnerLinux::PipePath(runDirectory, kProcessName), options.group,
+        loop_, path, kOwnersSocket, options.group,
         [this](Daemons::UniqueFd socket) { OnAccepted(std::move(socket)); });
+    try {
+        observers_.emplace(loop_, *this, journal_,
+                           GrpOwnerLinux::ObserverPath(runDirectory, kProcessName), options_);
+    } catch (const std::runtime_error& error) {
+        LogWarning(std::string("nobody can observe: ") + error.what());  // all else goes on
+    }
 }
 
 Daemon::~Daemon() = default;
@@ -116,9 +132,25 @@ int32_t Daemon::OnHello(Connection& connection) {
     }
     owned.group->Keep();
     owned.connection = &connection;
+    owned.user = connection.GetPeer().uid;
     connection.SetReports(&owned.group->Reports());
     LogInfo(connection.Owner() + ": owned by pid " + std::to_string(connection.GetPeer().pid));
     return 0;
+}
+
+std::optional<uid_t> Daemon::UserOf(const std::string& owner) const {
+    const auto found = owned_.find(owner);
+    return found == owned_.end() ? std::nullopt : std::optional(found->second.user);
+}
+
+bool Daemon::OwnsAny(uid_t user) const {
+    return std::any_of(owned_.begin(), owned_.end(),
+                       [user](const auto& entry) { return entry.second.user == user; });
+}
+
+bool Daemon::HasApplication(const std::string& owner, const std::string& name) const {
+    const auto found = owned_.find(owner);
+    return found != owned_.end() && found->second.group->Has(name);
 }
 
 void Daemon::OnWelcomed(Connection& connection) {
@@ -280,6 +312,8 @@ void Daemon::BeginShutdown() {
     if (shuttingDown_) {
         LogWarning("left at once; what still runs is killed");
         server_.reset();  // no socket is left behind
+        observers_.reset();
+        lock_.reset();
         _exit(kLeftAtOnce);
     }
     shuttingDown_ = true;
@@ -301,6 +335,9 @@ void Daemon::OnRoundEnd() {
                        [](const auto& connection) { return connection->IsClosed(); }),
         connections_.end());
     ForgetEnded();
+    if (observers_) {
+        observers_->Pump();
+    }
     if (supervisor_.IsThere()) {
         TellStatusSoon();
     }

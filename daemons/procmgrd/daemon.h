@@ -5,10 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "daemons/common/lock_file.h"
 #include "daemons/common/supervisor.h"
 #include "daemons/procmgrd/connection.h"
 #include "daemons/procmgrd/event_loop.h"
 #include "daemons/procmgrd/group.h"
+#include "daemons/procmgrd/journal.h"
+#include "daemons/procmgrd/observers.h"
 #include "daemons/procmgrd/options.h"
 #include "daemons/procmgrd/server_socket.h"
 
@@ -18,7 +21,7 @@ namespace ProcMgrDaemon {
 /// connection of a name owns its group; older ones are heard no more. When the newest is lost, a
 /// new one may take over within the grace; then the group is ended, dependants first.
 /// Everything happens on the one thread that runs the loop.
-class Daemon : public ConnectionHandler {
+class Daemon : public ConnectionHandler, public ObserverHost {
 public:
     /// @param runDirectory exists
     Daemon(const Options& options, const std::string& runDirectory);
@@ -33,6 +36,7 @@ private:
         std::unique_ptr<Group> group;
         Connection* connection = nullptr;  // the newest one, while it is open
         std::optional<EventLoop::TimerId> grace;
+        uid_t user = 0;  // of the newest connection, also when it is lost
     };
 
     void OnAccepted(Daemons::UniqueFd socket);
@@ -41,6 +45,10 @@ private:
     void OnRecord(Connection& connection, const Record& record) override;
     int32_t OnCall(Connection& connection, const Record& record) override;
     void OnClosed(Connection& connection) override;
+
+    std::optional<uid_t> UserOf(const std::string& owner) const override;
+    bool OwnsAny(uid_t user) const override;
+    bool HasApplication(const std::string& owner, const std::string& name) const override;
 
     Owned* OwnedBy(const Connection& connection);
     bool Dispatch(Group& group, Connection& connection, const Record& record);
@@ -64,10 +72,13 @@ private:
     Daemons::Supervisor supervisor_;
     EventLoop loop_;
     Children children_{loop_};
+    Journal journal_;
     Workplace workplace_;
     std::map<std::string, Owned> owned_;  // by the owner's name
     std::vector<std::unique_ptr<Connection>> connections_;
+    std::optional<Daemons::LockFile> lock_;  // of the run directory's sockets
     std::unique_ptr<ServerSocket> server_;
+    std::optional<Observers> observers_;
     std::optional<EventLoop::TimerId> statusTimer_;
     // Owners and reports when the status was last told.
     std::optional<std::pair<size_t, uint64_t>> statusOf_;

@@ -45,6 +45,7 @@ public:
     /// An owner has come back: what has not been ended yet goes on.
     void Keep() { ending_ = false; }
 
+    bool Has(const std::string& name) const { return applications_.count(name) > 0; }
     bool IsAlive() const { return AliveCount() > 0; }
     size_t AliveCount() const;
     ReportQueue& Reports() { return reports_; }

@@ -73,9 +73,15 @@ void AddOptions(CLI::App& app, Options& options) {
         ->type_name("DIR");
     app.add_option("--capture", options.capture.ringBytes,
                    "How much of an application's newest output is kept in memory; 0 without "
-                   "--log-dir: it prints to where the process manager does (default: 65536)")
+                   "--log-dir: it prints to where the process manager does (default: 65536, least: "
+                   "8192)")
         ->type_name("BYTES")
         ->check(CLI::Range(0, 16 * 1024 * 1024));
+    app.add_option("--capture-total", options.capture.totalBytes,
+                   "How much of it is kept of all applications together, besides 8192 of each "
+                   "(default: 8388608)")
+        ->type_name("BYTES")
+        ->check(CLI::Range(0, 1024 * 1024 * 1024));
     app.add_option("--pass-env", options.passedVariables,
                    "Variable that applications get from the process manager; may be repeated")
         ->type_name("NAME")

@@ -3,40 +3,49 @@
 #include <fcntl.h>
 #include <sys/epoll.h>
 
-#include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "daemons/procmgrd/log.h"
 
 namespace ProcMgrDaemon {
 
-OutputCapture::OutputCapture(EventLoop& loop, const CaptureOptions& options,
-                             const std::string& name)
-    : loop_(loop), options_(options), name_(name) {
-    int ends[2] = {-1, -1};
+OutputCapture::OutputCapture(EventLoop& loop, const CaptureOptions& options, Journal& journal,
+                             std::shared_ptr<const ApplicationId> application)
+    : loop_(loop), options_(options), journal_(journal), application_(std::move(application)) {
     if (options_.ringBytes == 0 && options_.logDirectory.empty()) {
         return;
     }
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-        LogWarning("cannot capture the output of `" + name + "`: " + ErrorText(errno));
-        return;
-    }
-    readEnd_.Reset(ends[0]);
-    writeEnd_.Reset(ends[1]);
-    // Only our end: the application must find an ordinary, blocking stream.
-    (void)fcntl(readEnd_.Get(), F_SETFL, O_NONBLOCK);
+    Open(OutputStream::kOut);
+    Open(OutputStream::kErr);
     ReopenFile();
-    loop_.Watch(readEnd_.Get(), EPOLLIN, [this](uint32_t) { Drain(); });
 }
 
 OutputCapture::~OutputCapture() {
-    if (readEnd_) {
-        loop_.Forget(readEnd_.Get());
+    for (const Pipe& pipe : pipes_) {
+        if (pipe.readEnd) {
+            loop_.Forget(pipe.readEnd.Get());
+        }
     }
 }
 
+void OutputCapture::Open(OutputStream stream) {
+    int ends[2] = {-1, -1};
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        LogWarning("cannot capture the output of `" + application_->name +
+                   "`: " + ErrorText(errno));
+        return;
+    }
+    Pipe& pipe = pipes_[static_cast<size_t>(stream)];
+    pipe.readEnd.Reset(ends[0]);
+    pipe.writeEnd.Reset(ends[1]);
+    // Only our end: the application must find an ordinary, blocking stream.
+    (void)fcntl(pipe.readEnd.Get(), F_SETFL, O_NONBLOCK);
+    loop_.Watch(pipe.readEnd.Get(), EPOLLIN, [this, stream](uint32_t) { Drain(stream); });
+}
+
 std::string OutputCapture::FilePath() const {
-    return options_.logDirectory + "/" + name_ + ".log";
+    return options_.logDirectory + "/" + application_->name + ".log";
 }
 
 void OutputCapture::ReopenFile() {
@@ -51,64 +60,57 @@ void OutputCapture::ReopenFile() {
     }
 }
 
-void OutputCapture::Drain() {
-    char chunk[16 * 1024];
-    // A bounded helping: a chatterbox must not keep the others waiting.
-    for (int left = 8; readEnd_ && left > 0; --left) {
-        const ssize_t count = read(readEnd_.Get(), chunk, sizeof(chunk));
-        if (count <= 0) {
-            return;
-        }
-        Append(chunk, static_cast<size_t>(count));
+void OutputCapture::Finish() {
+    Drain(OutputStream::kOut);
+    Drain(OutputStream::kErr);
+    if (log_) {
+        log_->EndLines(false);
     }
 }
 
-void OutputCapture::WriteToFile(const char* data, size_t size) {
-    while (file_ && size > 0) {
-        const ssize_t count = write(file_.Get(), data, size);
+void OutputCapture::Drain(OutputStream stream) {
+    const Daemons::UniqueFd& end = pipes_[static_cast<size_t>(stream)].readEnd;
+    char chunk[16 * 1024];
+    // A bounded helping: a chatterbox must not keep the others waiting.
+    for (int left = 8; end && left > 0; --left) {
+        const ssize_t count = read(end.Get(), chunk, sizeof(chunk));
+        if (count <= 0) {
+            return;
+        }
+        Take(stream, {chunk, static_cast<size_t>(count)});
+    }
+}
+
+void OutputCapture::WriteToFile(std::string_view bytes) {
+    while (file_ && !bytes.empty()) {
+        const ssize_t count = write(file_.Get(), bytes.data(), bytes.size());
         if (count < 0) {
             LogWarning("cannot write " + FilePath() + ": " + ErrorText(errno) +
                        "; what follows is lost to it until SIGHUP opens it anew");
             file_.Reset();
             return;
         }
-        data += count;
-        size -= static_cast<size_t>(count);
+        bytes.remove_prefix(static_cast<size_t>(count));
     }
 }
 
-void OutputCapture::Append(const char* data, size_t size) {
-    WriteToFile(data, size);
-    const size_t grow = std::min(size, options_.ringBytes - ring_.size());
-    ring_.append(data, grow);
-    for (size_t done = grow; done < size && options_.ringBytes > 0;) {
-        const size_t part = std::min(size - done, options_.ringBytes - oldest_);
-        ring_.replace(oldest_, part, data + done, part);
-        oldest_ = (oldest_ + part) % options_.ringBytes;
-        done += part;
+void OutputCapture::Take(OutputStream stream, std::string_view bytes) {
+    WriteToFile(bytes);
+    if (options_.ringBytes == 0) {
+        return;
     }
+    if (!log_) {
+        log_ = std::make_unique<OutputLog>(journal_, application_, options_.ringBytes);
+    }
+    log_->Take(stream, bytes, pid_);
 }
 
-std::string OutputCapture::LastLines(size_t lines) const {
-    std::string text = ring_.substr(oldest_) + ring_.substr(0, oldest_);
-    while (!text.empty() && text.back() == '\n') {
-        text.pop_back();
+std::string OutputCapture::LastLines(size_t lines) {
+    if (!log_) {
+        return {};
     }
-    size_t begin = text.size();
-    while (begin > 0 && lines > 0) {
-        const size_t end = text.rfind('\n', begin - 1);
-        begin = end == std::string::npos ? 0 : end;
-        --lines;
-    }
-    text.erase(0, begin > 0 ? begin + 1 : 0);
-    std::string indented;
-    for (const char c : text) {
-        indented += indented.empty() ? "    " : "";
-        // What a program prints must not be able to steer the terminal of who reads the log.
-        indented += c == '\n' || c == '\t' || static_cast<unsigned char>(c) >= ' ' ? c : '?';
-        indented += c == '\n' ? "    " : "";
-    }
-    return indented;
+    log_->EndLines(true);
+    return log_->LastLines(lines);
 }
 
 }  // namespace ProcMgrDaemon

@@ -1,55 +1,77 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "daemons/common/unique_fd.h"
 #include "daemons/procmgrd/event_loop.h"
+#include "daemons/procmgrd/journal.h"
+#include "daemons/procmgrd/output_ends.h"
+#include "daemons/procmgrd/output_log.h"
 
 namespace ProcMgrDaemon {
 
 struct CaptureOptions {
-    size_t ringBytes = 64 * 1024;  // 0: applications write to the process manager's own streams
-    std::string logDirectory;      // empty: no files
+    // Of one application; 0: applications write to the process manager's own streams.
+    size_t ringBytes = 64 * 1024;
+    size_t totalBytes = 8 * 1024 * 1024;
+    std::string logDirectory;  // empty: no files
 };
 
-/// What one application writes to stdout and stderr: the newest bytes in a ring and, where a
+/// What one application writes to stdout and stderr: the newest lines in memory and, where a
 /// directory is given, all of it in the file "<directory>/<name>.log".
-/// The pipe stays from one process of the application to the next, and both its ends are held here,
-/// so that what a forgotten grandchild still writes neither ends the pipe nor kills the writer.
+/// The pipes stay from one process of the application to the next, and both their ends are held
+/// here, so that what a forgotten grandchild still writes neither ends a pipe nor kills the writer.
 class OutputCapture {
 public:
-    /// All of them outlive this object.
-    OutputCapture(EventLoop& loop, const CaptureOptions& options, const std::string& name);
+    /// Loop, options and journal outlive this object.
+    OutputCapture(EventLoop& loop, const CaptureOptions& options, Journal& journal,
+                  std::shared_ptr<const ApplicationId> application);
     ~OutputCapture();
     OutputCapture(const OutputCapture&) = delete;
     OutputCapture& operator=(const OutputCapture&) = delete;
 
-    /// What becomes stdout and stderr of the process; -1: those of the process manager.
-    int WriteEnd() const { return writeEnd_.Get(); }
+    OutputEnds WriteEnds() const { return {pipes_[0].writeEnd.Get(), pipes_[1].writeEnd.Get()}; }
 
-    /// Takes what is in the pipe now.
-    void Drain();
+    /// Whose output it is from here on.
+    void SetProcess(pid_t pid) { pid_ = pid; }
 
-    /// The newest lines of the ring, each indented, the last one without its line end.
-    std::string LastLines(size_t lines) const;
+    /// Takes what is in the pipes now; the process has ended.
+    void Finish();
+
+    /// The newest lines, each indented, the last one without its line end.
+    std::string LastLines(size_t lines);
 
     /// Opens the file anew, after it was moved away.
     void ReopenFile();
 
+    /// Nothing: no line has come, or none is kept.
+    OutputLog* Log() { return log_ ? &*log_ : nullptr; }
+
 private:
+    struct Pipe {
+        Daemons::UniqueFd readEnd;
+        Daemons::UniqueFd writeEnd;
+    };
+
+    void Open(OutputStream stream);
+    void Drain(OutputStream stream);
     std::string FilePath() const;
-    void Append(const char* data, size_t size);
-    void WriteToFile(const char* data, size_t size);
+    void Take(OutputStream stream, std::string_view bytes);
+    void WriteToFile(std::string_view bytes);
 
     EventLoop& loop_;
     const CaptureOptions& options_;
-    const std::string& name_;
-    Daemons::UniqueFd readEnd_;
-    Daemons::UniqueFd writeEnd_;
+    Journal& journal_;
+    const std::shared_ptr<const ApplicationId> application_;
+    std::array<Pipe, 2> pipes_;  // by stream
     Daemons::UniqueFd file_;
-    std::string ring_;   // grows up to its limit, then wraps
-    size_t oldest_ = 0;  // where the ring begins once it is full
+    std::unique_ptr<OutputLog> log_;  // since the first bytes
+    pid_t pid_ = 0;
 };
 
 }  // namespace ProcMgrDaemon

@@ -10,7 +10,6 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "daemons/procmgrd/connection.h"
 #include "daemons/procmgrd/log.h"
 
 namespace ProcMgrDaemon {
@@ -27,13 +26,9 @@ Daemons::UniqueFd Spare() {
 
 }  // namespace
 
-ServerSocket::ServerSocket(EventLoop& loop, std::string path, std::optional<gid_t> group,
-                           AcceptHandler handler)
-    : loop_(loop),
-      path_(std::move(path)),
-      handler_(std::move(handler)),
-      lock_(path_ + ".lock", "another process manager serves " + path_ +
-                                 "; stop it, or choose another directory with --run-dir") {
+ServerSocket::ServerSocket(EventLoop& loop, std::string path, const ServerSocketKind& kind,
+                           std::optional<gid_t> group, AcceptHandler handler)
+    : loop_(loop), path_(std::move(path)), kind_(kind), handler_(std::move(handler)) {
     Listen(group);
     spare_ = Spare();
     if (!spare_) {
@@ -69,13 +64,13 @@ void ServerSocket::Listen(std::optional<gid_t> group) {
     }
     std::memcpy(address.sun_path, path_.c_str(), path_.size() + 1);
     (void)unlink(path_.c_str());
-    socket_.Reset(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    socket_.Reset(socket(AF_UNIX, kind_.type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!socket_ ||
         bind(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
         Fail("cannot bind " + path_, errno);
     }
     if ((group && chown(path_.c_str(), static_cast<uid_t>(-1), *group) != 0) ||
-        chmod(path_.c_str(), 0660) != 0 || listen(socket_.Get(), 64) != 0) {
+        chmod(path_.c_str(), kind_.mode) != 0 || listen(socket_.Get(), 64) != 0) {
         Fail("cannot open " + path_ + " to others", errno);
     }
 }
@@ -91,7 +86,7 @@ void ServerSocket::Accept() {
         RefuseNext();
     } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
         // Whoever knocks goes on knocking: look away for a moment instead of spinning.
-        LogError("cannot accept an owner: " + ErrorText(errno));
+        LogError(std::string("cannot accept ") + kind_.peers + ": " + ErrorText(errno));
         loop_.Change(socket_.Get(), 0);
         pause_ = loop_.After(std::chrono::milliseconds(200),
                              [this] { loop_.Change(socket_.Get(), EPOLLIN); });
@@ -101,14 +96,14 @@ void ServerSocket::Accept() {
 // An owner that nobody accepts would wait for minutes without knowing for what.
 void ServerSocket::RefuseNext() {
     if (!toldLately_) {
-        LogError("owners are refused: " + ErrorText(errno));
+        LogError(std::string(kind_.peers) + " are refused: " + ErrorText(errno));
         toldLately_ = loop_.After(std::chrono::seconds(1), [this] { toldLately_.reset(); });
     }
     spare_.Reset();
     {
         const Daemons::UniqueFd refused(
             accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-        Connection::Refuse(refused.Get(), -EMFILE);
+        kind_.refuse(refused.Get());
     }
     spare_ = Spare();
 }

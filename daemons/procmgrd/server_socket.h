@@ -4,21 +4,29 @@
 #include <optional>
 #include <string>
 
-#include "daemons/common/lock_file.h"
 #include "daemons/common/unique_fd.h"
 #include "daemons/procmgrd/event_loop.h"
 
 namespace ProcMgrDaemon {
 
-/// The socket at which owners open their pipes, mode 0660, and the lock beside it ("<path>.lock"):
-/// only who holds the lock may remove a socket that a dead process left behind.
+/// What kind of socket that is.
+struct ServerSocketKind {
+    int type;
+    mode_t mode;
+    const char* peers;           // for the log
+    void (*refuse)(int socket);  // says that there is no room for one more
+};
+
+/// A socket at which others connect. One that a dead process has left behind is removed: who makes
+/// it holds the lock of the run directory.
 class ServerSocket {
 public:
     using AcceptHandler = std::function<void(Daemons::UniqueFd)>;
 
-    /// @throw std::runtime_error saying what is wrong, when another process serves the path too
-    ServerSocket(EventLoop& loop, std::string path, std::optional<gid_t> group,
-                 AcceptHandler handler);
+    /// @param group whose members may connect, where the mode does not let everybody
+    /// @throw std::runtime_error saying what is wrong
+    ServerSocket(EventLoop& loop, std::string path, const ServerSocketKind& kind,
+                 std::optional<gid_t> group, AcceptHandler handler);
     ~ServerSocket();
     ServerSocket(const ServerSocket&) = delete;
     ServerSocket& operator=(const ServerSocket&) = delete;
@@ -33,8 +41,8 @@ private:
 
     EventLoop& loop_;
     const std::string path_;
+    const ServerSocketKind kind_;
     const AcceptHandler handler_;
-    const Daemons::LockFile lock_;
     Daemons::UniqueFd socket_;
     Daemons::UniqueFd spare_;  // given up for a moment to be able to refuse
     std::optional<EventLoop::TimerId> pause_;

@@ -95,7 +95,7 @@ TEST_F(LaunchTest, RunsSharedObjectsAndCapturesOutput) {
   part: {shared_object: {name: part.so, path: /lib/part, host: /bin/echo}, args: [x]}
   app: {command: [/bin/sh, -c, 'echo last words; exit 3']}
 )",
-         {"--log-dir", Path("logs"), "--capture", "16"});
+         {"--log-dir", Path("logs"), "--capture", "8192"});
     owner->Start({"part"});
     Expect("part", Kind::kStarted);
     Expect("part", Kind::kNormalExit);
@@ -106,7 +106,7 @@ TEST_F(LaunchTest, RunsSharedObjectsAndCapturesOutput) {
         Expect("app", Kind::kAbnormalExit, 256 + 3);
     }
     EXPECT_EQ(ReadAll(Path("logs/app.log")), "last words\nlast words\n");
-    EXPECT_TRUE(manager_->Says("\n    ords\n    last words\n")) << manager_->Output();
+    EXPECT_TRUE(manager_->Says("\n    last words\n    last words\n")) << manager_->Output();
 }
 
 TEST_F(LaunchTest, RootPlacesProcesses) {
