@@ -14,6 +14,8 @@
 #include <system_error>
 #include <utility>
 
+#include "daemons/grpownerd/trace_service.h"
+#include "grpowner/trace.h"
 #include "platform/portable/manifest_fields.h"
 
 namespace GrpOwnerDaemon {
@@ -79,7 +81,27 @@ Host::Host(const Options& options, const std::string& runDirectory,
     }
 }
 
+// Without eyes the group runs as well: what is missing is said, and that is all.
+void Host::BeginTrace() {
+    if (options_.traceSteps == 0) {
+        return;
+    }
+    ProcMgr::OwnerTrace::Open(options_.traceSteps, [] {
+        const GrpOwnerLinux::Requester requester = GrpOwnerLinux::CurrentRequester();
+        return requester.process == 0 ? ProcMgr::TraceRequester{geteuid(), getpid()}
+                                      : ProcMgr::TraceRequester{requester.user, requester.process};
+    });
+    const std::string trouble = OfferTrace(runDirectory_, options_.name);
+    if (!trouble.empty()) {
+        std::fprintf(stderr, "grpownerd: nobody can watch: %s\n", trouble.c_str());
+    }
+    if (!options_.traceFile.empty()) {
+        traceFile_ = std::make_unique<TraceFile>(options_.traceFile, options_.name);
+    }
+}
+
 int Host::Run() {
+    BeginTrace();
     if (!Enable()) {
         notify_.Close();
         return EXIT_FAILURE;
@@ -204,6 +226,7 @@ bool Host::BeginEnd() {
 
 int Host::End(int exitCode) {
     (void)owner_.GrpOwnerDisable();  // always 0
+    traceFile_.reset();              // with its last steps
     if (!booter_->Stop()) {
         // A start that still waits cannot be interrupted, and would meet what exit destroys.
         notify_.Close();

@@ -13,6 +13,7 @@
 #include "daemons/grpownerd/notify_socket.h"
 #include "daemons/grpownerd/options.h"
 #include "daemons/grpownerd/requests.h"
+#include "daemons/grpownerd/trace_file.h"
 #include "daemons/grpownerd/worker.h"
 #include "grpowner/procmgr_grp_owner.h"
 #include "platform/linux/host.h"
@@ -32,6 +33,7 @@ public:
     int Run();
 
 private:
+    void BeginTrace();
     bool Enable();
     int Loop();
     /// @return true when the loop is to end
@@ -58,6 +60,7 @@ private:
     Worker restarts_;
     NotifyInbox inbox_;
     NotifySocket notify_;
+    std::unique_ptr<TraceFile> traceFile_;
     std::unique_ptr<Booter> booter_;
 };
 

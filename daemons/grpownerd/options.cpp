@@ -98,6 +98,23 @@ void AddRequestOptions(CLI::App& app, Options& options) {
         ->excludes(states);
 }
 
+void AddTraceOptions(CLI::App& app, Options& options) {
+    constexpr uint32_t kMostSteps = 10000000;
+    CLI::Option* const steps =
+        app.add_option("--trace", options.traceSteps,
+                       "How many of the last steps are kept for `grpctl watch`, `why` and "
+                       "`timeline`, at DIR/NAME.trace (default: 8192; 0: none)")
+            ->type_name("NUMBER")
+            ->check(CLI::Range(uint32_t{0}, kMostSteps));
+    app.add_option("--trace-file", options.traceFile, "Append every step to this file (JSON lines)")
+        ->type_name("FILE")
+        ->check([steps, &options](const std::string&) {
+            return steps->count() > 0 && options.traceSteps == 0
+                       ? std::string("nothing is traced with --trace 0")
+                       : std::string();
+        });
+}
+
 void AddOptions(CLI::App& app, Options& options) {
     app.add_option("CONFIG", options.configuration, "The group's start configuration (YAML)")
         ->required();
@@ -127,6 +144,7 @@ void AddOptions(CLI::App& app, Options& options) {
     AddRequestOptions(app, options);
     app.add_flag("--progress", options.showProgress,
                  "Write a line to standard output for every change of an application");
+    AddTraceOptions(app, options);
 }
 
 }  // namespace

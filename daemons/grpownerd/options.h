@@ -19,6 +19,8 @@ struct Options {
     std::string eventQueue;               // name; empty: no queue
     bool enableEvents = false;
     bool showProgress = false;
+    uint32_t traceSteps = 8192;  // that are kept; 0: none
+    std::string traceFile;       // empty: none
 };
 
 /// Reads the command line.

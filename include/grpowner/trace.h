@@ -100,8 +100,11 @@ public:
     static std::vector<TraceEvent> Read(uint64_t from, size_t most);
 
     /// Waits until the step of that sequence has come.
-    /// @return false at the time-out
+    /// @return false at the time-out, or when somebody calls Wake
     static bool Wait(uint64_t sequence, std::chrono::milliseconds timeout);
+
+    /// Ends all present waits.
+    static void Wake();
 };
 
 }  // namespace ProcMgr

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/socket.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -42,8 +44,9 @@ public:
     using Maker = std::function<std::shared_ptr<ServedConnection>(int socket)>;
 
     /// @param what a connection is called in messages, with its name: "readers of news"
-    ConnectionServer(std::string what, Maker make)
-        : what_(std::move(what)), make_(std::move(make)) {}
+    /// @param type of the socket
+    ConnectionServer(std::string what, Maker make, int type = SOCK_SEQPACKET)
+        : what_(std::move(what)), make_(std::move(make)), socket_(type) {}
 
     /// Serves the socket from now on, in the place of one that a dead process left behind. An
     /// orderly end of the process removes it.

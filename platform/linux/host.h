@@ -73,6 +73,24 @@ struct VirtualFileOptions {
 /// To be set before the virtual file is registered.
 GRPOWNER_PLATFORM_EXPORT void SetVirtualFileOptions(VirtualFileOptions options);
 
+/// Who gave the command that the calling thread carries out for a virtual file.
+struct Requester {
+    uint32_t user = 0;
+    int32_t process = 0;  // 0: this thread carries out none
+};
+GRPOWNER_PLATFORM_EXPORT Requester CurrentRequester();
+
+// --- Observers -----------------------------------------------------------------------------------
+
+/// Offers a stream socket of that path to everybody. Each connection is served on a thread of its
+/// own, by the function, which need not close it; when there are too many of them, one line says
+/// so instead.
+/// @param reason in words, when the result is negative
+/// @return 0 or negative errno
+GRPOWNER_PLATFORM_EXPORT int OfferStream(const std::string& path,
+                                         std::function<void(int socket)> serve,
+                                         std::string& reason);
+
 // --- Heartbeats ----------------------------------------------------------------------------------
 
 /// Sets the period of a checked application; three missed beats count as lost. The period stays

@@ -96,7 +96,7 @@ int ListeningSocket::Bind(std::string& reason) {
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path_.data(), path_.size());
     const auto* generic = reinterpret_cast<const sockaddr*>(&address);
-    socket_ = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    socket_ = socket(AF_UNIX, type_ | SOCK_CLOEXEC, 0);
     if (socket_ < 0 || bind(socket_, generic, sizeof(address)) != 0 ||
         chmod(path_.c_str(), kForEverybody) != 0 || listen(socket_, kBacklog) != 0) {
         return Explain(errno, "cannot listen on " + path_, reason);

@@ -4,7 +4,7 @@
 
 namespace GrpOwnerLinux {
 
-/// Listens on a Unix-domain socket of packets. A lock file beside it ("<path>.lock") decides who
+/// Listens on a Unix-domain socket. A lock file beside it ("<path>.lock") decides who
 /// may: only who holds it may remove the socket that a dead process left behind. The kernel lets go
 /// of the lock with the process.
 ///
@@ -12,6 +12,9 @@ namespace GrpOwnerLinux {
 /// since sockets of services live as long as the process.
 class ListeningSocket {
 public:
+    /// @param type SOCK_SEQPACKET or SOCK_STREAM
+    explicit ListeningSocket(int type) : type_(type) {}
+
     /// Everybody may connect; what a peer may do is decided by its credentials.
     /// @param reason in words, when the result is negative
     /// @return the descriptor, or negative errno: -EADDRINUSE when somebody listens there already,
@@ -25,6 +28,7 @@ private:
     int Lock(std::string& reason);
     int Bind(std::string& reason);
 
+    const int type_;
     std::string path_;
     int lock_ = -1;
     int socket_ = -1;

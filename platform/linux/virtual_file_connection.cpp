@@ -24,6 +24,9 @@ void LimitSending(int socket, int32_t timeoutMs) {
     (void)setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &duration, sizeof(duration));
 }
 
+// Read by what a command does, on its own thread.
+thread_local Requester currentRequester;
+
 /// The file is open while this lives, if the operation lets it.
 class OpenFile {
 public:
@@ -48,6 +51,10 @@ private:
 };
 
 }  // namespace
+
+Requester CurrentRequester() {
+    return currentRequester;
+}
 
 VirtualFileConnection::VirtualFileConnection(int socket, const OfferedFile& file)
     : socket_(socket), file_(file), peer_(ReadPeerCredentials(socket)) {
@@ -178,7 +185,9 @@ bool VirtualFileConnection::Call(IAMMgrFile& file, const VirtualFileRequest& req
     IAMIoctlArg argument{buffer.size(), buffer.empty() ? nullptr : buffer.data()};
     VirtualFileAnswer answer;
     answer.sequence = request.sequence;
+    currentRequester = {peer_->user, peer_->process};
     answer.code = file_.operations->ioctl(&file, request.command, &argument);
+    currentRequester = {};
     return Send(answer, buffer.data(), buffer.size());
 }
 

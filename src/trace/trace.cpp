@@ -24,6 +24,10 @@ bool OwnerTrace::Wait(uint64_t sequence, std::chrono::milliseconds timeout) {
     return Trace::Store::GetInstance().Wait(sequence, Now() + timeout);
 }
 
+void OwnerTrace::Wake() {
+    Trace::Store::GetInstance().Wake();
+}
+
 namespace Trace {
 
 std::atomic<bool> g_isOpen{false};

@@ -106,11 +106,18 @@ std::vector<TraceEvent> Store::Read(uint64_t from, size_t most) const {
 
 bool Store::Wait(uint64_t sequence, TimePoint deadline) {
     MutexLock lock(mutex_);
+    const uint64_t wakings = wakings_;
     ++waiting_;
-    while (next_ <= sequence && come_.WaitUntil(mutex_, deadline)) {
+    while (next_ <= sequence && wakings == wakings_ && come_.WaitUntil(mutex_, deadline)) {
     }
     --waiting_;
     return next_ > sequence;
+}
+
+void Store::Wake() {
+    MutexLock lock(mutex_);
+    ++wakings_;
+    come_.NotifyAll();
 }
 
 }  // namespace ProcMgr::Trace

@@ -50,6 +50,7 @@ public:
     TraceSnapshot Snapshot() const EXCLUDES(mutex_);
     std::vector<TraceEvent> Read(uint64_t from, size_t most) const EXCLUDES(mutex_);
     bool Wait(uint64_t sequence, TimePoint deadline) EXCLUDES(mutex_);
+    void Wake() EXCLUDES(mutex_);
 
     /// Holds the store while a step is thought out and written down. The analysis does not see that
     /// the lock is the object's own.
@@ -98,6 +99,7 @@ private:
     std::vector<Entry> ring_ GUARDED_BY(mutex_);  // grows to its capacity, then turns
     uint64_t next_ GUARDED_BY(mutex_) = 1;
     size_t waiting_ GUARDED_BY(mutex_) = 0;
+    uint64_t wakings_ GUARDED_BY(mutex_) = 0;
     std::vector<std::unique_ptr<Record>> records_ GUARDED_BY(mutex_);
     std::unordered_map<std::string_view, Record*> byName_ GUARDED_BY(mutex_);  // of their own names
 };
