@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <locale>
-
 #include "platform/memory/memory_platform.h"
 #include "tests/support/log_assertions.h"
 
@@ -18,47 +15,6 @@ using Message::RequestType;
 
 std::string Payload(const RequestMsg& record) {
     return std::string(record.data, record.length);
-}
-
-RequestMsg RecordOf(const std::string& payload) {
-    RequestMsg record{};
-    std::memcpy(record.data, payload.data(), payload.size());
-    record.length = payload.size();
-    return record;
-}
-
-// A host's locale must not reach the wire, least of all one that groups digits like this.
-class GroupedDigits : public std::numpunct<char> {
-protected:
-    char do_thousands_sep() const override { return '#'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
-TEST(SerializationTest, GoldenPiecesInAForeignLocale) {
-    const std::locale before = std::locale::global(std::locale(std::locale(), new GroupedDigits));
-    std::vector<Piece> pieces;
-    EXPECT_TRUE(ProcMgrPackStartRequest(
-        {{"a", {"x", "y"}, {}}, {"b", {}, {{2, {"q", "r"}}, {0, {"p"}}, {-1000, {}}}}}, pieces));
-    EXPECT_TRUE(ProcMgrPackRestartRequest({{"c", {""}, {}}}, pieces));
-    EXPECT_TRUE(ProcMgrPackTermRequest({{"d"}}, pieces));
-    EXPECT_TRUE(ProcMgrPackBaseServiceStateRequest({static_cast<BaseServiceState>(3)}, pieces));
-    EXPECT_TRUE(ProcMgrPackAppExecInfoRequest({"e", 1234567, 1, UINT32_MAX}, pieces));
-    EXPECT_TRUE(ProcMgrPackMatchDataAndPathRequest({{{"k2", "v2"}, {"k1", ""}}, "/p"}, pieces));
-    std::vector<Message::AppStateInfo> apps;
-    const RequestMsg report = RecordOf("1#cam#1234567#4#1#9#");
-    EXPECT_TRUE(ProcMgrUnpackedAppStateRequest(&report, apps));
-    std::locale::global(before);
-    const std::vector<std::string> expected{
-        "a#2#x#y#0#", "b#0#3#-1000#0#0#1#p#2#2#q#r#", "c#1##0#",        "d#",
-        "3#",         "e#1234567#1#4294967295#",      "/p#2#k1##k2#v2#"};
-    ASSERT_EQ(pieces.size(), expected.size());
-    for (size_t i = 0; i < pieces.size(); ++i) {
-        EXPECT_EQ(pieces[i], Piece(expected[i].size(), expected[i]));
-    }
-    ASSERT_EQ(apps.size(), 1U);
-    EXPECT_EQ(apps[0].name, "cam");
-    EXPECT_EQ((std::vector<uint32_t>{apps[0].pid, apps[0].type, apps[0].reason, apps[0].spare}),
-              (std::vector<uint32_t>{1234567, 4, 1, 9}));
 }
 
 // Pieces go by size, then text, as many into a record as 3955 bytes hold with their count in front;
@@ -107,24 +63,6 @@ TEST(SerializationTest, CombineSortsGroupsAndDrops) {
     EXPECT_EQ(LogLines().back().text.rfind(
                   "ProcMgrCombineMsg failed memcpy_s failed: strSize=3965 bytes, ret=", 0),
               0U);
-}
-
-// What is missing keeps its default; an empty and an odd name are names; blanks before a separator
-// are skipped and any character is one.
-TEST(SerializationTest, ReportThatRunsDry) {
-    const RequestMsg record = RecordOf("4##1#2#3#4#b b#5 ;6#7#8#c#9#");
-    std::vector<Message::AppStateInfo> apps;
-    EXPECT_TRUE(ProcMgrUnpackedAppStateRequest(&record, apps));
-    ASSERT_EQ(apps.size(), 4U);
-    std::string text;
-    for (const auto& app : apps) {
-        text += "[" + app.name;
-        for (const uint32_t number : {app.pid, app.type, app.reason, app.spare}) {
-            text += " " + std::to_string(number);
-        }
-        text += "]";
-    }
-    EXPECT_EQ(text, "[ 1 2 3 4][b b 5 6 7 8][c 9 0 0 0][ 0 0 0 0]");
 }
 
 }  // namespace
