@@ -60,7 +60,8 @@ Host::Host(const Options& options, const std::string& runDirectory,
            const GrpOwnerLinux::Configuration& configuration, StateTable states)
     : options_(options),
       runDirectory_(runDirectory),
-      owner_(ProcMgr::ProcMgrGrpOwner::GetInstance()),
+      recordedOwner_(options.recording.empty() ? nullptr : std::make_unique<RecordedOwner>()),
+      owner_(recordedOwner_ ? *recordedOwner_ : ProcMgr::ProcMgrGrpOwner::GetInstance()),
       signals_(BlockSignals()),
       pipeEnd_(Need(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")),
       processBegun_(Need(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")),
@@ -86,6 +87,7 @@ void Host::BeginTrace() {
     if (options_.traceSteps == 0) {
         return;
     }
+    RecordTrace(options_.traceSteps);
     ProcMgr::OwnerTrace::Open(options_.traceSteps, [] {
         const GrpOwnerLinux::Requester requester = GrpOwnerLinux::CurrentRequester();
         return requester.process == 0 ? ProcMgr::TraceRequester{geteuid(), getpid()}
@@ -226,7 +228,8 @@ bool Host::BeginEnd() {
 
 int Host::End(int exitCode) {
     (void)owner_.GrpOwnerDisable();  // always 0
-    traceFile_.reset();              // with its last steps
+    EndRecording();
+    traceFile_.reset();  // with its last steps
     if (!booter_->Stop()) {
         // A start that still waits cannot be interrupted, and would meet what exit destroys.
         notify_.Close();

@@ -12,6 +12,7 @@
 #include "daemons/grpownerd/notify_inbox.h"
 #include "daemons/grpownerd/notify_socket.h"
 #include "daemons/grpownerd/options.h"
+#include "daemons/grpownerd/recorded_owner.h"
 #include "daemons/grpownerd/requests.h"
 #include "daemons/grpownerd/trace_file.h"
 #include "daemons/grpownerd/worker.h"
@@ -46,6 +47,7 @@ private:
 
     const Options options_;
     const std::string runDirectory_;
+    std::unique_ptr<RecordedOwner> recordedOwner_;  // null: nobody records
     ProcMgr::ProcMgrGrpOwner& owner_;
     Daemons::Supervisor supervisor_;
     Daemons::UniqueFd signals_;

@@ -11,6 +11,7 @@
 
 #include "daemons/grpownerd/host.h"
 #include "daemons/grpownerd/options.h"
+#include "daemons/grpownerd/recorded_owner.h"
 #include "platform/linux/host.h"
 
 namespace {
@@ -48,6 +49,11 @@ int RunDaemon(const Options& options) {
     GrpOwnerLinux::SetMatchData(options.defines);
     GrpOwnerLinux::PrepareConfiguration(std::filesystem::canonical(options.configuration),
                                         configuration);
+    if (!options.recording.empty() && !GrpOwnerDaemon::StartRecording(options.recording, error)) {
+        std::fprintf(stderr, "error: cannot record into %s: %s\n", options.recording.c_str(),
+                     error.c_str());
+        return EXIT_FAILURE;
+    }
     // Never destroyed: until the process is gone the library's threads may have notices for it.
     static GrpOwnerDaemon::Host& host =
         *std::make_unique<GrpOwnerDaemon::Host>(options, std::filesystem::canonical(runDirectory),

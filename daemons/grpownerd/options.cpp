@@ -87,11 +87,18 @@ void AddRequestOptions(CLI::App& app, Options& options) {
         app.add_option("--states", options.statesFile,
                        "Which applications run in which system state (YAML)")
             ->type_name("FILE");
-    app.add_option("--events", options.eventQueue,
-                   "Offer system events at the queue DIR/NAME.queue; logging moves to syslog and "
-                   "standard error")
-        ->type_name("NAME")
-        ->check(CheckName);
+    CLI::Option* const events =
+        app.add_option("--events", options.eventQueue,
+                       "Offer system events at the queue DIR/NAME.queue; logging moves to syslog "
+                       "and standard error")
+            ->type_name("NAME")
+            ->check(CheckName);
+    // The order of the lines is what a replay follows, and syslog's are not seen.
+    app.add_option("--record", options.recording,
+                   "Keep all that comes in, for grpowner-replay; a file of that name becomes "
+                   "FILE.old")
+        ->type_name("FILE")
+        ->excludes(events);
     app.add_flag_callback(
            "--no-ss", [&options] { options.enableSs = false; },
            "Serve no requests; HUP, USR2 and the ordered stop are without effect then")

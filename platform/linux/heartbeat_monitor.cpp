@@ -1,5 +1,7 @@
 #include "platform/linux/heartbeat_monitor.h"
 
+#include "platform/linux/recorder.h"
+
 namespace GrpOwnerLinux {
 
 namespace {
@@ -107,6 +109,14 @@ bool HeartBeatMonitor::NextChange(TimePoint now, std::string& name, Check& chang
     return false;
 }
 
+void HeartBeatMonitor::Tell(const std::string& name, const Check& change) {
+    const int status = change.isLost ? kStatusLost : kStatusBack;
+    const ThreadRole role("heartbeat");
+    const auto record =
+        RecordIn("heartbeat", [&](auto& fields) { fields(name)(change.pid)(status); });
+    record.Result(change.callback(name.data(), name.size(), change.pid, status));
+}
+
 std::optional<HeartBeatMonitor::TimePoint> HeartBeatMonitor::TellChanges(TimePoint now) {
     std::string name;
     Check change;
@@ -115,8 +125,7 @@ std::optional<HeartBeatMonitor::TimePoint> HeartBeatMonitor::TellChanges(TimePoi
         calling_ = name;
         caller_ = std::this_thread::get_id();
         lock.unlock();
-        (void)change.callback(name.data(), name.size(), change.pid,
-                              change.isLost ? kStatusLost : kStatusBack);  // its answer is not read
+        Tell(name, change);
         lock.lock();
         calling_.reset();
         caller_.reset();

@@ -64,6 +64,7 @@ private:
         uint32_t pid = 0;
     };
 
+    static void Tell(const std::string& name, const Check& change);
     bool NextChange(TimePoint now, std::string& name, Check& change);
     std::optional<TimePoint> Due(const std::string& name, const Check& check) const;
     void WaitForCallback(std::unique_lock<std::mutex>& lock, const std::string* name);

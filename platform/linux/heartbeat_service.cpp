@@ -13,6 +13,7 @@
 #include "platform/linux/heartbeat_monitor.h"
 #include "platform/linux/host.h"
 #include "platform/linux/pipe_service.h"
+#include "platform/linux/recorder.h"
 #include "platform/linux/service_thread.h"
 
 namespace GrpOwnerLinux {
@@ -139,20 +140,23 @@ void HeartBeatArrived(const std::string& name, uint32_t pid) {
 using GrpOwnerLinux::HeartBeatClock;
 using GrpOwnerLinux::OtherHearts;
 using GrpOwnerLinux::OwnHeart;
+using GrpOwnerLinux::RecordAsk;
 
 int RegisterSendHeartBeat(const char* ownName, size_t ownNameLength, const char* targetName,
                           size_t targetNameLength, const HeartBeatSendParams* params) {
+    const auto record = RecordAsk("beat-send", [](auto& /*fields*/) {});
     if (ownName == nullptr || ownNameLength == 0 || targetName == nullptr ||
         targetNameLength == 0 || params == nullptr || params->periodSeconds == 0) {
-        return -EINVAL;
+        return record.Result(-EINVAL);
     }
-    return OwnHeart().Register(std::string(targetName, targetNameLength),
-                               std::chrono::seconds(params->periodSeconds));
+    return record.Result(OwnHeart().Register(std::string(targetName, targetNameLength),
+                                             std::chrono::seconds(params->periodSeconds)));
 }
 
 int UnregisterSendHeartBeat(void) {
+    const auto record = RecordAsk("beat-stop", [](auto& /*fields*/) {});
     OwnHeart().Unregister();
-    return 0;
+    return record.Result(0);
 }
 
 int RegisterCheckHeartBeat(const char* name, size_t nameLength, uint32_t /*gid*/,
@@ -160,24 +164,28 @@ int RegisterCheckHeartBeat(const char* name, size_t nameLength, uint32_t /*gid*/
     if (name == nullptr || nameLength == 0 || callback == nullptr) {
         return -EINVAL;
     }
+    const std::string checked(name, nameLength);
+    const auto record = RecordAsk("beat-check", [&](auto& fields) { fields(checked); });
     const int result = OtherHearts().Start();
     if (result == 0) {
-        OtherHearts().monitor.Register(std::string(name, nameLength), callback,
-                                       HeartBeatClock::now());
+        OtherHearts().monitor.Register(checked, callback, HeartBeatClock::now());
         OtherHearts().Wake();  // an early beat is counted from now on
     }
-    return result;
+    return record.Result(result);
 }
 
 int UnregisterCheckHeartBeat(const char* name, size_t nameLength) {
     if (name == nullptr || nameLength == 0) {
         return -EINVAL;
     }
-    OtherHearts().monitor.Unregister(std::string(name, nameLength));
-    return 0;
+    const std::string checked(name, nameLength);
+    const auto record = RecordAsk("beat-uncheck", [&](auto& fields) { fields(checked); });
+    OtherHearts().monitor.Unregister(checked);
+    return record.Result(0);
 }
 
 int DisableAllCheckHeartBeat(void) {
+    const auto record = RecordAsk("beat-uncheck-all", [](auto& /*fields*/) {});
     OtherHearts().monitor.UnregisterAll();
-    return 0;
+    return record.Result(0);
 }

@@ -136,4 +136,34 @@ GRPOWNER_PLATFORM_EXPORT void PrepareConfiguration(const std::string& path,
 /// The findings as people read them: place, text, caret and help.
 GRPOWNER_PLATFORM_EXPORT std::string RenderDiagnostics(const std::vector<Diagnostic>& diagnostics);
 
+// --- Recording -----------------------------------------------------------------------------------
+// See docs/recording.md. The services record what they see themselves; the host adds its own calls
+// of the owner, what the owner calls of it, and the steps of the library's threads.
+
+/// Who calls whom: something comes in from outside and ends, the library asks something and gets
+/// its answer.
+enum class RecordedKind { kIn, kOut, kAsk, kGot };
+
+/// The steps of a thread, see grpowner/schedule_observer.h; as they stand in the file.
+inline constexpr char kStepLocked = 'l';
+inline constexpr char kStepWoken = 'w';
+inline constexpr char kStepTimedOut = 'o';
+inline constexpr char kStepSlept = 's';
+inline constexpr char kStepTimeRead = 't';
+
+/// Records into the file from now on. A file that is there is kept as "<path>.old". A write that
+/// fails is told on standard error and ends the recording.
+/// @param error filled in with the reason when the result is false
+GRPOWNER_PLATFORM_EXPORT bool StartRecording(const std::string& path, std::string& error);
+GRPOWNER_PLATFORM_EXPORT void EndRecording();
+
+/// Each without effect while nobody records.
+GRPOWNER_PLATFORM_EXPORT void RecordEntry(RecordedKind kind, const std::string& what,
+                                          const std::vector<std::string>& fields);
+/// @return the time that the entry tells
+GRPOWNER_PLATFORM_EXPORT std::chrono::steady_clock::time_point RecordStep(char step);
+
+/// What the calling thread is called in a recording.
+GRPOWNER_PLATFORM_EXPORT void SetThreadRole(const std::string& role);
+
 }  // namespace GrpOwnerLinux

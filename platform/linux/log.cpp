@@ -26,6 +26,7 @@
 #include <type_traits>
 
 #include "platform/linux/log_stream.h"
+#include "platform/linux/recorder.h"
 #include "platform/log_service.h"
 
 namespace {
@@ -39,6 +40,7 @@ constexpr int kDefaultThreshold = kWarning;
 constexpr size_t kHeadSize = 48;
 constexpr size_t kTextSize = 4096 - kHeadSize;  // bytes; a longer text ends in dots
 constexpr std::string_view kCut = "...";
+constexpr std::string_view kPlace = "[%s:%d]";
 
 struct Level {
     int number;
@@ -130,6 +132,41 @@ int OpenFile() {
     return file;
 }
 
+void Write(int level, std::string_view line, int file) {
+    char head[kHeadSize];
+    const std::string_view timeHead = TimeHead(head, Find(level));
+    WriteToStandardError(Find(level), timeHead, line);
+    if (file >= 0) {
+        // What a full disk refuses is gone: there is nobody left to tell.
+        (void)WriteWithoutSignal(file, timeHead, line);
+    }
+}
+
+bool IsWritten(int level) {
+    static const int threshold = ReadThreshold();
+    return level >= threshold;
+}
+
+// The whole text, whatever a line has room for. The core's lines begin with their place in the
+// source; those of our own services follow from what is recorded anyway.
+__attribute__((format(printf, 2, 0))) void Record(int level, const char* format,
+                                                  va_list arguments) {
+    GrpOwnerLinux::Recorder* const recorder = GrpOwnerLinux::Recorder::Active();
+    if (recorder == nullptr || std::string_view(format).substr(0, kPlace.size()) != kPlace) {
+        return;
+    }
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(nullptr, 0, format, again);
+    va_end(again);
+    if (length >= 0) {
+        std::string text(static_cast<size_t>(length) + 1, '\0');
+        (void)std::vsnprintf(text.data(), text.size(), format, arguments);  // the length is known
+        text.pop_back();
+        recorder->Log(level, std::string_view(text).substr(text.find(']') + 1));
+    }
+}
+
 // One line whatever the text: a break in a name from outside must not begin a line of its own.
 std::string_view FinishLine(char (&text)[kTextSize], size_t length) {
     size_t used = std::min(length, kTextSize - 1);
@@ -145,8 +182,7 @@ std::string_view FinishLine(char (&text)[kTextSize], size_t length) {
 }  // namespace
 
 int CheckLogLevel(int /*module*/, int level) {
-    static const int threshold = ReadThreshold();
-    return level >= threshold ? 1 : 0;
+    return IsWritten(level) || GrpOwnerLinux::Recorder::Active() != nullptr ? 1 : 0;
 }
 
 void DlogInner(int /*module*/, int level, const char* format, ...) {
@@ -155,17 +191,16 @@ void DlogInner(int /*module*/, int level, const char* format, ...) {
     char text[kTextSize];
     va_list arguments;
     va_start(arguments, format);
+    Record(level, format, arguments);
+    va_end(arguments);
+    va_start(arguments, format);
     errno = savedError;  // for %m
     const int length = std::vsnprintf(text, sizeof(text), format, arguments);
     va_end(arguments);
     if (length >= 0) {
         const std::string_view line = FinishLine(text, static_cast<size_t>(length));
-        char head[kHeadSize];
-        const std::string_view timeHead = TimeHead(head, Find(level));
-        WriteToStandardError(Find(level), timeHead, line);
-        if (file >= 0) {
-            // What a full disk refuses is gone: there is nobody left to tell.
-            (void)WriteWithoutSignal(file, timeHead, line);
+        if (IsWritten(level)) {
+            Write(level, line, file);
         }
     }
     errno = savedError;

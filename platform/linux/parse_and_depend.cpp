@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "platform/linux/host.h"
+#include "platform/linux/recorder.h"
 #include "platform/log_service.h"
 #include "platform/manifest_service.h"
 #include "platform/portable/depend_graph_builder.h"
@@ -128,25 +129,38 @@ ParseAndDepend& ParseAndDepend::GetInstance() {
 
 int ParseAndDepend::ParseToReplaceData(ParamType /*type*/, const std::string& key,
                                        MatchData& matchData) {
+    const auto record =
+        GrpOwnerLinux::RecordAsk("replacements", [&](auto& fields) { fields(key); });
     if (key != kMatchDataKey) {
         DlogInner(kLogModule, kLogError, "there are no replacements under the key %s", key.c_str());
-        return -ENOENT;
+        return record.Result(-ENOENT);
     }
-    const std::lock_guard<std::mutex> lock(State().mutex);
-    matchData = State().matchData;
+    {
+        const std::lock_guard<std::mutex> lock(State().mutex);
+        matchData = State().matchData;
+    }
+    record.End([&](auto& fields) { fields(0).Map(matchData); });
     return 0;
 }
 
 int ParseAndDepend::ParseYaml(ParamType /*type*/, const std::string& path,
                               std::vector<ApplicationManifest>& manifests,
                               const MatchData& matchData) {
+    const auto record =
+        GrpOwnerLinux::RecordAsk("configuration", [&](auto& fields) { fields(path); });
     Configuration configuration = TakePreparedOrLoad(path, matchData);
     Log(configuration.diagnostics);
     if (!configuration.Ok()) {
-        return -EINVAL;
+        return record.Result(-EINVAL);
     }
     Remember(configuration.manifests);
     manifests = std::move(configuration.manifests);
+    record.End([&](auto& fields) {
+        fields(0)(manifests.size());
+        for (const ApplicationManifest& manifest : manifests) {
+            fields.Manifest(manifest.Fields());
+        }
+    });
     return 0;
 }
 

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/linux/recorder.h"
 #include "platform/linux/service_thread.h"
 
 namespace GrpOwnerLinux {
@@ -150,7 +151,13 @@ void PipeConnection::HandleOne(std::unique_lock<std::mutex>& lock) {
     }
     lock.unlock();
     const EzcomRequest request{record.data(), static_cast<uint32_t>(record.size())};
-    handler_(handle_, &request);
+    {
+        const ThreadRole role("pm");
+        const auto recorded =
+            RecordIn("record", [&](auto& fields) { fields.Bytes(request.data, request.size); });
+        handler_(handle_, &request);
+        recorded.End([](auto& /*fields*/) {});
+    }
     lock.lock();
     isHandling_ = false;
 }

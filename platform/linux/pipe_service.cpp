@@ -11,6 +11,7 @@
 
 #include "platform/linux/pipe_connection.h"
 #include "platform/linux/pipe_opener.h"
+#include "platform/linux/recorder.h"
 #include "platform/pipe_service.h"
 
 namespace GrpOwnerLinux {
@@ -57,8 +58,8 @@ bool IsUsable(const EzcomRequest* request) {
     return request != nullptr && (request->data != nullptr || request->size == 0);
 }
 
-int CallSync(int handle, const EzcomRequest* request, EzcomResponse* response,
-             const int* timeoutMs) {
+int CallUnseen(int handle, const EzcomRequest* request, EzcomResponse* response,
+               const int* timeoutMs) {
     if (!IsUsable(request) || response == nullptr) {
         return -EINVAL;
     }
@@ -76,6 +77,49 @@ int CallSync(int handle, const EzcomRequest* request, EzcomResponse* response,
         *response = {answer.data(), static_cast<uint32_t>(answer.size())};
     }
     return result;
+}
+
+void AddRequest(GrpOwnerRecording::FieldWriter& fields, int handle, const EzcomRequest* request) {
+    const bool isUsable = IsUsable(request);
+    fields(handle).Bytes(isUsable ? request->data : nullptr, isUsable ? request->size : 0);
+}
+
+int CallSync(int handle, const EzcomRequest* request, EzcomResponse* response,
+             const int* timeoutMs) {
+    const auto record =
+        RecordAsk("pipe-call", [&](auto& fields) { AddRequest(fields, handle, request); });
+    const int result = CallUnseen(handle, request, response, timeoutMs);
+    record.End([&](auto& fields) {
+        const bool hasData = result >= 0 && response->data != nullptr;
+        fields(result)(hasData);
+        fields.Bytes(hasData ? response->data : nullptr, hasData ? response->size : 0);
+    });
+    return result;
+}
+
+int OpenUnseen(const EzcomOpenParams* params) {
+    if (params == nullptr || params->ownName == nullptr || params->targetName == nullptr ||
+        params->handler == nullptr) {
+        return -EINVAL;
+    }
+    const int socket = OpenPipeSocket(*params);
+    if (socket < 0) {
+        errno = -socket;
+        return socket;
+    }
+    auto& pipes = AllPipes();
+    std::lock_guard<std::mutex> lock(pipes.mutex);
+    const int handle = ++pipes.lastHandle;
+    auto connection = std::make_shared<PipeConnection>(
+        handle, socket, params->targetName, params->handler, params->timeoutMs, pipes.handlers);
+    try {
+        connection->Start();
+    } catch (const std::system_error&) {
+        (void)connection->Close();  // ends what has started
+        return -ENOMEM;
+    }
+    pipes.byHandle[handle] = std::move(connection);
+    return handle;
 }
 
 }  // namespace
@@ -111,38 +155,24 @@ using GrpOwnerLinux::PipeConnection;
 using GrpOwnerLinux::PipeFrameKind;
 
 int EzcomOpen(const EzcomOpenParams* params) {
-    if (params == nullptr || params->ownName == nullptr || params->targetName == nullptr ||
-        params->handler == nullptr) {
-        return -EINVAL;
-    }
-    const int socket = GrpOwnerLinux::OpenPipeSocket(*params);
-    if (socket < 0) {
-        errno = -socket;
-        return socket;
-    }
-    auto& pipes = AllPipes();
-    std::lock_guard<std::mutex> lock(pipes.mutex);
-    const int handle = ++pipes.lastHandle;
-    auto connection = std::make_shared<PipeConnection>(
-        handle, socket, params->targetName, params->handler, params->timeoutMs, pipes.handlers);
-    try {
-        connection->Start();
-    } catch (const std::system_error&) {
-        (void)connection->Close();  // ends what has started
-        return -ENOMEM;
-    }
-    pipes.byHandle[handle] = std::move(connection);
-    return handle;
+    const auto record = GrpOwnerLinux::RecordAsk("pipe-open", [](auto& /*fields*/) {});
+    const int result = GrpOwnerLinux::OpenUnseen(params);
+    const int error = errno;
+    record.End([&](auto& fields) { fields(result)(error); });
+    errno = error;
+    return result;
 }
 
 int EzcomSendRequest(int fd, const EzcomRequest* request) {
+    const auto record = GrpOwnerLinux::RecordAsk(
+        "pipe-send", [&](auto& fields) { GrpOwnerLinux::AddRequest(fields, fd, request); });
     if (!GrpOwnerLinux::IsUsable(request)) {
-        return -EINVAL;
+        return record.Result(-EINVAL);
     }
     const auto connection = Find(fd);
-    return connection == nullptr
-               ? -EBADF
-               : connection->Send(PipeFrameKind::kRequest, 0, request->data, request->size);
+    return record.Result(connection == nullptr ? -EBADF
+                                               : connection->Send(PipeFrameKind::kRequest, 0,
+                                                                  request->data, request->size));
 }
 
 // The acceptor of our pipes sends no calls, so there is never one to answer.
@@ -159,9 +189,10 @@ int EzcomTimedRPCSync(int fd, EzcomRequest* request, EzcomResponse* response, in
 }
 
 int EzcomClosePipe(int fd) {
+    const auto record = GrpOwnerLinux::RecordAsk("pipe-close", [fd](auto& fields) { fields(fd); });
     const auto connection = Find(fd);
     if (connection == nullptr) {
-        return -EBADF;
+        return record.Result(-EBADF);
     }
     const int result = connection->Close();
     if (result == 0) {
@@ -169,5 +200,5 @@ int EzcomClosePipe(int fd) {
         std::lock_guard<std::mutex> lock(pipes.mutex);
         pipes.byHandle.erase(fd);
     }
-    return result;
+    return record.Result(result);
 }

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "platform/linux/recorder.h"
 #include "platform/log_service.h"
 
 namespace GrpOwnerLinux {
@@ -31,12 +32,12 @@ thread_local Requester currentRequester;
 class OpenFile {
 public:
     OpenFile(const IAMFileOperations& operations, IAMMgrFile& file)
-        : operations_(operations),
-          file_(file),
-          code_(operations.open == nullptr ? 0 : operations.open(&file)) {}
+        : operations_(operations), file_(file), code_(Open()) {}
     ~OpenFile() {
         if (code_ >= 0 && operations_.close != nullptr) {
+            const auto record = RecordIn("close-file", [](auto& /*fields*/) {});
             (void)operations_.close(&file_);  // the client is gone already
+            record.End([](auto& /*fields*/) {});
         }
     }
     OpenFile(const OpenFile&) = delete;
@@ -45,6 +46,11 @@ public:
     int Code() const { return code_; }
 
 private:
+    int Open() {
+        const auto record = RecordIn("open-file", [this](auto& fields) { fields(file_.name); });
+        return record.Result(operations_.open == nullptr ? 0 : operations_.open(&file_));
+    }
+
     const IAMFileOperations& operations_;
     IAMMgrFile& file_;
     const int code_;
@@ -97,6 +103,7 @@ void VirtualFileConnection::Serve() {
         return;
     }
     packet_.resize(sizeof(VirtualFileRequest) + kMaxVirtualFileBuffer);
+    const ThreadRole role(ThreadRole::Numbered("ss"));
     IAMMgrFile file{file_.name.c_str()};
     const OpenFile open(*file_.operations, file);
     if (open.Code() < 0) {
@@ -185,9 +192,13 @@ bool VirtualFileConnection::Call(IAMMgrFile& file, const VirtualFileRequest& req
     IAMIoctlArg argument{buffer.size(), buffer.empty() ? nullptr : buffer.data()};
     VirtualFileAnswer answer;
     answer.sequence = request.sequence;
+    const auto record = RecordIn("command", [&](auto& fields) {
+        fields(request.command).Bytes(buffer.data(), buffer.size());
+    });
     currentRequester = {peer_->user, peer_->process};
     answer.code = file_.operations->ioctl(&file, request.command, &argument);
     currentRequester = {};
+    record.End([&](auto& fields) { fields(answer.code).Bytes(buffer.data(), buffer.size()); });
     return Send(answer, buffer.data(), buffer.size());
 }
 

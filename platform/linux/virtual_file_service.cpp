@@ -11,6 +11,7 @@
 
 #include "platform/linux/connection_server.h"
 #include "platform/linux/host.h"
+#include "platform/linux/recorder.h"
 #include "platform/linux/virtual_file_connection.h"
 #include "platform/messaging_service.h"
 
@@ -86,11 +87,13 @@ int IAMRegisterService(const IAMServiceDescriptor* descriptor) {
         !GrpOwnerLinux::IsServiceName(descriptor->name)) {
         return -EINVAL;
     }
+    const auto record = GrpOwnerLinux::RecordAsk(
+        "serve-file", [descriptor](auto& fields) { fields(descriptor->name); });
     std::string reason;
     const int result = GrpOwnerLinux::Register(*descriptor, reason);
     if (result < 0) {
         GrpOwnerLinux::LogServiceError(std::string("virtual file ") + descriptor->name + ": " +
                                        reason);
     }
-    return result;
+    return record.Result(result);
 }
