@@ -90,7 +90,7 @@ bool JsonLine::Quoted(std::string_view text) {
 
 JsonLine& JsonLine::TellEscaped(std::string_view key, bool isEscaped) {
     if (isEscaped) {
-        out_.append(",\"").append(key).append("Escaped\":true");
+        out_.append(",\"").append(key).append("_escaped\":true");
     }
     return *this;
 }

@@ -16,7 +16,7 @@ namespace Daemons {
 ///
 /// Keys are the program's own and are written as they are. Texts may hold anything: what a terminal
 /// would obey is escaped as JSON escapes it. Where a text is not UTF-8, a backslash in it is
-/// doubled, a byte that belongs to no character becomes \xNN, and the member "<key>Escaped":true
+/// doubled, a byte that belongs to no character becomes \xNN, and the member "<key>_escaped":true
 /// says so: whoever needs the bytes gets all of them back.
 class JsonLine {
 public:

@@ -87,7 +87,7 @@ void AppendLine(std::string& out, const ProcessEvent& event) {
         case ProcessEventKind::kSpawned:
             break;
         case ProcessEventKind::kExecuted:
-            line.Number("tookNs", event.duration);
+            line.Number("took_ns", event.duration);
             break;
         case ProcessEventKind::kSignal:
             AddSignal(line, event.number);
@@ -95,7 +95,7 @@ void AppendLine(std::string& out, const ProcessEvent& event) {
             break;
         case ProcessEventKind::kExited:
             AddExit(line, event.number);
-            line.Number("uptimeNs", event.duration);
+            line.Number("uptime_ns", event.duration);
             break;
         case ProcessEventKind::kFailed:
             line.Text("step", event.step)
@@ -134,8 +134,12 @@ void AppendHello(std::string& out, uint64_t first, uint64_t next, bool keepsOutp
         .Number("first", first)
         .Number("next", next)
         .Number("time", Nanoseconds(std::chrono::steady_clock::now()))
-        .Number("realTime", RealTime())
-        .Flag("keepsOutput", keepsOutput);
+        .Number("utc", RealTime())
+        .Flag("keeps_output", keepsOutput);
+}
+
+void AppendTurn(std::string& out, bool goesOn, uint64_t next) {
+    JsonLine(out).Text("kind", goesOn ? "live" : "end").Number("next", next);
 }
 
 void AppendRefusal(std::string& out, const char* error, const std::string& reason) {

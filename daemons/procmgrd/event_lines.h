@@ -27,6 +27,10 @@ void AppendLine(std::string& out, const Gap& gap);
 /// @param next the one that will be given next: what has a lower one is past
 void AppendHello(std::string& out, uint64_t first, uint64_t next, bool keepsOutput);
 
+/// All that is past has been told.
+/// @param goesOn what comes is told as well
+void AppendTurn(std::string& out, bool goesOn, uint64_t next);
+
 /// @param error a word for programs
 void AppendRefusal(std::string& out, const char* error, const std::string& reason);
 

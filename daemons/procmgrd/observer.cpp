@@ -182,10 +182,14 @@ void Observer::FillBatch() {
             TellNextLine(sources);
         }
     }
-    if (!IsEventDue() && sources.empty()) {
-        seen_ = now;
+    if (IsEventDue() || !sources.empty()) {
+        return;
+    }
+    if (seen_ == 0) {
+        AppendTurn(batch_, request_.isFollowing, std::min(now, until_));
         phase_ = request_.isFollowing ? phase_ : Phase::kLeaving;
     }
+    seen_ = now;
 }
 
 // A heap, the lowest sequence number on top.

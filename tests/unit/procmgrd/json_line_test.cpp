@@ -20,9 +20,9 @@ TEST(JsonLine, WritesAnyText) {
         {"a\"b\\c", R"({"t":"a\"b\\c"})"},
         {"\x1b[31m\r\n\t\0\x7f"s, R"({"t":"\u001b[31m\r\n\t\u0000\u007f"})"},
         {"grün \u2028\u0085", R"({"t":"grün \u2028\u0085"})"},
-        {"\\x41\xff", R"({"t":"\\\\x41\\xff","tEscaped":true})"},
-        {"cut \xe2\x82", R"({"t":"cut \\xe2\\x82","tEscaped":true})"},
-        {"\xed\xa0\x80\xc0\xaf", R"({"t":"\\xed\\xa0\\x80\\xc0\\xaf","tEscaped":true})"},
+        {"\\x41\xff", R"({"t":"\\\\x41\\xff","t_escaped":true})"},
+        {"cut \xe2\x82", R"({"t":"cut \\xe2\\x82","t_escaped":true})"},
+        {"\xed\xa0\x80\xc0\xaf", R"({"t":"\\xed\\xa0\\x80\\xc0\\xaf","t_escaped":true})"},
     };
     for (const Case& one : cases) {
         std::string out;
@@ -40,7 +40,7 @@ TEST(JsonLine, JoinsMembers) {
         .Texts("none", std::vector<std::string>())
         .Texts("two", std::vector<std::string>{"a", "\xff"});
     EXPECT_EQ(out, R"({"least":-9223372036854775808,"most":18446744073709551615,"yes":true,)"
-                   R"("none":[],"two":["a","\\xff"],"twoEscaped":true})"
+                   R"("none":[],"two":["a","\\xff"],"two_escaped":true})"
                    "\n");
 }
 
