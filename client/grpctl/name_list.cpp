@@ -32,23 +32,24 @@ std::string Abridged(const std::vector<std::string>& names, size_t width,
 std::vector<std::string> Wrapped(const std::vector<std::string>& names, size_t width,
                                  size_t mostLines) {
     std::vector<std::string> lines;
-    size_t used = width + 1;
+    size_t used = 0;
     for (size_t index = 0; index < names.size(); ++index) {
-        const bool isLast = index + 1 == names.size();
-        const std::string piece = names[index] + (isLast ? "" : ",");
+        const size_t left = names.size() - index;
+        const std::string piece = names[index] + (left == 1 ? "" : ",");
         const size_t size = GrpOwnerLinux::CountCharacters(piece);
-        if (!lines.empty() && used + 1 + size <= width) {
+        const bool isLastLine = mostLines > 0 && lines.size() == mostLines;
+        const size_t tail = isLastLine && left > 1 ? AndMore(left - 1).size() : 0;
+        if (!lines.empty() && used + 1 + size + tail <= width) {
             lines.back() += " " + piece;
             used += 1 + size;
-            continue;
-        }
-        if (mostLines > 0 && lines.size() == mostLines) {
+        } else if (isLastLine) {
             lines.back().pop_back();  // the comma
-            lines.back() += AndMore(names.size() - index);
-            return lines;
+            lines.back() += AndMore(left);
+            break;
+        } else {
+            lines.push_back(piece);
+            used = size;
         }
-        lines.push_back(piece);
-        used = size;
     }
     return lines;
 }

@@ -42,6 +42,11 @@ struct Options {
     bool isForced = false;
     bool isDryRun = false;
 
+    // check and graph
+    std::map<std::string, std::string> defines;
+    std::string ifFalls;
+    std::string graphFormat = "tree";
+
     // wait
     bool isForStopped = false;
 

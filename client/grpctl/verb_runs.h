@@ -19,6 +19,9 @@ int RunRestart(const Options& options);
 int RunChange(const Options& options);
 int RunStopAll(const Options& options);
 
+int RunCheck(const Options& options);
+int RunGraph(const Options& options);
+
 int RunSetState(const Options& options);
 std::vector<std::string> SystemStateNames();
 int RunVerify(const Options& options);

@@ -66,6 +66,15 @@ void AddParameter(Options& options, Text text) {
     Append(options.parameters[index], text.substr(equals + 1));
 }
 
+void Define(Options& options, Text text) {
+    const size_t equals = text.find('=');
+    if (equals == 0 || equals == std::string::npos) {
+        throw Failure{kWrongUsage, GrpOwnerLinux::Quote(text) + " is not NAME=VALUE", "",
+                      "write what stands for ${NAME}: --define BIN=/opt/rover"};
+    }
+    options.defines[text.substr(0, equals)] = text.substr(equals + 1);
+}
+
 // clang-format off
 const std::vector<Switch> kSwitches{
     {"-o,--output", "FORMAT", "text|wide|json|name|pid", "",
@@ -103,6 +112,13 @@ const std::vector<Switch> kSwitches{
     {"-f,--file", "FILE", "", "change", "Take the change set from a file; - is standard input",
      [](Options& o, Text v) { o.changeFile = v; }},
 
+    {"--define", "NAME=VALUE", "", "check graph", "Fill ${NAME} of the file in; may be repeated",
+     [](Options& o, Text v) { Define(o, v); }},
+    {"--if-falls", "NAME", "", "check", "Also show who needs this application",
+     [](Options& o, Text v) { o.ifFalls = v; }},
+    {"--format", "FORMAT", "tree|dot|mermaid|json", "graph", "tree (default), dot, mermaid or json",
+     [](Options& o, Text v) { o.graphFormat = v; }},
+
     {"--for", "STATE", "running|stopped", "wait", "running (default) or stopped",
      [](Options& o, Text v) { o.isForStopped = v == "stopped"; }},
     {"--count", "NUMBER", "", "events", "End after so many events",
@@ -127,7 +143,8 @@ const std::vector<Verb> kVerbs{
      "Exit code 124 when that is not so within --timeout.", RunWait},
     {"start", "NAME... [-- ARGUMENT...]", 1, kAnyNumber, true, "Start applications and what they need",
      "What runs already is left alone. Arguments behind -- replace those of the configuration;\n"
-     "they and --param go with one name only.\n\n"
+     "they and --param go with one name only. With --dry-run: each wave waits for the one before,\n"
+     "and the owner gives up by the time-out. -o wide cuts no list short.\n\n"
      "  grpctl start planner --dry-run\n"
      "  grpctl start recorder --param 0=left,right -- --quality 9", RunStart},
     {"stop", "NAME...", 1, kAnyNumber, false, "Stop applications",
@@ -145,6 +162,15 @@ const std::vector<Verb> kVerbs{
      "  restart: [lidar]", RunChange},
     {"stop-all", "", 0, 0, false, "Stop all applications, driving ones first",
      "Checks afterwards and says what still runs.", RunStopAll},
+    {"check", "FILE", 1, 1, false, "Tell what is wrong with a configuration, and what it amounts to",
+     "Needs no owner. Exit code 1 when the file has errors; warnings do no harm. Beyond the errors:\n"
+     "needs that another one includes, templates out of reach, the deepest chain, and whose fall takes\n"
+     "most with it. -o wide cuts no list short.\n\n"
+     "  grpctl check rover.yaml --define BIN=/opt/rover --if-falls clock", RunCheck},
+    {"graph", "[FILE]", 0, 1, false, "Show who needs whom",
+     "Without a file, of the running group and with its states. In a tree, below each application\n"
+     "stands what it needs; what stands above already is not repeated.\n\n"
+     "  grpctl graph rover.yaml --format dot | dot -Tsvg > rover.svg", RunGraph},
     {"set-state", "STATE", 1, 1, false, "Set the system state",
      "STATE is off, working, suspend, upgrade, calibration, delay_bind_core, or a number.\n"
      "What that means is the host's business: it may carry it out after it has accepted it.",

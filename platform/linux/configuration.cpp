@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <memory>
-#include <utility>
 
-#include "platform/linux/configuration_checks.h"
 #include "platform/linux/configuration_reader.h"
 #include "platform/linux/host.h"
 
@@ -12,16 +10,13 @@ namespace GrpOwnerLinux {
 
 namespace {
 
-std::vector<ApplicationManifest> Read(const SourceText& text,
-                                      const ParseAndDepend::MatchData& matchData,
-                                      Findings& findings) {
-    const ConfigurationContent content = ReadConfiguration(text, matchData, findings);
+std::vector<ApplicationManifest> ManifestsOf(ConfigurationFile& file) {
     // Copied, not moved, and while all that reading has taken is there: what stays for long then
     // lies together, and the pages below it are given back.
     std::vector<ApplicationManifest> manifests;
-    if (!findings.HasErrors()) {
-        manifests.reserve(content.applications.size());
-        for (const ApplicationEntry& entry : content.applications) {
+    if (!file.Complaints().HasErrors()) {
+        manifests.reserve(file.Applications().size());
+        for (const ApplicationEntry& entry : file.Applications()) {
             manifests.emplace_back(std::make_shared<const ManifestFields>(entry.fields));
         }
     }
@@ -38,19 +33,10 @@ bool Configuration::Ok() const {
 
 Configuration LoadConfiguration(const std::string& path,
                                 const ParseAndDepend::MatchData& matchData) {
-    std::string bytes;
-    std::string error;
-    const bool isRead = ReadFile(path, bytes, error);
-    const SourceText text(isRead ? std::move(bytes) : std::string());
-    Findings findings(path, text);
+    ConfigurationFile file(path, matchData);
     Configuration configuration;
-    CheckLoadRecord(path, matchData, findings);
-    if (isRead) {
-        configuration.manifests = Read(text, matchData, findings);
-    } else {
-        findings.Error({}, "cannot read this file: " + error);
-    }
-    configuration.diagnostics = findings.Take();
+    configuration.manifests = ManifestsOf(file);
+    configuration.diagnostics = file.Complaints().Take();
     return configuration;
 }
 

@@ -150,24 +150,36 @@ std::vector<ApplicationEntry> ReadApplications(const YamlTree& tree, ValueReader
     return entries;
 }
 
+SourceText TextOf(const std::string& path, std::string& error) {
+    std::string bytes;
+    return SourceText(ReadFile(path, bytes, error) ? std::move(bytes) : std::string());
+}
+
 }  // namespace
 
-ConfigurationContent ReadConfiguration(const SourceText& text,
-                                       const ParseAndDepend::MatchData& matchData,
-                                       Findings& findings) {
+ConfigurationFile::ConfigurationFile(const std::string& path,
+                                     const ParseAndDepend::MatchData& matchData)
+    : text_(TextOf(path, error_)), findings_(path, text_) {
+    CheckLoadRecord(path, matchData, findings_);
+    if (error_.empty()) {
+        Read(matchData);
+    } else {
+        findings_.Error({}, "cannot read this file: " + error_);
+    }
+}
+
+void ConfigurationFile::Read(const ParseAndDepend::MatchData& matchData) {
     Span place;
     std::string message;
-    if (text.FindBadCharacter(place, message)) {
-        findings.Error(place, message, "save the file as UTF-8 text");
-        return {};
+    if (text_.FindBadCharacter(place, message)) {
+        findings_.Error(place, message, "save the file as UTF-8 text");
+        return;
     }
-    ConfigurationContent content;
-    content.tree = ReadYaml(text, findings);
-    ValueReader values(findings, matchData);
-    content.applications = ReadApplications(content.tree, values);
-    CheckDependencies(content.applications, content.tree.isComplete, findings);
-    CheckRecordSizes(content.applications, findings);
-    return content;
+    tree_ = ReadYaml(text_, findings_);
+    ValueReader values(findings_, matchData);
+    applications_ = ReadApplications(tree_, values);
+    CheckDependencies(applications_, tree_.isComplete, findings_);
+    CheckRecordSizes(applications_, findings_);
 }
 
 }  // namespace GrpOwnerLinux

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "platform/linux/application_entry.h"
@@ -9,15 +10,25 @@
 
 namespace GrpOwnerLinux {
 
-/// What a start configuration says.
-struct ConfigurationContent {
-    std::vector<ApplicationEntry> applications;  // in the order of the file, the good and the bad
-    YamlTree tree;                               // what they were read from
-};
+/// A start configuration while it is read: all that it says, and all that is wrong with it.
+class ConfigurationFile {
+public:
+    ConfigurationFile(const std::string& path, const ParseAndDepend::MatchData& matchData);
 
-/// Reads a start configuration and finds all that is wrong with it.
-ConfigurationContent ReadConfiguration(const SourceText& text,
-                                       const ParseAndDepend::MatchData& matchData,
-                                       Findings& findings);
+    /// In the order of the file, the good and the bad.
+    const std::vector<ApplicationEntry>& Applications() const { return applications_; }
+
+    /// Whoever finds more adds it.
+    Findings& Complaints() { return findings_; }
+
+private:
+    void Read(const ParseAndDepend::MatchData& matchData);
+
+    std::string error_;
+    const SourceText text_;
+    Findings findings_;
+    YamlTree tree_;
+    std::vector<ApplicationEntry> applications_;
+};
 
 }  // namespace GrpOwnerLinux

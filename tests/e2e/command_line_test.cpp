@@ -52,6 +52,8 @@ TEST_F(CommandLine, EachVerbSaysWhatItDidAndEndsWithItsCode) {
         {{"set-state", "working"}, 1, {}},
         {{"reload"}, 0, {"has read"}},
         {{"dump"}, 0, {}},
+        {{"graph"}, 0, {"spare", "template", "top", "running", "mid", "base"}},
+        {{"check", "/nowhere.yaml"}, 1, {"cannot read this file", "1 error, no warnings"}},
         {{"raw", "6", "--record"}, 0, {"code 35, 4000 bytes", "|............1#ba|"}},
         {{"wait", "mid"}, 0, {"running"}},
         {{"wait", "top", "--timeout", "50ms"}, 124, {}},

@@ -1,0 +1,133 @@
+#include "client/grpctl/configuration_lints.h"
+
+#include <algorithm>
+#include <unordered_map>
+#include <utility>
+
+#include "platform/linux/utf8.h"
+
+namespace GrpCtl {
+
+namespace {
+
+using GrpOwnerLinux::ApplicationEntry;
+using GrpOwnerLinux::ConfigurationFile;
+using GrpOwnerLinux::Dependency;
+using GrpOwnerLinux::Findings;
+using GrpOwnerLinux::Quote;
+using Entries = std::vector<ApplicationEntry>;
+
+NeedsByNumber Number(const Entries& entries) {
+    std::unordered_map<std::string_view, size_t> numbers;
+    for (const ApplicationEntry& entry : entries) {
+        numbers.emplace(entry.fields.appName, numbers.size());
+    }
+    NeedsByNumber needs;
+    for (const ApplicationEntry& entry : entries) {
+        needs.emplace_back();
+        for (const Dependency& dependency : entry.depends) {
+            needs.back().push_back(numbers.at(dependency.name));
+        }
+    }
+    return needs;
+}
+
+void TellRedundant(const Entries& entries, const NeedsByNumber& needs,
+                   const std::vector<RedundantNeed>& redundant, Findings& findings) {
+    for (const RedundantNeed& one : redundant) {
+        const std::vector<size_t>& list = needs[one.application];
+        const auto place = std::find(list.begin(), list.end(), one.needed) - list.begin();
+        const Dependency& dependency = entries[one.application].depends[static_cast<size_t>(place)];
+        findings.Warning(dependency.place,
+                         Quote(entries[one.application].fields.appName) + " needs " +
+                             Quote(dependency.name) + " already through " +
+                             Quote(entries[one.through].fields.appName),
+                         "nothing changes when it is left out here");
+    }
+}
+
+// What starts with the group and needs a template has been complained about by the reader.
+void TellTemplates(const Entries& entries, const NeedsByNumber& needs, Findings& findings) {
+    for (size_t number = 0; number < entries.size(); ++number) {
+        const ApplicationEntry& entry = entries[number];
+        for (size_t index = 0; index < needs[number].size(); ++index) {
+            if (entry.fields.isAutoBoot || !entries[needs[number][index]].fields.isDynamicPara) {
+                continue;
+            }
+            const std::string name = Quote(entry.fields.appName);
+            const std::string needed = Quote(entry.depends[index].name);
+            findings.Warning(
+                entry.depends[index].place,
+                (entry.fields.isDynamicPara ? "the template " : "") + name +
+                    " is out of reach until somebody starts the template " + needed,
+                "who starts only " + name + " gets " + needed + " without parameters, or nothing");
+        }
+    }
+}
+
+std::vector<std::string> LeftDown(const Entries& entries, const NeedsByNumber& needs) {
+    std::vector<std::vector<size_t>> neededBy(needs.size());
+    std::vector<size_t> left;
+    std::vector<bool> isDown(needs.size());
+    for (size_t number = 0; number < needs.size(); ++number) {
+        for (const size_t needed : needs[number]) {
+            neededBy[needed].push_back(number);
+        }
+        isDown[number] = !entries[number].fields.isAutoBoot;
+        if (isDown[number]) {
+            left.push_back(number);
+        }
+    }
+    while (!left.empty()) {
+        const size_t number = left.back();
+        left.pop_back();
+        for (const size_t needing : neededBy[number]) {
+            if (!isDown[needing]) {
+                isDown[needing] = true;
+                left.push_back(needing);
+            }
+        }
+    }
+    std::vector<std::string> names;
+    for (size_t number = 0; number < needs.size(); ++number) {
+        if (isDown[number] && entries[number].fields.isAutoBoot) {
+            names.push_back(entries[number].fields.appName);
+        }
+    }
+    return names;
+}
+
+Overview LookOver(const Entries& entries, const DependencyStudy& study) {
+    Overview overview;
+    Dependencies::Map needs;
+    for (const ApplicationEntry& entry : entries) {
+        overview.names.push_back(entry.fields.appName);
+        needs[entry.fields.appName] = entry.fields.depends;
+        overview.autostarts += entry.fields.isAutoBoot ? 1 : 0;
+        overview.templates += entry.fields.isDynamicPara ? 1 : 0;
+    }
+    overview.dependencies = Dependencies(std::move(needs));
+    for (const size_t number : study.deepest) {
+        overview.deepest.push_back(overview.names[number]);
+    }
+    const auto most = std::max_element(study.falls.begin(), study.falls.end());
+    if (most != study.falls.end() && *most > 0) {
+        overview.mostNeeded = overview.names[static_cast<size_t>(most - study.falls.begin())];
+    }
+    return overview;
+}
+
+}  // namespace
+
+Overview Lint(ConfigurationFile& file) {
+    const Entries& entries = file.Applications();
+    const NeedsByNumber needs = Number(entries);
+    const DependencyStudy study = Study(needs);
+    TellRedundant(entries, needs, study.redundant, file.Complaints());
+    TellTemplates(entries, needs, file.Complaints());
+    Overview overview = LookOver(entries, study);
+    overview.leftDown = LeftDown(entries, needs);
+    return overview;
+}
+
+}  // namespace GrpCtl
