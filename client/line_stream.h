@@ -40,6 +40,9 @@ public:
     /// @param interruptFd a descriptor that becomes readable when the caller gives up; -1: none
     Result<std::string> Next(std::chrono::milliseconds timeout, int interruptFd = -1);
 
+    /// To wait for several streams at once; what has come already is not announced by it.
+    int Descriptor() const { return connection_.Descriptor(); }
+
     LineStream() = default;
 
 private:

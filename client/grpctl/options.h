@@ -53,6 +53,9 @@ struct Options {
     // events
     std::optional<uint64_t> eventCount;
 
+    // What reads the trace.
+    std::string traceFile;  // empty: the owner's socket
+
     // raw
     std::string inputFile;  // "-": standard input
     std::optional<std::string> inputText;

@@ -1,0 +1,39 @@
+#include "client/grpctl/process_ends.h"
+
+#include <cstring>
+
+namespace GrpCtl {
+
+void ProcessEnds::Add(const ProcessEvent& event) {
+    constexpr size_t kMost = 8192;
+    if (event.kind != ProcessEvent::Kind::kExited) {
+        return;
+    }
+    Key key{event.application, event.pid};
+    if (ends_.insert_or_assign(key, event).second) {
+        order_.push_back(std::move(key));
+    }
+    if (order_.size() > kMost) {
+        ends_.erase(order_.front());
+        order_.pop_front();
+    }
+}
+
+const ProcessEvent* ProcessEnds::Find(const std::string& application, int pid) const {
+    const auto end = ends_.find({application, pid});
+    return end == ends_.end() ? nullptr : &end->second;
+}
+
+std::string NameOfSignal(int number) {
+    const char* const name = sigabbrev_np(number);
+    return name == nullptr ? "signal " + std::to_string(number) : std::string("SIG") + name;
+}
+
+std::string WordsOf(const ProcessEvent& end) {
+    if (end.signal == 0) {
+        return "exit status " + std::to_string(end.status);
+    }
+    return NameOfSignal(end.signal) + (end.hasCore ? ", core dumped" : "");
+}
+
+}  // namespace GrpCtl

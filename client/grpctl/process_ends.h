@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <map>
+#include <string>
+#include <utility>
+
+#include "client/grpctl/trace_line.h"
+
+namespace GrpCtl {
+
+/// How processes have ended: the newest few thousand.
+class ProcessEnds {
+public:
+    void Add(const ProcessEvent& event);
+
+    /// Null: not known.
+    const ProcessEvent* Find(const std::string& application, int pid) const;
+
+private:
+    using Key = std::pair<std::string, int>;
+
+    std::map<Key, ProcessEvent> ends_;
+    std::deque<Key> order_;  // the oldest first
+};
+
+/// "SIGSEGV", "SIGSEGV, core dumped", "exit status 3".
+std::string WordsOf(const ProcessEvent& end);
+
+/// "SIGSEGV"; "signal 200" for one without a name.
+std::string NameOfSignal(int number);
+
+}  // namespace GrpCtl
