@@ -56,6 +56,10 @@ struct Options {
     // What reads the trace.
     std::string traceFile;  // empty: the owner's socket
 
+    // log
+    bool isFollowing = false;
+    std::optional<uint64_t> lineCount;
+
     // raw
     std::string inputFile;  // "-": standard input
     std::optional<std::string> inputText;

@@ -29,6 +29,7 @@ int RunReload(const Options& options);
 int RunDump(const Options& options);
 
 int RunEvents(const Options& options);
+int RunLog(const Options& options);
 int RunRaw(const Options& options);
 
 }  // namespace GrpCtl

@@ -123,6 +123,10 @@ const std::vector<Switch> kSwitches{
      [](Options& o, Text v) { o.isForStopped = v == "stopped"; }},
     {"--count", "NUMBER", "", "events", "End after so many events",
      [](Options& o, Text v) { o.eventCount = ToNumber(v, "--count", UINT64_MAX); }},
+    {"-f,--follow", "", "", "log", "Go on with what comes, until Ctrl-C",
+     [](Options& o, Text) { o.isFollowing = true; }},
+    {"-n,--lines", "NUMBER", "", "log", "How many past lines of each application (default: 10)",
+     [](Options& o, Text v) { o.lineCount = ToNumber(v, "--lines", UINT32_MAX); }},
     {"--file", "FILE", "", "raw", "Send the bytes of a file; - is standard input",
      [](Options& o, Text v) { o.inputFile = v; }},
     {"--text", "TEXT", "", "raw", "Send this text",
@@ -182,6 +186,12 @@ const std::vector<Verb> kVerbs{
     {"events", "[QUEUE]", 0, 1, false, "Show system events as they happen",
      "One line for each, until Ctrl-C; with --json one object for each. With --timeout it ends when\n"
      "none comes for so long.", RunEvents},
+    {"log", "NAME...", 1, kAnyNumber, false, "Show what applications print",
+     "Their last lines, with the time and the stream, and when they were started, got a signal\n"
+     "or ended. A line that ends in [...] goes on in the next one of its stream. With --json one\n"
+     "object for each, as the process manager tells them.\n\n"
+     "  grpctl log camera\n"
+     "  grpctl log -f -n 100 camera lidar", RunLog},
     {"raw", "COMMAND [HEX...]", 1, kAnyNumber, false, "Send any bytes as any command and show the answer",
      "Nothing is checked here: for tries with hostile requests.\n\n"
      "  grpctl raw 6 --record\n"
