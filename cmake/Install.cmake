@@ -45,7 +45,7 @@ install(DIRECTORY platform/ DESTINATION ${platform_headers}/platform COMPONENT d
 install(FILES platform/linux/host.h
         DESTINATION ${platform_headers}/platform/linux COMPONENT development)
 install(TARGETS procmgrd grpownerd RUNTIME COMPONENT daemons)
-install(TARGETS grpctl RUNTIME COMPONENT client)
+install(TARGETS grpctl grpowner-replay RUNTIME COMPONENT client)
 
 # What the system's service manager wants to know lies where it looks, below every prefix.
 foreach(unit procmgrd.service grpownerd@.service)

@@ -60,6 +60,12 @@ bool IsChecked(const std::string& name) {
     return State().checked.count(name) != 0;
 }
 
+HeartBeatCheckCallback CheckCallback(const std::string& name) {
+    const Lock lock(State().mutex);
+    const auto found = State().checked.find(name);
+    return found == State().checked.end() ? nullptr : found->second;
+}
+
 std::optional<int> NotifyHeartBeat(const std::string& name, unsigned pid, int status) {
     HeartBeats& beats = State();
     Lock lock(beats.mutex);
@@ -94,6 +100,9 @@ using namespace GrpOwnerMemory;
 
 int RegisterSendHeartBeat(const char* ownName, size_t ownNameLength, const char* targetName,
                           size_t targetNameLength, const HeartBeatSendParams* params) {
+    if (const auto decided = AskCallHook("RegisterSendHeartBeat")) {
+        return *decided;
+    }
     HeartBeatRecord record;
     record.call = HeartBeatCall::kSend;
     record.name.assign(ownName, ownNameLength);
@@ -106,6 +115,9 @@ int RegisterSendHeartBeat(const char* ownName, size_t ownNameLength, const char*
 }
 
 int UnregisterSendHeartBeat(void) {
+    if (const auto decided = AskCallHook("UnregisterSendHeartBeat")) {
+        return *decided;
+    }
     HeartBeatRecord record;
     record.call = HeartBeatCall::kStopSend;
     const int result = Begin(record);
@@ -115,6 +127,9 @@ int UnregisterSendHeartBeat(void) {
 
 int RegisterCheckHeartBeat(const char* name, size_t nameLength, uint32_t gid,
                            HeartBeatCheckCallback callback) {
+    if (const auto decided = AskCallHook("RegisterCheckHeartBeat", {name, nameLength})) {
+        return *decided;
+    }
     HeartBeatRecord record;
     record.call = HeartBeatCall::kCheck;
     record.name.assign(name, nameLength);
@@ -129,6 +144,9 @@ int RegisterCheckHeartBeat(const char* name, size_t nameLength, uint32_t gid,
 }
 
 int UnregisterCheckHeartBeat(const char* name, size_t nameLength) {
+    if (const auto decided = AskCallHook("UnregisterCheckHeartBeat", {name, nameLength})) {
+        return *decided;
+    }
     HeartBeatRecord record;
     record.call = HeartBeatCall::kStopCheck;
     record.name.assign(name, nameLength);
@@ -143,6 +161,9 @@ int UnregisterCheckHeartBeat(const char* name, size_t nameLength) {
 }
 
 int DisableAllCheckHeartBeat(void) {
+    if (const auto decided = AskCallHook("DisableAllCheckHeartBeat")) {
+        return *decided;
+    }
     HeartBeatRecord record;
     record.call = HeartBeatCall::kStopAllChecks;
     const int result = Begin(record);

@@ -81,6 +81,9 @@ ParseAndDepend& ParseAndDepend::GetInstance() {
 
 int ParseAndDepend::ParseToReplaceData(ParamType type, const std::string& key,
                                        MatchData& matchData) {
+    if (const auto decided = AskCallHook("ParseToReplaceData", key)) {
+        return *decided;
+    }
     const std::optional<int> failure = Begin(ManifestCall::kReplaceData);
     const Lock lock(State().mutex);
     State().calls.push_back({ManifestCall::kReplaceData, type, key, {}});
@@ -94,6 +97,9 @@ int ParseAndDepend::ParseToReplaceData(ParamType type, const std::string& key,
 int ParseAndDepend::ParseYaml(ParamType type, const std::string& path,
                               std::vector<ApplicationManifest>& manifests,
                               const MatchData& matchData) {
+    if (const auto decided = AskCallHook("ParseYaml", path)) {
+        return *decided;
+    }
     const std::optional<int> failure = Begin(ManifestCall::kParseYaml);
     std::function<void()> hook;
     {

@@ -12,8 +12,10 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "platform/heartbeat_service.h"
 #include "platform/manifest_service.h"
 #include "platform/messaging_service.h"
 #include "platform/pipe_service.h"
@@ -30,6 +32,18 @@ void Reset();
 /// @return false when the deadline passes; generous, because a good run never reaches it
 [[nodiscard]] bool WaitUntil(const std::function<bool()>& predicate,
                              std::chrono::milliseconds deadline = std::chrono::seconds(60));
+
+// --- All services but the log --------------------------------------------------------------------
+
+/// A call that the owner makes.
+struct PlatformCall {
+    std::string_view function;
+    std::string_view what;  // the name, key, path or bytes that it is about; may be empty
+};
+
+/// Asked at the beginning of a call of pipe, heartbeat, manifests or virtual files, on its thread.
+/// What it answers is the call's result, and the call has no effect; nothing: it goes its way.
+void SetCallHook(std::function<std::optional<int>(const PlatformCall&)> hook);
 
 // --- Log -----------------------------------------------------------------------------------------
 
@@ -129,6 +143,9 @@ std::vector<HeartBeatRecord> HeartBeatRecords();
 void ScriptHeartBeat(HeartBeatCall call, int result, unsigned times = 1);
 
 bool IsChecked(const std::string& name);
+
+/// What a checked application's changes are told to; null when it is not checked.
+HeartBeatCheckCallback CheckCallback(const std::string& name);
 
 /// Tells the callback of a checked application, on the calling thread: 1 lost, 0 back again.
 /// @return the callback's result; nothing when the name is not checked

@@ -143,6 +143,9 @@ std::vector<std::string> QueueReader::Take() {
 using namespace GrpOwnerMemory;
 
 int IAMRegisterService(const IAMServiceDescriptor* descriptor) {
+    if (const auto decided = AskCallHook("IAMRegisterService", descriptor->name)) {
+        return *decided;
+    }
     return Offer(MessagingCall::kRegisterService, *descriptor, Messaging::State().files);
 }
 

@@ -33,6 +33,10 @@ struct Pipes {
     std::condition_variable idle;
 };
 
+std::string_view BytesOf(const EzcomRequest* request) {
+    return {static_cast<const char*>(request->data), request->size};
+}
+
 Pipes& State() {
     return Immortal<Pipes>();
 }
@@ -70,6 +74,9 @@ SentRecord Record(PipeCall call, int fd, const EzcomRequest& request, int timeou
 
 int Ask(PipeCall call, int fd, EzcomRequest* request, EzcomResponse* response, int timeoutMs) {
     static thread_local std::string data;  // until this thread's next call, as the contract says
+    if (const auto decided = AskCallHook("EzcomRPCSync", BytesOf(request))) {
+        return *decided;
+    }
     const std::optional<int> result = Begin(call, fd);
     if (result) {
         TellWaiters();
@@ -205,6 +212,9 @@ void ResetPipe() {
 using namespace GrpOwnerMemory;
 
 int EzcomOpen(const EzcomOpenParams* params) {
+    if (const auto decided = AskCallHook("EzcomOpen")) {
+        return *decided;
+    }
     const std::optional<int> result = Begin(PipeCall::kOpen, 0);
     OpenCall call;
     call.ownName = params->ownName;
@@ -226,6 +236,9 @@ int EzcomOpen(const EzcomOpenParams* params) {
 }
 
 int EzcomSendRequest(int fd, const EzcomRequest* request) {
+    if (const auto decided = AskCallHook("EzcomSendRequest", BytesOf(request))) {
+        return *decided;
+    }
     const std::optional<int> result = Begin(PipeCall::kSend, fd);
     if (result) {
         TellWaiters();
@@ -257,6 +270,9 @@ int EzcomTimedRPCSync(int fd, EzcomRequest* request, EzcomResponse* response, in
 }
 
 int EzcomClosePipe(int fd) {
+    if (const auto decided = AskCallHook("EzcomClosePipe")) {
+        return *decided;
+    }
     if (const std::optional<int> result = Begin(PipeCall::kClose, fd)) {
         return *result;
     }

@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <utility>
 
 #include "platform/memory/memory_platform.h"
 
@@ -15,6 +16,11 @@ struct Waiters {
     std::mutex mutex;
     std::condition_variable changed;
     uint64_t count = 0;  // of things recorded so far
+};
+
+struct CallHook {
+    std::mutex mutex;
+    std::function<std::optional<int>(const PlatformCall&)> hook;
 };
 
 // Predicates may look at what is not recorded here, an application's state for example.
@@ -49,7 +55,24 @@ bool WaitUntil(const std::function<bool()>& predicate, std::chrono::milliseconds
     }
 }
 
+void SetCallHook(std::function<std::optional<int>(const PlatformCall&)> hook) {
+    CallHook& calls = Immortal<CallHook>();
+    const std::lock_guard<std::mutex> lock(calls.mutex);
+    calls.hook = std::move(hook);
+}
+
+std::optional<int> AskCallHook(std::string_view function, std::string_view what) {
+    std::function<std::optional<int>(const PlatformCall&)> hook;
+    {
+        CallHook& calls = Immortal<CallHook>();
+        const std::lock_guard<std::mutex> lock(calls.mutex);
+        hook = calls.hook;
+    }
+    return hook ? hook({function, what}) : std::nullopt;
+}
+
 void Reset() {
+    SetCallHook(nullptr);
     ResetPipe();
     ResetHeartBeat();
     ResetManifest();

@@ -6,6 +6,7 @@
 #include <map>
 #include <new>
 #include <optional>
+#include <string_view>
 
 namespace GrpOwnerMemory {
 
@@ -43,6 +44,9 @@ State& Immortal() {
     static State& state = *::new (static_cast<void*>(storage)) State();
     return state;
 }
+
+/// What the call hook says about a call.
+std::optional<int> AskCallHook(std::string_view function, std::string_view what = {});
 
 void ResetLog();
 void ResetPipe();

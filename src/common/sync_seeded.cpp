@@ -29,11 +29,11 @@ constexpr uint64_t kRest = 256;
 // Far from every clock's own beginning.
 constexpr Nanoseconds kBeginning = std::chrono::hours(1000);
 
-enum class Doing { kRuns, kLocks, kWaits, kSleeps, kJoins, kEnded };
+enum class Doing { kRuns, kLocks, kWaits, kSleeps, kJoins, kEnded, kAwaitsTurn };
 
 constexpr const char* kDoingNames[] = {
-    "runs",     "locks mutex", "waits on condition", "sleeps", "waits for the end of thread",
-    "has ended"};
+    "runs",      "locks mutex",       "waits on condition", "sleeps", "waits for the end of thread",
+    "has ended", "waits for its turn"};
 
 /// A thread of the run. All but the semaphore is used by the thread that runs, whichever it is.
 struct Thread {
@@ -105,6 +105,7 @@ public:
 
     void Lock(const Mutex* mutex) {
         Point();
+        (void)Follow(Step::kLocked, Step::kLocked);  // or whenever it is free
         Acquire(mutex);
     }
 
@@ -123,8 +124,11 @@ public:
     bool Wait(const CondVar* condition, const Mutex* mutex, std::optional<Nanoseconds> deadline) {
         Point();
         Release(mutex);
-        Block(Doing::kWaits, condition, deadline);
-        const bool isInTime = !thisThread->isLate;
+        const auto end = Follow(Step::kWoken, Step::kTimedOut);
+        if (!end) {
+            Block(Doing::kWaits, condition, deadline);
+        }
+        const bool isInTime = end ? *end == Step::kWoken : !thisThread->isLate;
         Acquire(mutex);
         return isInTime;
     }
@@ -140,13 +144,35 @@ public:
         }
     }
 
-    void Sleep(Nanoseconds duration) { Block(Doing::kSleeps, nullptr, timeOfRun + duration); }
+    void Sleep(Nanoseconds duration) {
+        if (!Follow(Step::kSlept, Step::kSlept)) {
+            Block(Doing::kSleeps, nullptr, timeOfRun + duration);
+        }
+    }
+
+    void LookAtTime() {
+        if (thisThread != nullptr) {
+            (void)Follow(Step::kTimeRead, Step::kTimeRead);  // or as late as it is now
+        }
+    }
+
+    void AwaitTurn() {
+        CheckSelf();
+        while (options_.guide->Next() != thisThread->name) {
+            thisThread->doing = Doing::kAwaitsTurn;
+            Switch();
+        }
+        timeOfRun = std::max(timeOfRun, kBeginning + options_.guide->Time());
+    }
 
     /// The thread may be interrupted here.
     void Point() {
         CheckSelf();
         if (++points_ > options_.points) {
             Fail("the run does not end");
+        }
+        if (options_.guide != nullptr) {
+            return;  // threads change where it says so
         }
         if (Below(1000) < options_.wakeUps) {
             WakeSomebody();
@@ -251,6 +277,9 @@ private:
     }
 
     Thread* Choose() {
+        if (options_.guide != nullptr) {
+            return ChooseGuided();
+        }
         for (;;) {
             std::vector<Thread*> ready;  // each as often as it weighs
             std::vector<Thread*> resting;
@@ -285,6 +314,46 @@ private:
                 GoOn(*thread);
                 thread->isLate = true;
             }
+        }
+    }
+
+    /// One of the two, if the guide foresees it, in its turn.
+    std::optional<Step> Follow(Step step, Step orElse) {
+        const auto foreseen = options_.guide == nullptr
+                                  ? std::nullopt
+                                  : options_.guide->Foresees(thisThread->name, step, orElse);
+        if (foreseen) {
+            AwaitTurn();
+            options_.guide->Make(thisThread->name);
+            timeOfRun = std::max(timeOfRun, kBeginning + options_.guide->Time());
+        }
+        return foreseen;
+    }
+
+    // Who is to go on; else whoever is held up by nothing; else the one that waits for a time.
+    Thread* ChooseGuided() {
+        for (;;) {
+            const std::string name = options_.guide->Next();
+            Thread* next = nullptr;
+            Thread* free = nullptr;
+            for (const auto& thread : threads_) {
+                const bool isAwaited = thread->name == name;
+                next = isAwaited ? thread.get() : next;
+                if (thread->doing == Doing::kRuns ||
+                    (isAwaited && thread->doing == Doing::kAwaitsTurn)) {
+                    free = free == nullptr || isAwaited ? thread.get() : free;
+                }
+            }
+            if (free == nullptr && next != nullptr && next->deadline) {
+                timeOfRun = std::max(timeOfRun, *next->deadline);
+                next->isLate = true;
+                free = next;
+            }
+            if (free != nullptr) {
+                GoOn(*free);
+                return free;
+            }
+            options_.guide->PassOver();
         }
     }
 
@@ -370,6 +439,10 @@ RunningThread Begin(std::string name, std::function<void()> function) {
     return std::make_shared<Task>(theScheduler->Begin(std::move(name), std::move(function)));
 }
 
+void AwaitTurn() {
+    theScheduler->AwaitTurn();
+}
+
 std::string ThreadName() {
     return thisThread == nullptr ? "" : thisThread->name;
 }
@@ -429,11 +502,14 @@ bool CondVar::WaitUntil(Mutex& mutex, SystemTimePoint deadline) {
 }
 
 TimePoint Now() {
+    if (theScheduler != nullptr) {
+        theScheduler->LookAtTime();
+    }
     return TimePoint(timeOfRun);
 }
 
 SystemTimePoint SystemNow() {
-    return SystemTimePoint(timeOfRun);
+    return SystemTimePoint(Now().time_since_epoch());
 }
 
 void Sleep(Milliseconds duration) {
