@@ -168,6 +168,7 @@ Json JsonOf(const Order& order, const Plan& plan, const Group& group, const Repo
     json["applications"] = Json::array();
     for (const Outcome& outcome : report.outcomes) {
         const Application& application = group.At(outcome.name);
+        const auto words = report.lastWords.find(outcome.name);
         const bool isAdded =
             outcome.option == OptionType::TERM
                 ? plan.addedStops.count(outcome.name) > 0
@@ -179,6 +180,11 @@ Json JsonOf(const Order& order, const Plan& plan, const Group& group, const Repo
              {"result", ResultName(outcome.result)},
              {"state", report.isStateKnown ? Json(NameOf(application.state)) : Json()},
              {"pid", report.isStateKnown && application.pid > 0 ? Json(application.pid) : Json()}});
+        if (words != report.lastWords.end()) {
+            Json& entry = json["applications"].back();
+            entry["end"] = words->second.end.empty() ? Json() : Json(words->second.end);
+            entry["output"] = words->second.lines;
+        }
     }
     json["alreadyRunning"] = plan.alreadyUp;
     return json;
@@ -223,8 +229,9 @@ void ShowReport(const Options& options, const Order& order, const Plan& plan, co
     const ReportShower shower(group.HasDependencies() ? &group.GetDependencies() : nullptr, group,
                               report);
     const size_t good = report.outcomes.size() - Failed(report).size();
-    Put(screen.isTerminal ? TerminalText(order, report, shower, good, screen)
-                          : PlainText(order, report, shower, good));
+    Put((screen.isTerminal ? TerminalText(order, report, shower, good, screen)
+                           : PlainText(order, report, shower, good)) +
+        TextOf(report.lastWords, screen));
 }
 
 }  // namespace GrpCtl

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "client/grpctl/change_set.h"
+#include "client/grpctl/last_words.h"
 
 namespace GrpCtl {
 
@@ -15,6 +16,7 @@ struct Report {
     std::map<std::string, int> pidsBefore;
     std::chrono::milliseconds duration{0};
     bool isStateKnown = true;  // the group was asked afterwards
+    AllLastWords lastWords;    // of those that failed
 };
 
 /// @param group with the states afterwards

@@ -217,8 +217,13 @@ private:
         }
         report.outcomes = Match(plan_, dependencies_, answer.results);
         LookAfter(report);
+        const std::vector<std::string> failed = Failed(report);
+        if (!failed.empty() && !options_.isQuiet) {
+            report.lastWords =
+                AskForLastWords(session_.Socket(), session_.Facts().owner, failed, begin);
+        }
         ShowReport(options_, order_, plan_, group_, report);
-        Complain(Failed(report), report.outcomes.size());
+        Complain(failed, report.outcomes.size());
         return kDone;
     }
 
