@@ -7,13 +7,20 @@
 #include "client/grpctl/command_line.h"
 #include "client/grpctl/completion.h"
 #include "client/grpctl/failure.h"
+#include "client/grpctl/manual.h"
+#include "client/grpctl/screen.h"
 #include "client/grpctl/verbs.h"
 
 namespace {
 
 int Run(int argc, char** argv) {
-    if (argc > 1 && std::strcmp(argv[1], "__complete") == 0) {  // of the shells' own, in no help
+    // Two that are in no help: the shells ask the one, who builds the manual page the other.
+    if (argc > 1 && std::strcmp(argv[1], "__complete") == 0) {
         GrpCtl::Complete({argv + 2, argv + argc});
+        return GrpCtl::kDone;
+    }
+    if (argc > 1 && std::strcmp(argv[1], "__manual") == 0) {
+        GrpCtl::Put(GrpCtl::Manual());
         return GrpCtl::kDone;
     }
     const std::optional<GrpCtl::Options> options = GrpCtl::ReadCommandLine(argc, argv);
