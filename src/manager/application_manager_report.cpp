@@ -38,9 +38,13 @@ void ApplicationManager::ReportAppResult(const std::string& name, AppChangeState
             ReportStartAppResult(name, state);
             break;
         case AppStateType::RESTARTING:
+            baseStart_.NoteMovedOtherwise(name);
+            changeStart_.NoteMovedOtherwise(name);
             ReportRestartAppResult(name, state);
             break;
         case AppStateType::TERMINATING:
+            baseStart_.NoteMovedOtherwise(name);
+            changeStart_.NoteMovedOtherwise(name);
             ReportTermAppResult(name, state);
             break;
         case AppStateType::RUNNING:

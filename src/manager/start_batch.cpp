@@ -1,6 +1,5 @@
 #include "src/manager/start_batch.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "src/common/logging.h"
@@ -18,6 +17,8 @@ std::string NameOf(AppChangeState state) {
 void StartAppInfo::Reset() {
     MutexLock lock(mutex);
     startAppResultMap.clear();
+    untouched = 0;
+    processing = 0;
     onTheirWay.clear();
     notified = false;
 }
@@ -29,7 +30,20 @@ void StartAppInfo::ClearNotified() {
 
 void StartAppInfo::Request(const std::string& name) {
     MutexLock lock(mutex);
-    startAppResultMap[name] = AppChangeState::INIT;
+    const auto [entry, isNew] = startAppResultMap.emplace(name, AppChangeState::INIT);
+    if (isNew) {
+        ++untouched;
+    } else {
+        Set(entry->second, AppChangeState::INIT);
+    }
+}
+
+void StartAppInfo::Set(AppChangeState& entry, AppChangeState state) {
+    untouched -= entry == AppChangeState::INIT ? 1 : 0;
+    processing -= entry == AppChangeState::PROCESSING ? 1 : 0;
+    entry = state;
+    untouched += entry == AppChangeState::INIT ? 1 : 0;
+    processing += entry == AppChangeState::PROCESSING ? 1 : 0;
 }
 
 void StartAppInfo::SetGraph(DependGraph graph) {
@@ -52,7 +66,7 @@ StartAppInfo::Claim StartAppInfo::ClaimForStart(const std::string& name) {
     if (entry->second != AppChangeState::INIT) {
         return Claim::kHandledBefore;
     }
-    entry->second = AppChangeState::PROCESSING;
+    Set(entry->second, AppChangeState::PROCESSING);
     return Claim::kClaimed;
 }
 
@@ -70,6 +84,17 @@ void StartAppInfo::NoteMoved(const std::string& name) {
     {
         MutexLock lock(mutex);
         if (onTheirWay.erase(name) == 0) {
+            return;
+        }
+        notified = true;
+    }
+    condition.NotifyOne();  // who is woken needs the mutex
+}
+
+void StartAppInfo::NoteMovedOtherwise(const std::string& name) {
+    {
+        MutexLock lock(mutex);
+        if (startGraph.IsEmpty() || startAppResultMap.count(name) == 0) {
             return;
         }
         notified = true;
@@ -99,24 +124,27 @@ bool StartAppInfo::Record(const std::string& name, AppChangeState state) {
             "state=%s)",
             name.c_str(), NameOf(entry->second).c_str());
     }
-    entry->second = state;
+    Set(entry->second, state);
     phase.Result(name, state);
     if (state == AppChangeState::SUCCESS) {
         startGraph.Pop(name);
     }
-    notified = true;
-    return true;
+    // Once all that was asked for has been released there is nothing left that a result could free;
+    // then only the last one counts.
+    const bool isAwaited = untouched > 0 || processing == 0;
+    notified = notified || isAwaited;
+    return isAwaited;
 }
 
 void StartAppInfo::MarkLeft() {
     MutexLock lock(mutex);
     MarkUntouched(startAppResultMap, "Start", AppChangeState::START_FAILED, phase);
+    untouched = 0;
 }
 
 bool StartAppInfo::HasUntouched() const {
     MutexLock lock(mutex);
-    return std::any_of(startAppResultMap.begin(), startAppResultMap.end(),
-                       [](const auto& entry) { return entry.second == AppChangeState::INIT; });
+    return untouched > 0;
 }
 
 bool StartAppInfo::AppendTo(std::vector<AppChangeInfo>& lines) const {

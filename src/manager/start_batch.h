@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <set>
 #include <string>
@@ -36,10 +37,15 @@ struct StartAppInfo {
     void Pop(const std::string& name) EXCLUDES(mutex);
     void PopLocked(const std::string& name) REQUIRES(mutex);
 
-    /// A final result of an application that the batch does not start but waits for.
+    /// An application that the batch does not start but waits for has moved, or ended.
     void NoteMoved(const std::string& name) EXCLUDES(mutex);
+    /// One has moved by what is no result of a start: it may run now, although it was asked for
+    /// here and nobody will report it.
+    void NoteMovedOtherwise(const std::string& name) EXCLUDES(mutex);
 
-    /// Records a result; the later one wins.
+    /// Records a result; the later one wins. Who starts is woken when there is something to do:
+    /// with a thousand results on their way, a look at all that is free at each of them is most of
+    /// a start.
     void Report(const std::string& name, AppChangeState state) EXCLUDES(mutex);
 
     /// Turns what is still untouched into START_FAILED.
@@ -58,7 +64,11 @@ struct StartAppInfo {
     Trace::Phase phase{OptionType::START};               // synchronises itself
 
 private:
+    void Set(AppChangeState& entry, AppChangeState state) REQUIRES(mutex);
     bool Record(const std::string& name, AppChangeState state) EXCLUDES(mutex);
+
+    size_t untouched GUARDED_BY(mutex) = 0;   // INIT in the results
+    size_t processing GUARDED_BY(mutex) = 0;  // PROCESSING there
 };
 
 }  // namespace ProcMgr
