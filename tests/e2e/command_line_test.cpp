@@ -103,4 +103,33 @@ TEST_F(CommandLine, WhileAChangeWaits) {
     EndAll(*owner);
 }
 
+// What applications print is shown, through a crash too and fit for a terminal; what did not start
+// has its last words.
+TEST_F(CommandLine, ShowsWhatApplicationsPrint) {
+    Manage({"--capture", "65536"});
+    const auto owner = Boot(
+        "  base: {command: [/bin/sh, -c, 'printf \"\\033[2Jbegun\\n\"; exec sleep 1000']}\n"
+        "  bad: {command: [/bin/sh, -c, 'for i in 1 2 3 4 5 6; do echo line $$i; done; exit 3'],"
+        " autostart: false, readiness: notify, restart: 'no'}\n");
+    const auto log = Begin({"log", "-f", "-n", "5", "base"});
+    EXPECT_TRUE(log->Says("  out  \\x1b[2Jbegun\n")) << log->Output();
+    kill(PidBehind(manager_->Output(), "own/base: runs, pid "), SIGSEGV);
+    EXPECT_TRUE(log->Says("  -- killed by SIGSEGV")) << log->Output();
+    EXPECT_TRUE(log->Says("  -- started, pid " +
+                          std::to_string(PidBehind(manager_->Output(), "own/base: runs, pid "))))
+        << log->Output();
+    log->Signal(SIGINT);
+    EXPECT_EQ(log->Wait(), 130);
+    EXPECT_EQ(log->Output().find("error"), std::string::npos) << log->Output();
+
+    const auto start = Begin({"start", "bad"});
+    EXPECT_EQ(start->Wait(), 1);
+    EXPECT_TRUE(start->Says("\nbad: exit status 3, its last words:\n  line 2\n  line 3\n"))
+        << start->Output();
+    const auto json = Begin({"start", "bad", "--json"});
+    EXPECT_EQ(json->Wait(), 1);
+    EXPECT_TRUE(json->Says("\"output\": [\n        \"line 2\",")) << json->Output();
+    EndAll(*owner);
+}
+
 }  // namespace EndToEnd
