@@ -60,6 +60,11 @@ struct Options {
     bool isFollowing = false;
     std::optional<uint64_t> lineCount;
 
+    // timeline
+    std::optional<std::chrono::milliseconds> from;  // from the beginning of the trace
+    std::optional<std::chrono::milliseconds> until;
+    bool isForChrome = false;
+
     // raw
     std::string inputFile;  // "-": standard input
     std::optional<std::string> inputText;

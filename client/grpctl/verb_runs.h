@@ -28,6 +28,7 @@ int RunVerify(const Options& options);
 int RunReload(const Options& options);
 int RunDump(const Options& options);
 
+int RunTimeline(const Options& options);
 int RunEvents(const Options& options);
 int RunLog(const Options& options);
 int RunRaw(const Options& options);

@@ -31,13 +31,14 @@ void Append(std::vector<std::string>& names, const std::string& text) {
     }
 }
 
-void SetTimeout(Options& options, Text text) {
-    options.timeout = ParseDuration(text);
-    if (!options.timeout) {
+std::chrono::milliseconds ToTime(Text text) {
+    const auto time = ParseDuration(text);
+    if (!time) {
         throw Failure{
             kWrongUsage, GrpOwnerLinux::Quote(text) + " is not a time", "",
             "write a number with its unit, at least 1ms and a day at most: 500ms, 3s, 2m"};
     }
+    return *time;
 }
 
 void SetFormat(Options& options, Text word) {
@@ -91,7 +92,7 @@ const std::vector<Switch> kSwitches{
     {"--owner", "NAME", "", "", "The owner's name, when the run directory has several",
      [](Options& o, Text v) { o.owner = v; }},
     {"--timeout", "TIME", "", "", "How long a change, a query or a wait may take, for example 500ms or 3s (default: 5s)",
-     [](Options& o, Text v) { SetTimeout(o, v); }},
+     [](Options& o, Text v) { o.timeout = ToTime(v); }},
 
     {"--dry-run", "", "", "start stop restart change", "Show what would be done and ask the owner whether it would accept it",
      [](Options& o, Text) { o.isDryRun = true; }},
@@ -118,6 +119,15 @@ const std::vector<Switch> kSwitches{
      [](Options& o, Text v) { o.ifFalls = v; }},
     {"--format", "FORMAT", "tree|dot|mermaid|json", "graph", "tree (default), dot, mermaid or json",
      [](Options& o, Text v) { o.graphFormat = v; }},
+
+    {"--trace-file", "FILE", "", "timeline", "Read what the owner has written with its own --trace-file",
+     [](Options& o, Text v) { o.traceFile = v; }},
+    {"--format", "FORMAT", "svg|chrome", "timeline", "svg (default), or chrome for trace viewers",
+     [](Options& o, Text v) { o.isForChrome = v == "chrome"; }},
+    {"--from", "TIME", "", "timeline", "Begin so long behind the first step",
+     [](Options& o, Text v) { o.from = ToTime(v); }},
+    {"--until", "TIME", "", "timeline", "End so long behind the first step",
+     [](Options& o, Text v) { o.until = ToTime(v); }},
 
     {"--for", "STATE", "running|stopped", "wait", "running (default) or stopped",
      [](Options& o, Text v) { o.isForStopped = v == "stopped"; }},
@@ -183,6 +193,7 @@ const std::vector<Verb> kVerbs{
      "OPTION is start (default), stop, restart, or any number. Nothing is changed.", RunVerify},
     {"reload", "", 0, 0, false, "Let the owner read its configuration again", "", RunReload},
     {"dump", "", 0, 0, false, "Let the owner write its state into its log", "", RunDump},
+    {"timeline", "", 0, 0, false, "Draw what the group has done as a picture", "", RunTimeline},
     {"events", "[QUEUE]", 0, 1, false, "Show system events as they happen",
      "One line for each, until Ctrl-C; with --json one object for each. With --timeout it ends when\n"
      "none comes for so long.", RunEvents},

@@ -1,0 +1,40 @@
+#pragma once
+// The chain of starts that an application had to wait for.
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "client/grpctl/timeline/story.h"
+
+namespace GrpCtl::Timeline {
+
+struct Link {
+    size_t move = 0;
+    bool isCause = true;  // what stands before it waited for just this; else it ran already
+};
+
+/// From the application back to the first one.
+using Chain = std::vector<Link>;
+
+/// Who needs whom; nothing where that is not known.
+using Needs = std::map<std::string, std::set<std::string>>;
+
+/// How the application of this row came up the last time that somebody started it. Empty: nobody
+/// has.
+Chain ChainOf(const Story& story, size_t row, const Needs& needs = {});
+
+/// Of the boot: that of the application that was ready last. Without a boot, of the first request
+/// that started something.
+Chain ChainOfBoot(const Story& story);
+
+/// When the boot began, and when the last application of its chain was ready.
+int64_t BootBegin(const Story& story);
+
+/// For how long it started; until now when it still does.
+int64_t LengthOf(const Story& story, const Move& move);
+
+}  // namespace GrpCtl::Timeline

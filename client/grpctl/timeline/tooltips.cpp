@@ -1,0 +1,100 @@
+#include "client/grpctl/timeline/tooltips.h"
+
+#include "client/grpctl/timeline/picture_style.h"
+#include "client/grpctl/timeline/words.h"
+
+namespace GrpCtl::Timeline {
+
+namespace {
+
+std::string At(const Story& story, int64_t when) {
+    return "@" + ShowTime(when - story.begin);
+}
+
+std::string PidWords(int32_t pid) {
+    return pid > 0 ? "\npid " + std::to_string(pid) : "";
+}
+
+// Who or what was in the way of it.
+std::string ReleasedBy(const Story& story, const Move& move) {
+    if (move.waitedFor) {
+        return "\nreleased by " + story.rows[story.moves[*move.waitedFor].row].name;
+    }
+    const auto request = move.phase ? story.phases[*move.phase].request : std::nullopt;
+    return request ? "\nreleased by the " + story.requests[*request].words : "";
+}
+
+std::string Asker(const Band& band) {
+    return band.pid > 0 ? "\nasked for by pid " + std::to_string(band.pid) + ", uid " +
+                              std::to_string(band.uid)
+                        : "";
+}
+
+}  // namespace
+
+std::string TitleOf(const Story& story, const Chain& chain) {
+    if (chain.empty()) {
+        return story.owner + ": " + ShowTime(story.end - story.begin);
+    }
+    const Move& last = story.moves[chain.front().move];
+    const auto request = last.phase ? story.phases[*last.phase].request : std::nullopt;
+    return story.owner + ": " + (request ? story.requests[*request].words : "start") + " in " +
+           ShowTime(last.done - BootBegin(story));
+}
+
+std::string TitleOf(const Story& story, const Band& band) {
+    std::string text =
+        band.words + ", " + At(story, band.begin) + " +" + ShowTime(band.end - band.begin);
+    if (band.timeOut) {
+        text += "\nits time was over " + At(story, *band.timeOut);
+    }
+    return text +
+           (!band.isDone   ? "\nstill going on"
+            : *band.isDone ? ""
+                           : "\nfailed") +
+           Asker(band);
+}
+
+std::string TitleOf(const Story& story, size_t row) {
+    std::string text = story.rows[row].name;
+    size_t crashes = 0;
+    for (const Mark& mark : story.rows[row].marks) {
+        crashes += mark.kind == MarkKind::kCrash ? 1 : 0;
+    }
+    if (crashes > 0) {
+        text += "\n" + std::to_string(crashes) + (crashes == 1 ? " crash" : " crashes");
+    }
+    return text;
+}
+
+std::string TitleOf(const Story& story, size_t row, const Span& span) {
+    std::string text = story.rows[row].name + " " + std::string(StyleOf(span.stage)) + " " +
+                       ShowTime(span.end - span.begin) + (span.isOpen ? " so far" : "") + "\n" +
+                       At(story, span.begin) + (span.isOpen ? "" : " to " + At(story, span.end)) +
+                       PidWords(span.pid);
+    if (span.move && span.stage != Stage::kRunning) {
+        const Move& move = story.moves[*span.move];
+        text += ReleasedBy(story, move);
+        const std::string spent = span.stage == Stage::kWaiting ? "" : SpentOn(move);
+        text += spent.empty() ? "" : "\n" + spent;
+    }
+    return text;
+}
+
+std::string TitleOf(const Story& story, size_t row, const Mark& mark) {
+    return story.rows[row].name + " " + mark.words + " " + At(story, mark.when) +
+           (mark.pid > 0 ? ", pid " + std::to_string(mark.pid) : "");
+}
+
+std::string SpentOn(const Move& move) {
+    if (!move.IsStart() || move.reported == 0) {
+        return {};
+    }
+    std::string text = "process after " + ShowTime(move.reported - move.begin);
+    if (move.said >= move.reported) {
+        text += ", READY=1 " + ShowTime(move.said - move.reported) + " later";
+    }
+    return text;
+}
+
+}  // namespace GrpCtl::Timeline

@@ -1,0 +1,97 @@
+#include "client/grpctl/timeline/words.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <iterator>
+
+#include "client/grpctl/duration.h"
+#include "client/grpctl/process_ends.h"
+
+namespace GrpCtl::Timeline {
+
+namespace {
+
+constexpr int64_t kMicrosecond = 1000;
+constexpr int64_t kMillisecond = Milliseconds(1);
+constexpr int64_t kSecond = Milliseconds(1000);
+constexpr int64_t kMinute = 60 * kSecond;
+
+}  // namespace
+
+// By hand, for the point of printf() is that of the locale.
+std::string ShowFixed(double value, int digits) {
+    int64_t power = 1;
+    for (int i = 0; i < digits; ++i) {
+        power *= 10;
+    }
+    const int64_t scaled = std::llround(value * static_cast<double>(power));
+    const int64_t size = scaled < 0 ? -scaled : scaled;
+    std::string text = (scaled < 0 ? "-" : "") + std::to_string(size / power);
+    if (digits > 0) {
+        const std::string fraction = std::to_string(size % power);
+        text += "." + std::string(static_cast<size_t>(digits) - fraction.size(), '0') + fraction;
+    }
+    return text;
+}
+
+std::string ShowTime(int64_t length) {
+    if (length < 0) {
+        return "-" + ShowTime(-length);
+    }
+    const auto count = static_cast<double>(length);
+    if (length == 0) {
+        return "0ms";
+    }
+    if (length < 10 * kMillisecond - 50 * kMicrosecond) {
+        return ShowFixed(count / kMillisecond, 1) + "ms";
+    }
+    if (length < kSecond - kMillisecond / 2) {
+        return ShowFixed(count / kMillisecond, 0) + "ms";
+    }
+    if (length < kMinute - kMillisecond / 2) {
+        return ShowFixed(count / kSecond, 3) + "s";
+    }
+    return ShowAge(std::chrono::milliseconds(length / kMillisecond));
+}
+
+std::string ShowChange(int64_t length) {
+    return length < 0 ? ShowTime(length) : "+" + ShowTime(length);
+}
+
+double ToMilliseconds(int64_t length) {
+    return static_cast<double>(length / kMicrosecond) / 1000;
+}
+
+std::string ReasonWords(uint32_t reason) {
+    constexpr uint32_t kFile = 1;
+    constexpr uint32_t kStatus = 256;
+    constexpr uint32_t kSignal = 512;
+    constexpr uint32_t kError = 1024;
+    if (reason == kFile) {
+        return "its program cannot be run";
+    }
+    if (reason >= kError) {
+        return std::strerror(static_cast<int>(std::min<uint32_t>(reason - kError, INT16_MAX)));
+    }
+    if (reason >= kSignal) {
+        return NameOfSignal(static_cast<int>(reason - kSignal));
+    }
+    return reason >= kStatus ? "exit status " + std::to_string(reason - kStatus) : "";
+}
+
+std::string_view WordOf(ProcMgr::TraceRequest request) {
+    constexpr std::string_view kWords[] = {"boot",     "change", "set-state", "reload", "dump",
+                                           "stop-all", "list",   "verify",    "query",  "restart"};
+    const auto index = static_cast<size_t>(request);
+    return index < std::size(kWords) ? kWords[index] : "request";
+}
+
+std::string_view WordOf(ProcMgr::OptionType operation) {
+    constexpr std::string_view kWords[] = {"start", "stop", "restart"};
+    const auto index = static_cast<size_t>(operation);
+    return index < std::size(kWords) ? kWords[index] : "work";
+}
+
+}  // namespace GrpCtl::Timeline
