@@ -56,42 +56,27 @@ void TellTemplates(const Entries& entries, const NeedsByNumber& needs, Findings&
             }
             const std::string name = Quote(entry.fields.appName);
             const std::string needed = Quote(entry.depends[index].name);
-            findings.Warning(
-                entry.depends[index].place,
-                (entry.fields.isDynamicPara ? "the template " : "") + name +
-                    " is out of reach until somebody starts the template " + needed,
-                "who starts only " + name + " gets " + needed + " without parameters, or nothing");
+            std::string message = entry.fields.isDynamicPara ? "the template " : "";
+            message += name + " is out of reach until somebody starts the template ";
+            std::string help = "who starts only " + name + " gets ";
+            help += needed + " without parameters, or nothing";
+            findings.Warning(entry.depends[index].place, message + needed, std::move(help));
         }
     }
 }
 
-std::vector<std::string> LeftDown(const Entries& entries, const NeedsByNumber& needs) {
-    std::vector<std::vector<size_t>> neededBy(needs.size());
-    std::vector<size_t> left;
-    std::vector<bool> isDown(needs.size());
-    for (size_t number = 0; number < needs.size(); ++number) {
-        for (const size_t needed : needs[number]) {
-            neededBy[needed].push_back(number);
-        }
-        isDown[number] = !entries[number].fields.isAutoBoot;
-        if (isDown[number]) {
-            left.push_back(number);
+std::vector<std::string> LeftDown(const Entries& entries, const Dependencies& dependencies) {
+    Names down;
+    for (const ApplicationEntry& entry : entries) {
+        if (!entry.fields.isAutoBoot) {
+            down.insert(entry.fields.appName);
         }
     }
-    while (!left.empty()) {
-        const size_t number = left.back();
-        left.pop_back();
-        for (const size_t needing : neededBy[number]) {
-            if (!isDown[needing]) {
-                isDown[needing] = true;
-                left.push_back(needing);
-            }
-        }
-    }
+    const Names needing = dependencies.AllNeeding(down);  // but not those themselves
     std::vector<std::string> names;
-    for (size_t number = 0; number < needs.size(); ++number) {
-        if (isDown[number] && entries[number].fields.isAutoBoot) {
-            names.push_back(entries[number].fields.appName);
+    for (const ApplicationEntry& entry : entries) {
+        if (needing.count(entry.fields.appName) > 0) {
+            names.push_back(entry.fields.appName);
         }
     }
     return names;
@@ -107,6 +92,7 @@ Overview LookOver(const Entries& entries, const DependencyStudy& study) {
         overview.templates += entry.fields.isDynamicPara ? 1 : 0;
     }
     overview.dependencies = Dependencies(std::move(needs));
+    overview.leftDown = LeftDown(entries, overview.dependencies);
     for (const size_t number : study.deepest) {
         overview.deepest.push_back(overview.names[number]);
     }
@@ -125,9 +111,7 @@ Overview Lint(ConfigurationFile& file) {
     const DependencyStudy study = Study(needs);
     TellRedundant(entries, needs, study.redundant, file.Complaints());
     TellTemplates(entries, needs, file.Complaints());
-    Overview overview = LookOver(entries, study);
-    overview.leftDown = LeftDown(entries, needs);
-    return overview;
+    return LookOver(entries, study);
 }
 
 }  // namespace GrpCtl

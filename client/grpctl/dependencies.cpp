@@ -1,9 +1,17 @@
 #include "client/grpctl/dependencies.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace GrpCtl {
+
+Names Common(const Names& names, const Names& others) {
+    Names both;
+    std::set_intersection(names.begin(), names.end(), others.begin(), others.end(),
+                          std::inserter(both, both.end()));
+    return both;
+}
 
 Dependencies::Dependencies(Map needs) : needs_(std::move(needs)) {
     for (const auto& [name, needed] : needs_) {

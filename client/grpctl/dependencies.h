@@ -9,6 +9,9 @@ namespace GrpCtl {
 
 using Names = std::set<std::string>;
 
+/// Those that are in both.
+Names Common(const Names& names, const Names& others);
+
 /// Who needs whom. A value; without cycles (one that came in all the same does no harm).
 class Dependencies {
 public:

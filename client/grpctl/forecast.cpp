@@ -1,7 +1,6 @@
 #include "client/grpctl/forecast.h"
 
 #include <algorithm>
-#include <iterator>
 
 #include "client/grpctl/duration.h"
 #include "client/grpctl/name_list.h"
@@ -15,13 +14,6 @@ using ProcMgr::OptionType;
 using std::chrono::milliseconds;
 
 constexpr size_t kReasonWidth = 34;  // characters for the names in a reason
-
-Names Common(const Names& names, const Names& others) {
-    Names both;
-    std::set_intersection(names.begin(), names.end(), others.begin(), others.end(),
-                          std::inserter(both, both.end()));
-    return both;
-}
 
 std::string Brief(const Names& names) {
     return Abridged({names.begin(), names.end()}, kReasonWidth);

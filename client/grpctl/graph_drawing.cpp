@@ -66,11 +66,13 @@ std::string DotOf(const Graph& graph) {
                        "  node [shape=box, style=\"rounded,filled\", fontname=\"sans-serif\"];\n";
     for (const auto& [name, node] : graph.nodes) {
         const std::string word = WordFor(node);
-        const std::string label = InQuotes(name);
-        text += "  " + label + " [label=" + label.substr(0, label.size() - 1) +
-                (word.empty() ? "" : "\\n") + word + "\", fillcolor=\"" +
-                std::string(FillOf(node)) + "\"" +
-                (IsTemplate(node) ? ", style=\"rounded,filled,dashed\"" : "") + "];\n";
+        std::string label = InQuotes(name);
+        text += "  " + label;
+        label.pop_back();  // the quote
+        text += " [label=" + label + (word.empty() ? "" : "\\n") + word;
+        text += "\", fillcolor=\"" + std::string(FillOf(node)) + "\"";
+        text += IsTemplate(node) ? ", style=\"rounded,filled,dashed\"" : "";
+        text += "];\n";
     }
     for (const auto& [name, node] : graph.nodes) {
         for (const std::string& needed : node.needs) {
@@ -87,9 +89,9 @@ std::string MermaidOf(const Graph& graph) {
     for (const auto& [name, node] : graph.nodes) {
         const std::string identifier = "n" + std::to_string(identifiers.size());
         const std::string word = WordFor(node);
+        text += "  " + identifier + "[\"" + ForMermaid(name);
+        text += (word.empty() ? "" : "<br>") + word + "\"]\n";
         identifiers[name] = identifier;
-        text += "  " + identifier + "[\"" + ForMermaid(name) + (word.empty() ? "" : "<br>") + word +
-                "\"]\n";
     }
     for (const auto& [name, node] : graph.nodes) {
         for (const std::string& needed : node.needs) {

@@ -18,13 +18,6 @@ Names Without(const Names& names, const Names& others) {
     return left;
 }
 
-Names Common(const Names& names, const Names& others) {
-    Names both;
-    std::set_intersection(names.begin(), names.end(), others.begin(), others.end(),
-                          std::inserter(both, both.end()));
-    return both;
-}
-
 void PlanStops(const Wish& wish, const Dependencies& dependencies, const Names& alive, Plan& plan) {
     plan.stops = wish.stops;
     // What comes back within the same change set leaves nobody alone for good.
