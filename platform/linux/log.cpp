@@ -38,6 +38,7 @@ constexpr int kWarning = 2;
 constexpr int kEvent = 16;
 constexpr int kDefaultThreshold = kWarning;
 constexpr size_t kHeadSize = 48;
+constexpr size_t kNameWidth = 8;                // of a level, with a blank behind it
 constexpr size_t kTextSize = 4096 - kHeadSize;  // bytes; a longer text ends in dots
 constexpr std::string_view kCut = "...";
 constexpr std::string_view kPlace = "[%s:%d]";
@@ -74,14 +75,40 @@ bool IsJournal() {
            fstat(STDERR_FILENO, &status) == 0 && status.st_dev == device && status.st_ino == inode;
 }
 
+/// A second as it is written. Which one it is, is the same for many lines, and the way from a
+/// number to a time of day is long.
+struct Second {
+    time_t number = -1;
+    char text[16] = {};
+};
+
+const char* TextOf(time_t number) {
+    thread_local Second second;
+    if (second.number != number) {
+        tm local{};
+        localtime_r(&number, &local);
+        (void)std::strftime(second.text, sizeof(second.text), "%H:%M:%S", &local);
+        second.number = number;
+    }
+    return second.text;
+}
+
 std::string_view TimeHead(char (&head)[kHeadSize], const Level& level) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    tm local{};
-    localtime_r(&now.tv_sec, &local);
-    const int length = std::snprintf(head, kHeadSize, "%02d:%02d:%02d.%03ld %-7s ", local.tm_hour,
-                                     local.tm_min, local.tm_sec, now.tv_nsec / 1000000, level.name);
-    return {head, length > 0 ? static_cast<size_t>(length) : 0};
+    const auto milliseconds = static_cast<unsigned>(now.tv_nsec / 1000000);
+    char* end = stpcpy(head, TextOf(now.tv_sec));
+    *end++ = '.';
+    for (const unsigned unit : {100U, 10U, 1U}) {
+        *end++ = static_cast<char>('0' + milliseconds / unit % 10);
+    }
+    *end++ = ' ';
+    char* const name = end;
+    end = stpcpy(end, level.name);
+    while (end < name + kNameWidth) {
+        *end++ = ' ';
+    }
+    return {head, static_cast<size_t>(end - head)};
 }
 
 void WriteToStandardError(const Level& level, std::string_view timeHead, std::string_view text) {
@@ -173,8 +200,10 @@ std::string_view FinishLine(char (&text)[kTextSize], size_t length) {
     if (used < length) {
         std::memcpy(text + used - kCut.size(), kCut.data(), kCut.size());
     }
-    std::replace_if(
-        text, text + used, [](unsigned char byte) { return byte < ' ' || byte == 0x7f; }, ' ');
+    // Each byte is written: that way many go at a time.
+    std::transform(text, text + used, text, [](char byte) {
+        return static_cast<unsigned char>(byte) < ' ' || byte == 0x7f ? ' ' : byte;
+    });
     text[used++] = '\n';
     return {text, used};
 }

@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/uio.h>
 
 #include <csignal>
@@ -13,7 +14,8 @@ namespace GrpOwnerLinux {
 
 namespace {
 
-constexpr int kPatienceMs = 100;  // for a reader that is merely slow
+constexpr int kPatienceMs = 100;        // for a reader that is merely slow
+constexpr unsigned kMemoryDevices = 1;  // the major number of /dev/null and the like
 
 /// While it lives, SIGPIPE reaches neither this thread nor, afterwards, the process.
 class PipeSignalHeld {
@@ -51,23 +53,53 @@ bool WritePieces(int fd, std::string_view head, std::string_view text) {
     return writev(fd, parts, 2) == static_cast<ssize_t>(head.size() + text.size());
 }
 
-bool SendPieces(int fd, std::string_view head, std::string_view text) {
+bool SendPieces(int fd, int flags, std::string_view head, std::string_view text) {
     iovec parts[] = {Part(head), Part(text)};
     msghdr message{};
     message.msg_iov = parts;
     message.msg_iovlen = 2;
-    return sendmsg(fd, &message, MSG_NOSIGNAL) == static_cast<ssize_t>(head.size() + text.size());
+    return sendmsg(fd, &message, MSG_NOSIGNAL | flags) ==
+           static_cast<ssize_t>(head.size() + text.size());
+}
+
+bool IsPipeSignalIgnored() {
+    struct sigaction action {};
+    return sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+// All or nothing; nothing also where the kernel does not know how for this kind of file.
+bool WritePiecesAtOnce(int fd, std::string_view head, std::string_view text) {
+    const iovec parts[] = {Part(head), Part(text)};
+    return pwritev2(fd, parts, 2, -1, RWF_NOWAIT) ==
+           static_cast<ssize_t>(head.size() + text.size());
+}
+
+// Without waiting, without a signal and without a look whether there is room: most lines need no
+// more. What the descriptor is, is asked each time: a daemon may put another one in its place.
+bool WriteAtOnce(int fd, std::string_view head, std::string_view text) {
+    struct stat status {};
+    if (fstat(fd, &status) != 0) {
+        return false;
+    }
+    if (S_ISSOCK(status.st_mode)) {
+        return SendPieces(fd, MSG_DONTWAIT, head, text);
+    }
+    if (S_ISFIFO(status.st_mode)) {
+        return IsPipeSignalIgnored() && WritePiecesAtOnce(fd, head, text);
+    }
+    const bool isNeverFull = S_ISREG(status.st_mode) ||
+                             (S_ISCHR(status.st_mode) && major(status.st_rdev) == kMemoryDevices);
+    return isNeverFull && WritePieces(fd, head, text);
 }
 
 }  // namespace
 
-// Only a pipe needs its signal held. What the descriptor is, is asked each time: a daemon may put
-// another one in its place.
+// Only a pipe needs its signal held.
 bool WriteWithoutSignal(int fd, std::string_view head, std::string_view text) {
     struct stat status {};
     if (fstat(fd, &status) == 0) {
         if (S_ISSOCK(status.st_mode)) {
-            return SendPieces(fd, head, text);
+            return SendPieces(fd, 0, head, text);
         }
         if (!S_ISFIFO(status.st_mode)) {
             return WritePieces(fd, head, text);
@@ -88,11 +120,14 @@ bool LogStream::WriteNow(std::string_view head, std::string_view text) const {
 }
 
 void LogStream::Write(std::string_view head, std::string_view text) {
+    if (lostLines_ == 0 && WriteAtOnce(fd_, head, text)) {
+        return;
+    }
     std::lock_guard<std::mutex> lock(mutex_);
     if (lostLines_ > 0) {
         char note[64];
-        const int length =
-            std::snprintf(note, sizeof(note), "%lu lines of the log were lost\n", lostLines_);
+        const int length = std::snprintf(note, sizeof(note), "%lu lines of the log were lost\n",
+                                         lostLines_.load());
         if (WriteNow(head, {note, static_cast<size_t>(length)})) {
             lostLines_ = 0;
         }

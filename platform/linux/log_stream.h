@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <mutex>
 #include <string_view>
@@ -9,7 +10,7 @@ namespace GrpOwnerLinux {
 /// Standard error as a log: it may be closed, or a pipe or a terminal that nobody reads, and must
 /// stop nobody. Whoever finds it full waits a moment; from then on lines are lost at once, until
 /// there is room again and their number is written. Any thread; the mutex keeps one line from
-/// taking the room that another has found.
+/// taking the room that another has found, and is left alone where a line finds room by itself.
 class LogStream {
 public:
     constexpr explicit LogStream(int fd) : fd_(fd) {}
@@ -23,7 +24,7 @@ private:
 
     const int fd_;
     std::mutex mutex_;
-    unsigned long lostLines_ = 0;  // since the last one that was written
+    std::atomic<unsigned long> lostLines_{0};  // since the last one that was written
 };
 
 /// Writes in one piece; a closed pipe fails the write and nothing else.

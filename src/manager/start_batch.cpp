@@ -17,8 +17,8 @@ std::string NameOf(AppChangeState state) {
 void StartAppInfo::Reset() {
     MutexLock lock(mutex);
     startAppResultMap.clear();
-    untouched = 0;
-    processing = 0;
+    untouched_ = 0;
+    processing_ = 0;
     onTheirWay.clear();
     notified = false;
 }
@@ -32,18 +32,18 @@ void StartAppInfo::Request(const std::string& name) {
     MutexLock lock(mutex);
     const auto [entry, isNew] = startAppResultMap.emplace(name, AppChangeState::INIT);
     if (isNew) {
-        ++untouched;
+        ++untouched_;
     } else {
         Set(entry->second, AppChangeState::INIT);
     }
 }
 
 void StartAppInfo::Set(AppChangeState& entry, AppChangeState state) {
-    untouched -= entry == AppChangeState::INIT ? 1 : 0;
-    processing -= entry == AppChangeState::PROCESSING ? 1 : 0;
+    untouched_ -= entry == AppChangeState::INIT ? 1 : 0;
+    processing_ -= entry == AppChangeState::PROCESSING ? 1 : 0;
     entry = state;
-    untouched += entry == AppChangeState::INIT ? 1 : 0;
-    processing += entry == AppChangeState::PROCESSING ? 1 : 0;
+    untouched_ += entry == AppChangeState::INIT ? 1 : 0;
+    processing_ += entry == AppChangeState::PROCESSING ? 1 : 0;
 }
 
 void StartAppInfo::SetGraph(DependGraph graph) {
@@ -131,7 +131,7 @@ bool StartAppInfo::Record(const std::string& name, AppChangeState state) {
     }
     // Once all that was asked for has been released there is nothing left that a result could free;
     // then only the last one counts.
-    const bool isAwaited = untouched > 0 || processing == 0;
+    const bool isAwaited = untouched_ > 0 || processing_ == 0;
     notified = notified || isAwaited;
     return isAwaited;
 }
@@ -139,12 +139,12 @@ bool StartAppInfo::Record(const std::string& name, AppChangeState state) {
 void StartAppInfo::MarkLeft() {
     MutexLock lock(mutex);
     MarkUntouched(startAppResultMap, "Start", AppChangeState::START_FAILED, phase);
-    untouched = 0;
+    untouched_ = 0;
 }
 
 bool StartAppInfo::HasUntouched() const {
     MutexLock lock(mutex);
-    return untouched > 0;
+    return untouched_ > 0;
 }
 
 bool StartAppInfo::AppendTo(std::vector<AppChangeInfo>& lines) const {

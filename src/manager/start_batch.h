@@ -67,8 +67,8 @@ private:
     void Set(AppChangeState& entry, AppChangeState state) REQUIRES(mutex);
     bool Record(const std::string& name, AppChangeState state) EXCLUDES(mutex);
 
-    size_t untouched GUARDED_BY(mutex) = 0;   // INIT in the results
-    size_t processing GUARDED_BY(mutex) = 0;  // PROCESSING there
+    size_t untouched_ GUARDED_BY(mutex) = 0;   // INIT in the results
+    size_t processing_ GUARDED_BY(mutex) = 0;  // PROCESSING there
 };
 
 }  // namespace ProcMgr
