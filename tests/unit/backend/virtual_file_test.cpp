@@ -135,7 +135,7 @@ TEST_F(VirtualFiles, HaveOneServerEach) {
 
     std::string reason;
     if (fork() == 0) {  // dies without a clean end and leaves its socket
-        _exit(ListeningSocket().Open(Path("old"), reason) < 0);
+        _exit(ListeningSocket(SOCK_SEQPACKET).Open(Path("old"), reason) < 0);
     }
     EXPECT_GT(wait(nullptr), 0);
     EXPECT_EQ(access(Path("old").c_str(), F_OK), 0);
@@ -222,7 +222,7 @@ TEST(VirtualFileClientTest, BelievesNothing) {
     };
     const PrivateDirectory directory;
     const std::string path = VirtualFilePath(directory.Path(), "liar");
-    ListeningSocket socket;
+    ListeningSocket socket(SOCK_SEQPACKET);
     std::string reason;
     const int listener = socket.Open(path, reason);
     for (const auto& row : table) {
