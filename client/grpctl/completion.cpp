@@ -143,6 +143,9 @@ Candidates ValueCandidates(Line& line) {
     if (entry.value == "NAME,...") {
         return ListCandidates(line);
     }
+    if (entry.value == "NAME" && entry.spelling != "--owner") {
+        return Applications(line.options, {});
+    }
     Candidates candidates;
     for (const std::string& word : entry.words.empty() ? Words() : Split(entry.words, '|')) {
         candidates.push_back({word, ""});
@@ -155,10 +158,19 @@ Candidates ValueCandidates(Line& line) {
     return candidates;
 }
 
-Candidates OperandCandidates(const Line& line) {
+Candidates OperandCandidates(Line& line) {
     const std::string_view operands = line.verb->operands;
     if (line.operands.size() >= line.verb->most) {
         return {};
+    }
+    if (BeginsWith(operands, "FILE") || BeginsWith(operands, "[FILE")) {
+        return {{":files", ""}};
+    }
+    const size_t equals = line.typed.find('=');
+    if (BeginsWith(operands, "NAME[=OPTION]") && equals != std::string::npos) {
+        line.before = line.typed.substr(0, equals + 1);
+        line.typed.erase(0, equals + 1);
+        return {{"start", ""}, {"stop", ""}, {"restart", ""}};
     }
     if (BeginsWith(operands, "NAME") || BeginsWith(operands, "[NAME")) {
         return Applications(line.options, line.operands);

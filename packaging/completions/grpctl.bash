@@ -5,7 +5,7 @@ _grpctl() {
     local word line before
     # bash cuts words at "=", grpctl does not.
     for word in "${COMP_WORDS[@]:1:COMP_CWORD}"; do
-        if [[ $word == = || ${words[-1]} == --*= ]]; then
+        if [[ $word == = || ${words[-1]} == *= ]]; then
             words[-1]+=$word
         else
             words+=("$word")
