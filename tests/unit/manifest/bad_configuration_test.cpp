@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <set>
 #include <sstream>
 
 #include "tests/unit/manifest/configuration_file.h"
@@ -18,72 +19,51 @@ std::string ReadAll(const std::string& path) {
     return text.str();
 }
 
-// One run tells all of them, with place and help, in the form that people read.
-TEST(BadConfiguration, EveryKindOfMistakeAtOnce) {
-    std::filesystem::current_path(TEST_DATA);
-    const Configuration configuration = GrpOwnerLinux::LoadConfiguration("every_mistake.yaml", {});
-    EXPECT_FALSE(configuration.Ok());
-    EXPECT_TRUE(configuration.manifests.empty());
-    EXPECT_EQ(Brief(configuration), ReadAll("every_mistake.txt"));
+// Every file of a folder that stands for others of its kind.
+void AppendFindings(const std::string& folder, bool isGood, std::string& findings) {
+    std::set<std::string> files;
+    for (const auto& file : std::filesystem::directory_iterator(folder)) {
+        files.insert(file.path());
+    }
+    for (const std::string& file : files) {
+        const Configuration configuration =
+            GrpOwnerLinux::LoadConfiguration(file, {{"BIN", "/b"}, {"DATA", "/d"}});
+        EXPECT_EQ(configuration.Ok(), isGood) << file;
+        EXPECT_EQ(configuration.manifests.empty(), !isGood) << file;
+        const std::string brief = Brief(configuration);
+        if (!brief.empty()) {
+            findings += (findings.empty() ? "" : "\n") + file + "\n" + brief;
+        }
+    }
+}
+
+// What the reader says of the good and the bad ones; the schema is tried on the same files. One run
+// tells all mistakes of a file.
+TEST(BadConfiguration, Findings) {
+    std::filesystem::current_path(CONFIGURATIONS);
+    std::string findings;
+    AppendFindings("bad", false, findings);
+    AppendFindings("good", true, findings);
+    EXPECT_EQ(findings, ReadAll("findings.txt"));
+}
+
+TEST(BadConfiguration, TheFormThatPeopleRead) {
+    std::filesystem::current_path(CONFIGURATIONS "/bad");
+    const Configuration configuration = GrpOwnerLinux::LoadConfiguration("every-mistake.yaml", {});
     const std::string rendered = GrpOwnerLinux::RenderDiagnostics(configuration.diagnostics);
-    for (const char* const part : {R"(every_mistake.yaml:1:10: error: version `2` is not known
+    for (const char* const part : {R"(every-mistake.yaml:1:10: error: version `2` is not known
   |
 1 | version: 2
   |          ^
   = help: this program reads version 1
 
-every_mistake.yaml:2:1: error: )",
+every-mistake.yaml:2:1: error: )",
                                    R"(
    |
 18 |   e: {command: "${PLACE}/x", args: ["ä$x", "${", "${1}", *no], readiness: notfy}
    |                                                          ^^^
 )"}) {
         EXPECT_NE(rendered.find(part), std::string::npos) << part << " is not in\n" << rendered;
-    }
-}
-
-// What spoils the whole file, or shows only in one that is otherwise good; a warning spoils
-// nothing.
-TEST(BadConfiguration, Table) {
-    const std::string app = std::string(kHead) + "  a: {command: /a";
-    const struct {
-        std::string text, findings;
-    } kRows[] = {
-        {"", "1:1: the file is empty | begin it with the line `version: 1`\n"},
-        {"[]",
-         "1:1: `the file` must be a map | for example `applications: {logger: {command: "
-         "/opt/rover/logger}}`\n"},
-        {"applications: {}\n",
-         "1:1: the file does not say its `version` | begin it with the line `version: 1`\n"},
-        {"version: 1\n",
-         "1:1: the file has no `applications` | for example `applications: "
-         "{logger: {command: /opt/rover/logger}}`\n"},
-        {app + " b}\n",
-         "3:16: warning: the whole of this text is the path of the program | there is no shell "
-         "here: write `command: [path, argument]`\n"},
-        {app + "}\n---\n", "4:1: a second document begins here | one file describes one group\n"},
-        {std::string(kHead) + "  a: {command: \"/a}\n  b: {comand: /b}\n",
-         "3:16: this quote is never closed\n"},
-        {std::string(kHead) + "\ta: {}\n",
-         "3:1: this line is indented with a tab | indent with blanks\n"},
-        {std::string(kHead) + "  a: {commnd: /a}\n  b:\n    command: /b\n   args: [x]\n",
-         "3:7: `commnd` is not a key of an application | did you mean `command`?\n"
-         "6:4: this is not YAML: did not find expected key, while parsing a block mapping | what "
-         "cannot go on here begins in line 3\n"},
-        {app + ", x-a: &a [*a]}\n", "3:29: `*a` stands inside of what it stands for\n"},
-        {"version: 1\nx-a: " + std::string(64, '['),
-         "2:69: this is nested deeper than 64 levels\n"},
-        {std::string(kHead) + "  a: \xC3\xA4\xC3\n",
-         "3:7: the byte 0xc3 is not valid UTF-8 | save "
-         "the file as UTF-8 text\n"},
-        {std::string(kHead) + "  a: b\x1B[31m\n",
-         "3:7: the control character U+001B is not "
-         "allowed | save the file as UTF-8 text\n"},
-    };
-    for (const auto& [text, findings] : kRows) {
-        const Configuration configuration = ConfigurationFile(text).Load();
-        EXPECT_EQ(Brief(configuration), findings) << text;
-        EXPECT_EQ(configuration.Ok(), findings.find("warning") != std::string::npos) << text;
     }
 }
 
