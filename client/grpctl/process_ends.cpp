@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "daemons/procmgrd/exit_reason.h"
+
 namespace GrpCtl {
 
 void ProcessEnds::Add(const ProcessEvent& event) {
@@ -22,6 +24,24 @@ void ProcessEnds::Add(const ProcessEvent& event) {
 const ProcessEvent* ProcessEnds::Find(const std::string& application, int pid) const {
     const auto end = ends_.find({application, pid});
     return end == ends_.end() ? nullptr : &end->second;
+}
+
+std::optional<ProcessEvent> EndByReason(const TraceStep& report) {
+    ProcessEvent end;
+    end.kind = ProcessEvent::Kind::kExited;
+    end.application = report.application;
+    end.pid = report.pid;
+    end.time = report.time;
+    const uint32_t reason = report.reason;
+    if (reason > ProcMgrDaemon::kReasonStatus && reason < ProcMgrDaemon::kReasonSignal) {
+        end.status = static_cast<int>(reason - ProcMgrDaemon::kReasonStatus);
+    } else if (reason > ProcMgrDaemon::kReasonSignal &&
+               reason < ProcMgrDaemon::kReasonStartFailure) {
+        end.signal = static_cast<int>(reason - ProcMgrDaemon::kReasonSignal);
+    } else if (report.report != ProcMgr::Message::ReportAppStateType::TERMINATED_NORMAL_EXIT) {
+        return std::nullopt;
+    }
+    return end;
 }
 
 std::string NameOfSignal(int number) {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <deque>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -24,6 +25,9 @@ private:
     std::map<Key, ProcessEvent> ends_;
     std::deque<Key> order_;  // the oldest first
 };
+
+/// What a report of the process manager to the owner says of it.
+std::optional<ProcessEvent> EndByReason(const TraceStep& report);
 
 /// "SIGSEGV", "SIGSEGV, core dumped", "exit status 3".
 std::string WordsOf(const ProcessEvent& end);

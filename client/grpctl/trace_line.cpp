@@ -366,4 +366,8 @@ std::string_view NameOf(TraceKind kind) {
     return kKinds[static_cast<size_t>(kind)];
 }
 
+std::string_view NameOf(OptionType operation) {
+    return kOperations[static_cast<size_t>(operation)];
+}
+
 }  // namespace GrpCtl

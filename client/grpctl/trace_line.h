@@ -105,5 +105,6 @@ std::string_view NameOf(ProcMgr::AppStateType state);
 /// As the trace writes them: "set-state".
 std::string_view NameOf(ProcMgr::TraceRequest request);
 std::string_view NameOf(ProcMgr::TraceKind kind);
+std::string_view NameOf(ProcMgr::OptionType operation);
 
 }  // namespace GrpCtl

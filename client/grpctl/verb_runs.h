@@ -29,6 +29,8 @@ int RunReload(const Options& options);
 int RunDump(const Options& options);
 
 int RunTimeline(const Options& options);
+int RunWatch(const Options& options);
+int RunLimits(const Options& options);
 int RunEvents(const Options& options);
 int RunLog(const Options& options);
 int RunRaw(const Options& options);

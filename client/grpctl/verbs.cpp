@@ -194,6 +194,12 @@ const std::vector<Verb> kVerbs{
     {"reload", "", 0, 0, false, "Let the owner read its configuration again", "", RunReload},
     {"dump", "", 0, 0, false, "Let the owner write its state into its log", "", RunDump},
     {"timeline", "", 0, 0, false, "Draw what the group has done as a picture", "", RunTimeline},
+    {"watch", "[NAME...]", 0, kAnyNumber, false, "Show what happens, as it happens",
+     "First how things stand, then one line for each change, until Ctrl-C; with --json one object\n"
+     "for each step of the owner. What was missed is told. Ends with 7 when the owner ends.",
+     RunWatch},
+    {"limits", "[NAME...]", 0, kAnyNumber, false, "Show how many restarts are left and what the next failure will do",
+     "", RunLimits},
     {"events", "[QUEUE]", 0, 1, false, "Show system events as they happen",
      "One line for each, until Ctrl-C; with --json one object for each. With --timeout it ends when\n"
      "none comes for so long.", RunEvents},

@@ -10,14 +10,12 @@
 #include "src/application/terminated_application_state.h"
 #include "src/application/terminating_application_state.h"
 #include "src/common/logging.h"
+#include "src/common/restart_window.h"
 #include "src/trace/trace.h"
 
 namespace ProcMgr {
 
 namespace {
-
-constexpr int64_t kRestartWindow = 60000;  // milliseconds
-constexpr uint32_t kRestartLimit = 5;      // restarts in a window
 
 constexpr char kOnForever[] = "on-forever";
 constexpr char kOnFailure[] = "on-failure";
