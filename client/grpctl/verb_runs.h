@@ -29,6 +29,7 @@ int RunReload(const Options& options);
 int RunDump(const Options& options);
 
 int RunTimeline(const Options& options);
+int RunCriticalChain(const Options& options);
 int RunWatch(const Options& options);
 int RunLimits(const Options& options);
 int RunEvents(const Options& options);

@@ -120,7 +120,7 @@ const std::vector<Switch> kSwitches{
     {"--format", "FORMAT", "tree|dot|mermaid|json", "graph", "tree (default), dot, mermaid or json",
      [](Options& o, Text v) { o.graphFormat = v; }},
 
-    {"--trace-file", "FILE", "", "timeline", "Read what the owner has written with its own --trace-file",
+    {"--trace-file", "FILE", "", "timeline critical-chain", "Read what the owner has written with its own --trace-file",
      [](Options& o, Text v) { o.traceFile = v; }},
     {"--format", "FORMAT", "svg|chrome", "timeline", "svg (default), or chrome for trace viewers",
      [](Options& o, Text v) { o.isForChrome = v == "chrome"; }},
@@ -193,6 +193,11 @@ const std::vector<Verb> kVerbs{
      "OPTION is start (default), stop, restart, or any number. Nothing is changed.", RunVerify},
     {"reload", "", 0, 0, false, "Let the owner read its configuration again", "", RunReload},
     {"dump", "", 0, 0, false, "Let the owner write its state into its log", "", RunDump},
+    {"critical-chain", "[NAME...]", 0, kAnyNumber, false, "Show what a start, or the boot, had to wait for",
+     "Below each application stands the one whose start released it. Without a name: of the\n"
+     "application that was ready last in the boot.\n\n"
+     "  grpctl critical-chain planner\n"
+     "  grpctl critical-chain --trace-file /var/log/rover.trace", RunCriticalChain},
     {"timeline", "", 0, 0, false, "Draw what the group has done as a picture", "", RunTimeline},
     {"watch", "[NAME...]", 0, kAnyNumber, false, "Show what happens, as it happens",
      "First how things stand, then one line for each change, until Ctrl-C; with --json one object\n"

@@ -55,11 +55,11 @@ Chain Follow(const Story& story, size_t place, const Needs& needs) {
     }
 }
 
+}  // namespace
+
 std::optional<size_t> RequestOf(const Story& story, const Move& move) {
     return move.phase ? story.phases[*move.phase].request : std::nullopt;
 }
-
-}  // namespace
 
 Chain ChainOf(const Story& story, size_t row, const Needs& needs) {
     const auto start = LastStart(story, row, story.end);
@@ -67,20 +67,16 @@ Chain ChainOf(const Story& story, size_t row, const Needs& needs) {
 }
 
 Chain ChainOfBoot(const Story& story) {
-    std::optional<size_t> phase;
     std::optional<size_t> last;
     for (size_t place = 0; place < story.moves.size(); ++place) {
         const Move& move = story.moves[place];
         if (move.what != OptionType::START || move.done == 0 || !move.phase) {
             continue;
         }
-        const auto request = RequestOf(story, story.moves[last.value_or(place)]);
-        if (last && RequestOf(story, move) != request) {
-            continue;
-        }
-        if (!last || move.done > story.moves[*last].done) {
-            last = place;
-        }
+        const bool isLater =
+            !last || (RequestOf(story, move) == RequestOf(story, story.moves[*last]) &&
+                      move.done > story.moves[*last].done);
+        last = isLater ? place : last;
     }
     return last ? Follow(story, *last, {}) : Chain();
 }

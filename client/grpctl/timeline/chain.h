@@ -31,8 +31,11 @@ Chain ChainOf(const Story& story, size_t row, const Needs& needs = {});
 /// that started something.
 Chain ChainOfBoot(const Story& story);
 
-/// When the boot began, and when the last application of its chain was ready.
+/// When that boot or request began.
 int64_t BootBegin(const Story& story);
+
+/// The place of the request that a move belongs to.
+std::optional<size_t> RequestOf(const Story& story, const Move& move);
 
 /// For how long it started; until now when it still does.
 int64_t LengthOf(const Story& story, const Move& move);

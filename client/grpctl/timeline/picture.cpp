@@ -310,7 +310,9 @@ private:
             }
             const double x = scale_.X(std::max(span.begin, story_.begin));
             const double end = span.isOpen ? right_ : scale_.X(std::min(span.end, story_.end));
-            if (end - std::max(x, painted) > 0.3 || x >= painted) {
+            const double least = span.stage == Stage::kWaiting ? 2.0 : 0.3;
+            if (end - std::max(x, painted) > least ||
+                (x >= painted && span.stage != Stage::kWaiting)) {
                 PaintSpan(row, span, x, end);
                 painted = std::max(end, x + 0.3);
             }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <unordered_map>
 #include <utility>
 
@@ -68,6 +69,7 @@ public:
             Take(step);
         }
         Finish();
+        JoinProcesses();
         return std::move(story_);
     }
 
@@ -386,6 +388,27 @@ private:
         for (std::vector<Band>* bands : {&story_.requests, &story_.phases}) {
             for (Band& band : *bands) {
                 band.end = band.isDone ? band.end : story_.end;
+            }
+        }
+    }
+
+    void JoinProcesses() {
+        using Key = std::pair<std::string, int>;
+        std::map<Key, Move*> starts;
+        for (Move& move : story_.moves) {
+            if (move.IsStart() && move.pid > 0) {
+                starts[Key(story_.rows[move.row].name, move.pid)] = &move;
+            }
+        }
+        for (const ProcessEvent& event : trace_.processes) {
+            const auto start = starts.find(Key(event.application, event.pid));
+            if (start == starts.end() || event.time < start->second->begin) {
+                continue;
+            }
+            if (event.kind == ProcessEvent::Kind::kSpawned) {
+                start->second->spawned = event.time;
+            } else if (event.kind == ProcessEvent::Kind::kExecuted) {
+                start->second->executed = event.time;
             }
         }
     }

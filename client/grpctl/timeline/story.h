@@ -55,7 +55,9 @@ struct Move {
     int64_t begin = 0;                // nothing was in its way any more
     int64_t sent = 0;                 // these are 0 until they happen
     int64_t reported = 0;             // by the process manager: it has a process
-    int64_t said = 0;                 // by itself: it is ready
+    int64_t spawned = 0;              // the same and the next, as far as that tells itself
+    int64_t executed = 0;
+    int64_t said = 0;  // by itself: it is ready
     int64_t done = 0;
     int32_t pid = -1;
     bool isFailed = false;

@@ -1,5 +1,7 @@
 #include "client/grpctl/timeline/tooltips.h"
 
+#include <algorithm>
+
 #include "client/grpctl/timeline/picture_style.h"
 #include "client/grpctl/timeline/words.h"
 
@@ -20,7 +22,7 @@ std::string ReleasedBy(const Story& story, const Move& move) {
     if (move.waitedFor) {
         return "\nreleased by " + story.rows[story.moves[*move.waitedFor].row].name;
     }
-    const auto request = move.phase ? story.phases[*move.phase].request : std::nullopt;
+    const auto request = RequestOf(story, move);
     return request ? "\nreleased by the " + story.requests[*request].words : "";
 }
 
@@ -37,7 +39,7 @@ std::string TitleOf(const Story& story, const Chain& chain) {
         return story.owner + ": " + ShowTime(story.end - story.begin);
     }
     const Move& last = story.moves[chain.front().move];
-    const auto request = last.phase ? story.phases[*last.phase].request : std::nullopt;
+    const auto request = RequestOf(story, last);
     return story.owner + ": " + (request ? story.requests[*request].words : "start") + " in " +
            ShowTime(last.done - BootBegin(story));
 }
@@ -90,9 +92,17 @@ std::string SpentOn(const Move& move) {
     if (!move.IsStart() || move.reported == 0) {
         return {};
     }
-    std::string text = "process after " + ShowTime(move.reported - move.begin);
-    if (move.said >= move.reported) {
-        text += ", READY=1 " + ShowTime(move.said - move.reported) + " later";
+    std::string text;
+    const bool isReadyLater = move.said >= move.reported;
+    if (move.spawned != 0 && move.executed >= move.spawned) {
+        text = "spawn " + ShowTime(move.spawned - move.begin) + ", exec " +
+               ShowTime(move.executed - move.spawned);
+    } else if (isReadyLater) {
+        text = "process " + ShowTime(move.reported - move.begin);
+    }
+    if (isReadyLater) {
+        const int64_t before = move.executed == 0 ? move.reported : move.executed;
+        text += ", READY=1 " + ShowTime(std::max<int64_t>(move.said - before, 0));
     }
     return text;
 }

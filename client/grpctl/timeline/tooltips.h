@@ -19,7 +19,8 @@ std::string TitleOf(const Story& story, size_t row);
 std::string TitleOf(const Story& story, size_t row, const Span& span);
 std::string TitleOf(const Story& story, size_t row, const Mark& mark);
 
-/// What a start spent its time on: "pid after 14ms, READY=1 after 604ms".
+/// What a start spent its time on, if more is known than its length: "spawn 14ms, exec 2ms,
+/// READY=1 604ms".
 std::string SpentOn(const Move& move);
 
 }  // namespace GrpCtl::Timeline

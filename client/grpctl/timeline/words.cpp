@@ -44,6 +44,9 @@ std::string ShowTime(int64_t length) {
     if (length == 0) {
         return "0ms";
     }
+    if (length < 100 * kMicrosecond) {
+        return "<0.1ms";
+    }
     if (length < 10 * kMillisecond - 50 * kMicrosecond) {
         return ShowFixed(count / kMillisecond, 1) + "ms";
     }
