@@ -43,7 +43,13 @@ class Forecaster {
 public:
     Forecaster(const Plan& plan, const Dependencies& dependencies,
                const std::map<std::string, Launch>& launches, const Known& known)
-        : plan_(plan), dependencies_(dependencies), launches_(launches), known_(known) {}
+        : plan_(plan), dependencies_(dependencies), launches_(launches), known_(known) {
+        for (const std::string& needed : dependencies.AllNeeds(plan.starts)) {
+            if (!Stays(needed) && plan.starts.count(needed) == 0) {
+                gaps_.insert(needed);
+            }
+        }
+    }
 
     Phase Stops() const {
         Phase phase;
@@ -231,9 +237,8 @@ private:
     void AddWaits(const std::string& name, Reason& reason) const {
         Names missing;
         Names coming;
-        const Names gaps = Gaps();
-        if (!gaps.empty()) {
-            for (const std::string& needed : Common(dependencies_.AllNeeds({name}), gaps)) {
+        if (!gaps_.empty()) {
+            for (const std::string& needed : Common(dependencies_.AllNeeds({name}), gaps_)) {
                 (IsChanging(needed) ? coming : missing).insert(needed);
             }
         }
@@ -246,17 +251,6 @@ private:
         if (IsChanging(name) && plan_.stops.count(name) == 0) {
             reason.Add("on its way up or down now");
         }
-    }
-
-    // All that the starts need which neither runs nor is started.
-    Names Gaps() const {
-        Names gaps;
-        for (const std::string& needed : dependencies_.AllNeeds(plan_.starts)) {
-            if (!Stays(needed)) {
-                gaps.insert(needed);
-            }
-        }
-        return gaps;
     }
 
     std::string WhyRestarted(const std::string& name) const {
@@ -273,6 +267,7 @@ private:
     const Dependencies& dependencies_;
     const std::map<std::string, Launch>& launches_;
     const Known& known_;
+    Names gaps_;  // what the starts need, but neither runs nor is started
 };
 
 }  // namespace

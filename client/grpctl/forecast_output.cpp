@@ -20,7 +20,11 @@ namespace {
 using ProcMgr::OptionType;
 
 constexpr size_t kNamesWidth = 30;
-constexpr size_t kMostLines = 4;  // of names for one reason, unless all are wanted
+
+// Unless all are wanted.
+constexpr size_t kMostLines = 4;    // of names for one reason
+constexpr size_t kMostReasons = 8;  // of one wave
+constexpr size_t kMostWaves = 20;
 
 std::string_view VerbOf(OptionType option) {
     return option == OptionType::TERM ? "stop" : option == OptionType::START ? "start" : "restart";
@@ -48,18 +52,37 @@ Reasons ByReason(const std::vector<PlannedStep>& wave) {
     return reasons;
 }
 
-std::string WavesText(const Phase& phase, bool isWhole) {
-    std::vector<Row> rows;
-    for (size_t index = 0; index < phase.waves.size(); ++index) {
-        std::string number = std::to_string(index + 1);
-        for (const auto& [reason, names] : ByReason(phase.waves[index])) {
-            std::string told = reason;
-            for (const std::string& line : Wrapped(names, kNamesWidth, isWhole ? 0 : kMostLines)) {
-                rows.push_back({number, line, told});
-                number.clear();
-                told.clear();
-            }
+void AppendWave(const std::vector<PlannedStep>& wave, std::string number, bool isWhole,
+                std::vector<Row>& rows) {
+    const Reasons reasons = ByReason(wave);
+    const bool isCut = !isWhole && reasons.size() > kMostReasons;
+    size_t left = wave.size();
+    for (size_t index = 0; index < (isCut ? kMostReasons - 1 : reasons.size()); ++index) {
+        const auto& [reason, names] = reasons[index];
+        std::string told = reason;
+        for (const std::string& line : Wrapped(names, kNamesWidth, isWhole ? 0 : kMostLines)) {
+            rows.push_back({number, line, told});
+            number.clear();
+            told.clear();
         }
+        left -= names.size();
+    }
+    if (isCut) {
+        rows.push_back({"", "... " + std::to_string(left) + " more"});
+    }
+}
+
+// Of a long way the ends say most.
+std::string WavesText(const Phase& phase, bool isWhole) {
+    const size_t count = phase.waves.size();
+    const bool isCut = !isWhole && count > kMostWaves;
+    std::vector<Row> rows;
+    for (size_t index = 0; index < count; ++index) {
+        if (isCut && index == kMostWaves / 2) {
+            rows.push_back({"...", std::to_string(count - kMostWaves + 1) + " more waves"});
+            index = count - kMostWaves / 2 + 1;
+        }
+        AppendWave(phase.waves[index], std::to_string(index + 1), isWhole, rows);
     }
     return LayOut(rows, false, "  ");
 }
@@ -97,12 +120,14 @@ std::string TimesText(const Forecast& forecast) {
 std::string WarningText(const Forecast& forecast, bool isColored) {
     std::string text;
     for (const Phase& phase : forecast.phases) {
-        if (phase.IsTooShort()) {
-            text += Paint("warning", Style::kBusy, isColored) + ": the " +
-                    std::string(VerbOf(phase.option)) + " can take " + ShowDuration(phase.own) +
-                    ", but with a time-out of " + ShowDuration(forecast.patience.timeout) +
-                    " the owner gives up after " + ShowDuration(phase.limit) + "\n";
+        if (!phase.IsTooShort()) {
+            continue;
         }
+        text += Paint("warning", Style::kBusy, isColored) + ": the " +
+                std::string(VerbOf(phase.option)) + " can take " + ShowDuration(phase.own) +
+                ", but with a time-out of " + ShowDuration(forecast.patience.timeout) +
+                " the owner gives up after " + ShowDuration(phase.limit) +
+                (&phase == &forecast.phases.back() ? "\n" : "\n         and skips the rest\n");
     }
     return text.empty() ? text
                         : text + "   help: `--timeout " + ShowDuration(forecast.Enough()) +

@@ -69,7 +69,8 @@ std::string DotOf(const Graph& graph) {
         std::string label = InQuotes(name);
         text += "  " + label;
         label.pop_back();  // the quote
-        text += " [label=" + label + (word.empty() ? "" : "\\n") + word;
+        text += " [label=" + label;
+        text += (word.empty() ? "" : "\\n") + word;
         text += "\", fillcolor=\"" + std::string(FillOf(node)) + "\"";
         text += IsTemplate(node) ? ", style=\"rounded,filled,dashed\"" : "";
         text += "];\n";
