@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <cctype>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "client/grpctl/duration.h"
 #include "client/grpctl/group_output.h"
 #include "client/grpctl/json_output.h"
+#include "client/grpctl/outcome_words.h"
 #include "client/grpctl/process_facts.h"
 #include "client/grpctl/screen.h"
 #include "client/grpctl/table.h"
@@ -30,25 +32,6 @@ bool IsGood(const Outcome& outcome) {
 std::string ResultName(uint32_t result) {
     const std::string name = ProcMgr::GetAppState(result);
     return name.empty() ? std::to_string(result) : name;
-}
-
-std::string Reason(uint32_t result) {
-    switch (static_cast<AppChangeState>(result)) {
-        case AppChangeState::TERM_FAILED:
-            return "did not stop";
-        case AppChangeState::START_FAILED:
-            return "did not start";
-        case AppChangeState::RESTART_FAILED:
-            return "did not restart";
-        case AppChangeState::START_FAILED_BY_EIO:
-            return "its program cannot be started (input/output error)";
-        case AppChangeState::INIT:
-            return "the owner did not come to it";
-        case AppChangeState::PROCESSING:
-            return "not there in time";
-        default:
-            return "result " + std::to_string(result);
-    }
 }
 
 /// Shows the parts of one report. Lives for one call.
@@ -85,8 +68,24 @@ public:
         return text;
     }
 
-    // When its process was there, counted from the change's begin; for what has none, its end.
+    const Seen* SeenOf(const Outcome& outcome) const {
+        const auto found = report_.seen.find({outcome.name, outcome.option});
+        return found == report_.seen.end() ? nullptr : &found->second;
+    }
+
+    // How long its part took; empty when the owner did not come to it.
+    std::string TimeOf(const Outcome& outcome) const {
+        const Seen* const seen = SeenOf(outcome);
+        const std::optional<milliseconds> time = seen != nullptr ? seen->took : When(outcome);
+        return time ? ShowDuration(*time) : "";
+    }
+
+    // When it had come so far; without a trace: when its process was there, counted from the
+    // change's begin; for what has none, its end.
     milliseconds When(const Outcome& outcome) const {
+        if (const Seen* const seen = SeenOf(outcome)) {
+            return seen->when;
+        }
         const int pid = report_.isStateKnown ? group_.At(outcome.name).pid : -1;
         const std::optional<milliseconds> age = pid > 0 ? AgeOf(pid) : std::nullopt;
         const auto since =
@@ -116,7 +115,7 @@ private:
                 }
             }
         }
-        return Reason(outcome.result);
+        return ReasonOf(outcome.result);
     }
 
     const Dependencies* const dependencies_;
@@ -130,20 +129,27 @@ std::string PlainText(const Order& order, const Report& report, const ReportShow
                       size_t good) {
     std::vector<Row> rows;
     for (const Outcome& outcome : report.outcomes) {
-        rows.push_back({"+" + ShowSeconds(shower.When(outcome)) + "s", outcome.name,
-                        shower.WordFor(outcome), shower.Detail(outcome)});
+        const Seen* const seen = shower.SeenOf(outcome);
+        if (seen == nullptr || !seen->isTold) {
+            rows.push_back({"+" + ShowSeconds(shower.When(outcome)) + "s", outcome.name,
+                            shower.WordFor(outcome), shower.Detail(outcome),
+                            seen == nullptr || !seen->took ? "" : "+" + ShowDuration(*seen->took)});
+        }
     }
     return LayOut(rows, false) + order.did + " " + std::to_string(good) + " of " +
            std::to_string(report.outcomes.size()) + " in " + ShowDuration(report.duration) + "\n";
 }
 
+// As wide as the words of the progress that stood here: nothing moves at the end.
+constexpr size_t kWordWidth = std::string_view("starting").size();
+
 std::string TerminalText(const Order& order, const Report& report, const ReportShower& shower,
                          size_t good, const Screen& screen) {
     std::vector<Row> rows;
     for (const Outcome& outcome : report.outcomes) {
-        rows.push_back({outcome.name,
-                        {shower.WordFor(outcome), shower.StyleFor(outcome)},
-                        shower.Detail(outcome)});
+        std::string word = shower.WordFor(outcome);
+        word.resize(std::max(word.size(), kWordWidth), ' ');
+        rows.push_back({outcome.name, {word, shower.StyleFor(outcome)}, shower.Detail(outcome)});
     }
     std::string did = order.did;
     did.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(did.front())));
@@ -155,7 +161,7 @@ std::string TerminalText(const Order& order, const Report& report, const ReportS
     for (size_t index = 0; index < report.outcomes.size(); ++index) {
         const Outcome& outcome = report.outcomes[index];
         text += Stretch(" " + screen.Mark(IsGood(outcome)) + " " + lines[index],
-                        ShowDuration(shower.When(outcome)), screen);
+                        shower.TimeOf(outcome), screen);
     }
     return text;
 }

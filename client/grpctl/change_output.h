@@ -7,6 +7,7 @@
 
 #include "client/grpctl/change_set.h"
 #include "client/grpctl/last_words.h"
+#include "client/grpctl/progress.h"
 
 namespace GrpCtl {
 
@@ -15,6 +16,7 @@ struct Report {
     std::vector<Outcome> outcomes;
     std::map<std::string, int> pidsBefore;
     std::chrono::milliseconds duration{0};
+    SeenTasks seen;
     bool isStateKnown = true;  // the group was asked afterwards
     AllLastWords lastWords;    // of those that failed
 };

@@ -8,6 +8,8 @@
 #include "client/grpctl/failure.h"
 #include "client/grpctl/forecast_output.h"
 #include "client/grpctl/group_output.h"
+#include "client/grpctl/progress.h"
+#include "client/grpctl/progress_subject.h"
 #include "client/grpctl/session.h"
 #include "client/ss_wire.h"
 #include "platform/linux/utf8.h"
@@ -208,6 +210,8 @@ private:
         for (const Application& application : group_.Applications()) {
             report.pidsBefore[application.name] = application.pid;
         }
+        Progress progress(options_, session_.Socket(),
+                          SubjectOf(order_.verb, order_.did, plan_, dependencies_, group_));
         const auto begin = std::chrono::steady_clock::now();
         const ChangeAnswer answer = Ask();
         report.duration = std::chrono::duration_cast<std::chrono::milliseconds>(
@@ -215,6 +219,7 @@ private:
         if (!answer.isOk && answer.results.empty()) {
             throw InTransition();
         }
+        report.seen = progress.End();
         report.outcomes = Match(plan_, dependencies_, answer.results);
         LookAfter(report);
         const std::vector<std::string> failed = Failed(report);

@@ -12,6 +12,8 @@
 #include "client/grpctl/duration.h"
 #include "client/grpctl/group_output.h"
 #include "client/grpctl/json_output.h"
+#include "client/grpctl/progress.h"
+#include "client/grpctl/progress_subject.h"
 #include "client/grpctl/session.h"
 #include "client/grpctl/verb_runs.h"
 
@@ -171,11 +173,13 @@ int RunStopAll(const Options& options) {
     group.Refresh(session.Client(), options);
     RefuseInTransition(session, options);
     const std::vector<Application> before = group.Applications();
+    Progress progress(options, session.Socket(), SubjectOfStopAll(group));
     const auto begin = std::chrono::steady_clock::now();
     StopAllReport report;
     report.isOk = StopAll(session);
     report.duration = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::steady_clock::now() - begin);
+    (void)progress.End();  // the report has one line only
     // The owner's word is not enough: it says yes to an empty stop as well.
     group.Refresh(session.Client(), options);
     for (const Application& application : before) {

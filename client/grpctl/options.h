@@ -11,6 +11,7 @@ namespace GrpCtl {
 
 enum class Format { kText, kWide, kJson, kName, kPid };
 enum class Color { kAuto, kAlways, kNever };
+enum class ProgressForm { kAuto, kTerminal, kPlain, kJson, kNone };
 
 /// Index to values.
 using Parameters = std::map<int32_t, std::vector<std::string>>;
@@ -28,6 +29,7 @@ struct Options {
     // How to show and how long to wait.
     Format format = Format::kText;
     Color color = Color::kAuto;
+    ProgressForm progress = ProgressForm::kAuto;
     bool isQuiet = false;
     std::optional<std::chrono::milliseconds> timeout;
 

@@ -16,6 +16,18 @@ namespace GrpCtl {
 
 namespace {
 
+constexpr char kEscape = '\033';
+constexpr char kPlainAgain[] = "\033[0m";
+
+// Bytes of a character, or of a colour, which takes no room.
+size_t FirstPiece(std::string_view text) {
+    if (text.front() == kEscape) {
+        return std::min(text.find('m'), text.size() - 1) + 1;
+    }
+    uint32_t value = 0;
+    return std::max<size_t>(GrpOwnerLinux::DecodeCharacter(text, value), 1);
+}
+
 bool IsSet(const char* variable) {
     const char* const value = std::getenv(variable);
     return value != nullptr && *value != '\0';
@@ -59,6 +71,7 @@ const char* CodeOf(Style style) {
 Screen Screen::Of(int descriptor, Color color) {
     Screen screen;
     screen.isTerminal = isatty(descriptor) == 1;
+    screen.isClever = screen.isTerminal && !IsDumb();
     screen.isColored = color == Color::kAlways || (color == Color::kAuto && screen.isTerminal &&
                                                    !IsSet("NO_COLOR") && !IsDumb());
     screen.isUtf8 = std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
@@ -74,23 +87,45 @@ std::string Screen::Mark(bool isGood) const {
 
 std::string Paint(const std::string& text, Style style, bool isColored) {
     const std::string code = isColored && !text.empty() ? CodeOf(style) : "";
-    return code.empty() ? text : code + text + "\033[0m";
+    return code.empty() ? text : code + text + kPlainAgain;
 }
 
 std::string Stretch(const std::string& left, const std::string& right, const Screen& screen) {
-    // Colours take bytes, but no room.
-    size_t used = GrpOwnerLinux::CountCharacters(right);
-    for (std::string_view rest = left; !rest.empty();) {
-        if (rest.front() == '\033') {
-            rest.remove_prefix(std::min(rest.find('m'), rest.size() - 1) + 1);
-            continue;
-        }
-        uint32_t value = 0;
-        rest.remove_prefix(std::max<size_t>(GrpOwnerLinux::DecodeCharacter(rest, value), 1));
-        ++used;
+    const size_t rightWidth = CountVisible(right);
+    const size_t room = screen.width - std::min(screen.width, rightWidth + 2);
+    const std::string cut = CutVisible(left, room, screen.isUtf8);
+    return cut + std::string(room + 1 - CountVisible(cut), ' ') + right + "\n";
+}
+
+size_t CountVisible(std::string_view text) {
+    size_t count = 0;
+    for (; !text.empty(); text.remove_prefix(FirstPiece(text))) {
+        count += text.front() == kEscape ? 0 : 1;
     }
-    return left + std::string(used + 1 < screen.width ? screen.width - 1 - used : 1, ' ') + right +
-           "\n";
+    return count;
+}
+
+std::string CutVisible(const std::string& text, size_t width, bool isUtf8) {
+    if (CountVisible(text) <= width) {
+        return text;
+    }
+    const std::string ellipsis = isUtf8 ? "…" : "...";
+    const size_t room = width - std::min(width, CountVisible(ellipsis));
+    std::string cut;
+    size_t count = 0;
+    bool isPainted = false;
+    for (std::string_view rest = text; !rest.empty();) {
+        const std::string_view piece = rest.substr(0, FirstPiece(rest));
+        rest.remove_prefix(piece.size());
+        if (piece.front() == kEscape) {
+            isPainted = piece != kPlainAgain;
+        } else if (++count > room) {
+            break;
+        }
+        cut += piece;
+    }
+    return cut + (isPainted ? kPlainAgain : "") +
+           ellipsis.substr(0, width > room ? std::string::npos : 0);
 }
 
 void Say(const Options& options, const std::string& line) {

@@ -55,6 +55,14 @@ void SetColor(Options& options, Text word) {
                                       : Color::kAuto;
 }
 
+void SetProgress(Options& options, Text word) {
+    options.progress = word == "tty"     ? ProgressForm::kTerminal
+                       : word == "plain" ? ProgressForm::kPlain
+                       : word == "json"  ? ProgressForm::kJson
+                       : word == "none"  ? ProgressForm::kNone
+                                         : ProgressForm::kAuto;
+}
+
 void AddParameter(Options& options, Text text) {
     constexpr uint64_t kMostIndex = 2;
     const size_t equals = text.find('=');
@@ -94,6 +102,9 @@ const std::vector<Switch> kSwitches{
     {"--timeout", "TIME", "", "", "How long a change, a query or a wait may take, for example 500ms or 3s (default: 5s)",
      [](Options& o, Text v) { o.timeout = ToTime(v); }},
 
+    {"--progress", "FORM", "auto|tty|plain|json|none", "start stop restart change stop-all",
+     "How to show what happens meanwhile, on standard error: in place, by lines, by JSON lines or not at all",
+     [](Options& o, Text v) { SetProgress(o, v); }},
     {"--dry-run", "", "", "start stop restart change", "Show what would be done and ask the owner whether it would accept it",
      [](Options& o, Text) { o.isDryRun = true; }},
     {"--no-deps", "", "", "start change", "Send exactly what is typed",
