@@ -51,7 +51,7 @@ void OutputRing::MakeRoom(size_t size) {
 
 // Doubles, so that growing costs little for each line.
 bool OutputRing::Grow(size_t needed) {
-    constexpr size_t kSmallest = 512;
+    constexpr size_t kSmallest = 128;
     const size_t old = bytes_.size();
     const size_t size = std::min(std::max({needed, 2 * old, kSmallest}), most_);
     const auto more = static_cast<int64_t>(size - old);
@@ -68,13 +68,13 @@ bool OutputRing::Grow(size_t needed) {
 
 void OutputRing::DropOldest() {
     const size_t size = HeaderAt(0).Total();
-    begin_ = (begin_ + size) % bytes_.size();
+    begin_ = Wrapped(begin_ + size);
     used_ -= size;
     ++first_;
 }
 
 void OutputRing::Append(const void* data, size_t size) {
-    const size_t place = (begin_ + used_) % bytes_.size();
+    const size_t place = Wrapped(begin_ + used_);
     const size_t head = std::min(size, bytes_.size() - place);
     const char* const source = static_cast<const char*>(data);
     std::copy_n(source, head, bytes_.data() + place);
@@ -86,7 +86,7 @@ void OutputRing::CopyOut(size_t place, void* data, size_t size) const {
     if (size == 0) {
         return;
     }
-    const size_t begin = (begin_ + place) % bytes_.size();
+    const size_t begin = Wrapped(begin_ + place);
     const size_t head = std::min(size, bytes_.size() - begin);
     char* const target = static_cast<char*>(data);
     std::copy_n(bytes_.data() + begin, head, target);

@@ -71,6 +71,10 @@ public:
 private:
     struct Header;
 
+    // Of a place that may lie one turn on.
+    size_t Wrapped(size_t place) const {
+        return place < bytes_.size() ? place : place - bytes_.size();
+    }
     void MakeRoom(size_t size);
     bool Grow(size_t needed);
     void DropOldest();
