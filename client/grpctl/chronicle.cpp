@@ -75,7 +75,7 @@ StepFacts Chronicle::FactsOf(const TraceStep& step, const ProcessEnds& ends) con
     const Present present = known == presents_.end() ? Present() : known->second;
     if (step.to == AppStateType::TERMINATED) {
         facts.pid = step.pid > 0 ? step.pid : present.pid;
-        AddEnd(step, ends, facts);
+        AddEnd(step, ends, present.since, facts);
         facts.up = facts.end && facts.end->duration > 0
                        ? std::optional(nanoseconds(facts.end->duration))
                        : Between(present.runningSince, step.time);
@@ -97,7 +97,8 @@ StepFacts Chronicle::FactsOf(const TraceStep& step, const ProcessEnds& ends) con
     return facts;
 }
 
-void Chronicle::AddEnd(const TraceStep& step, const ProcessEnds& ends, StepFacts& facts) const {
+void Chronicle::AddEnd(const TraceStep& step, const ProcessEnds& ends, int64_t begun,
+                       StepFacts& facts) const {
     using Type = ProcMgr::Message::ReportAppStateType;
     const TraceStep* const report = CauseOf(step);
     if (report == nullptr || report->kind != TraceKind::REPORT) {
@@ -106,7 +107,10 @@ void Chronicle::AddEnd(const TraceStep& step, const ProcessEnds& ends, StepFacts
     facts.isUnasked = step.from != AppStateType::TERMINATING;
     facts.isCrash = facts.isUnasked && report->report == Type::TERMINATED_ABNORMAL_EXIT;
     facts.pid = report->pid > 0 ? report->pid : facts.pid;
-    if (const ProcessEvent* const end = ends.Find(step.application, facts.pid)) {
+    const ProcessEvent* const end = ends.Find(step.application, facts.pid);
+    // Of an earlier start, or of an earlier process with that number.
+    const bool isOld = end != nullptr && end->time < begun;
+    if (end != nullptr && !isOld) {
         facts.end = *end;
     } else if (auto told = EndByReason(*report)) {
         facts.end = *told;

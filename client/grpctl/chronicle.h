@@ -52,7 +52,8 @@ private:
     };
 
     StepFacts FactsOf(const TraceStep& step, const ProcessEnds& ends) const;
-    void AddEnd(const TraceStep& step, const ProcessEnds& ends, StepFacts& facts) const;
+    void AddEnd(const TraceStep& step, const ProcessEnds& ends, int64_t begun,
+                StepFacts& facts) const;
     void Remember(const TraceStep& step, int pid);
 
     std::deque<TraceStep> steps_;

@@ -1,10 +1,12 @@
 #include "client/grpctl/group.h"
 
 #include <algorithm>
+#include <chrono>
 #include <tuple>
 #include <utility>
 
 #include "client/grpctl/failure.h"
+#include "client/grpctl/trace_reader.h"
 #include "platform/linux/host.h"
 #include "platform/linux/suggestion.h"
 #include "platform/linux/utf8.h"
@@ -138,6 +140,20 @@ void Group::Refresh(SsClient& client, const Options& options, const Names& names
         if (state != AppState::kStopped) {
             application.state = state;
             application.pid = status.pid > 0 ? status.pid : -1;
+        }
+    }
+}
+
+void Group::RefreshLate(const std::string& ownerSocket) {
+    constexpr std::chrono::milliseconds kPatience{500};  // a courtesy
+    const std::optional<Trace> trace = ReadSnapshot(ownerSocket, kPatience);
+    if (!trace) {
+        return;
+    }
+    for (const TraceState& state : trace->states) {
+        const auto known = index_.find(state.application);
+        if (known != index_.end()) {
+            applications_[known->second].lateMs = state.lateMs;
         }
     }
 }

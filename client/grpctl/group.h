@@ -29,7 +29,8 @@ struct Application {
     std::string name;
     std::optional<ApplicationManifest> manifest;  // nothing: the configuration lacks it
     AppState state = AppState::kStopped;
-    int pid = -1;  // -1: none
+    int pid = -1;         // -1: none
+    uint32_t lateMs = 0;  // it has come into its state so long after a time-out; 0: in time
 
     bool IsAlive() const { return state != AppState::kStopped && state != AppState::kTemplate; }
     bool IsTemplate() const { return manifest && manifest->GetIsDynamicPara(); }
@@ -44,6 +45,9 @@ public:
     /// Asks for the states.
     /// @param names whose; empty: of all
     void Refresh(GrpOwnerClient::SsClient& client, const Options& options, const Names& names = {});
+
+    /// Fills in what has come late, as far as the owner keeps a trace.
+    void RefreshLate(const std::string& ownerSocket);
 
     /// Base applications, then the others, then templates; each in name order.
     const std::vector<Application>& Applications() const { return applications_; }

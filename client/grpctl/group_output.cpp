@@ -3,6 +3,7 @@
 #include "client/grpctl/duration.h"
 #include "client/grpctl/process_facts.h"
 #include "client/grpctl/table.h"
+#include "client/grpctl/trace_words.h"
 
 namespace GrpCtl {
 
@@ -116,9 +117,14 @@ std::string TableOf(const Group& group, const std::vector<Application>& applicat
     return LayOut(rows, screen.isColored);
 }
 
+std::string StateWords(const Application& application) {
+    return std::string(WordOf(application.state)) +
+           (application.lateMs > 0 ? ", " + LateWords(application.lateMs) : "");
+}
+
 std::string DetailsOf(const Group& group, const Application& application, const Screen& screen) {
     Row head{{application.name, Style::kHead},
-             {std::string(WordOf(application.state)), StyleOf(application.state)}};
+             {StateWords(application), StyleOf(application.state)}};
     if (application.pid > 0) {
         head.emplace_back("pid " + std::to_string(application.pid));
         head.emplace_back("up " + ShowUpTime(application.pid));
@@ -143,6 +149,7 @@ Json JsonOf(const Application& application) {
     const std::optional<milliseconds> age =
         application.pid > 0 ? AgeOf(application.pid) : std::nullopt;
     json["pid"] = application.pid > 0 ? Json(application.pid) : Json();
+    json["lateMs"] = application.lateMs;
     json["uptimeMs"] = age ? Json(age->count()) : Json();
     if (application.manifest) {
         const ApplicationManifest& manifest = *application.manifest;

@@ -19,6 +19,9 @@ std::string Lines(const std::vector<Application>& applications, Format format);
 std::string TableOf(const Group& group, const std::vector<Application>& applications, bool isWide,
                     const Screen& screen);
 
+/// "running", "running, 1.3s after the time-out".
+std::string StateWords(const Application& application);
+
 /// All that is known of one.
 std::string DetailsOf(const Group& group, const Application& application, const Screen& screen);
 

@@ -8,7 +8,7 @@ namespace GrpCtl {
 
 void ProcessEnds::Add(const ProcessEvent& event) {
     constexpr size_t kMost = 8192;
-    if (event.kind != ProcessEvent::Kind::kExited) {
+    if (event.kind != ProcessEvent::Kind::kExited && event.kind != ProcessEvent::Kind::kFailed) {
         return;
     }
     Key key{event.application, event.pid};
@@ -50,6 +50,9 @@ std::string NameOfSignal(int number) {
 }
 
 std::string WordsOf(const ProcessEvent& end) {
+    if (end.kind == ProcessEvent::Kind::kFailed) {
+        return "could not " + end.text;
+    }
     if (end.signal == 0) {
         return "exit status " + std::to_string(end.status);
     }

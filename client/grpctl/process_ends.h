@@ -11,12 +11,13 @@
 
 namespace GrpCtl {
 
-/// How processes have ended: the newest few thousand.
+/// How processes have ended, or why there was none: the newest few thousand.
 class ProcessEnds {
 public:
     void Add(const ProcessEvent& event);
 
-    /// Null: not known.
+    /// @param pid 0: of the last start for which there was no process
+    /// @return null: not known
     const ProcessEvent* Find(const std::string& application, int pid) const;
 
 private:
@@ -29,7 +30,7 @@ private:
 /// What a report of the process manager to the owner says of it.
 std::optional<ProcessEvent> EndByReason(const TraceStep& report);
 
-/// "SIGSEGV", "SIGSEGV, core dumped", "exit status 3".
+/// "SIGSEGV", "SIGSEGV, core dumped", "exit status 3", "could not execute the program: ...".
 std::string WordsOf(const ProcessEvent& end);
 
 /// "SIGSEGV"; "signal 200" for one without a name.

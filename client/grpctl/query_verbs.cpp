@@ -68,6 +68,18 @@ std::string Counts(const Group& group) {
     return text.empty() ? "none" : text;
 }
 
+// What has come after its time-out is no failure, but worth a word.
+std::vector<Row> LateOnes(const Group& group) {
+    std::vector<Row> rows;
+    for (const Application& application : group.Applications()) {
+        if (application.lateMs > 0) {
+            rows.push_back(
+                {rows.empty() ? "late" : "", application.name + " " + StateWords(application)});
+        }
+    }
+    return rows;
+}
+
 std::string Overview(const Session& session, const Group& group, const Screen& screen) {
     const GrpOwnerClient::Facts& facts = session.Facts();
     Row head{{facts.owner, Style::kHead},
@@ -76,12 +88,13 @@ std::string Overview(const Session& session, const Group& group, const Screen& s
     if (const auto age = AgeOf(facts.ownerPid)) {
         head.emplace_back("up " + ShowAge(*age));
     }
-    return LayOut({head}, screen.isColored) +
-           LayOut({{"applications", Counts(group)},
-                   {"configuration", facts.configuration},
-                   {"socket", session.Socket()},
-                   {"you may", facts.mayChange ? "ask and change" : "ask only"}},
-                  false, "  ");
+    std::vector<Row> rows{{"applications", Counts(group)}};
+    const std::vector<Row> late = LateOnes(group);
+    rows.insert(rows.end(), late.begin(), late.end());
+    rows.insert(rows.end(), {{"configuration", facts.configuration},
+                             {"socket", session.Socket()},
+                             {"you may", facts.mayChange ? "ask and change" : "ask only"}});
+    return LayOut({head}, screen.isColored) + LayOut(rows, false, "  ");
 }
 
 bool AllRun(const std::vector<Application>& applications) {
@@ -184,6 +197,7 @@ int RunStatus(const Options& options) {
     group.Check(options.operands);
     group.Refresh(session.Client(), options,
                   Names(options.operands.begin(), options.operands.end()));
+    group.RefreshLate(session.Socket());
     MentionMissingConfiguration(group, options);
     ShowStatus(session, group, options);
     return options.operands.empty() || AllRun(Chosen(group, options)) ? kDone : kNotRunning;

@@ -61,7 +61,7 @@ std::optional<LineStream> OpenProcessManager(const std::string& ownerSocket,
 
 bool IsEnd(const TraceStep& step) {
     using Type = ProcMgr::Message::ReportAppStateType;
-    return step.kind == ProcMgr::TraceKind::REPORT && step.pid > 0 &&
+    return step.kind == ProcMgr::TraceKind::REPORT &&
            (step.report == Type::TERMINATED_NORMAL_EXIT ||
             step.report == Type::TERMINATED_ABNORMAL_EXIT);
 }
@@ -294,7 +294,11 @@ void TraceReader::Streams::TakeProcess(Result<TraceItem> item) {
 // the next ends are waited for less and less: nobody may fall behind the owner because of it.
 void TraceReader::Streams::AwaitEnd(const TraceStep& step) {
     const Clock::time_point deadline = Clock::now() + endPatience;
-    const auto isKnown = [&] { return ends.Find(step.application, step.pid) != nullptr; };
+    const auto isKnown = [&] {
+        constexpr int64_t kNew = 1'000'000'000;  // of an earlier process with that number otherwise
+        const ProcessEvent* const end = ends.Find(step.application, step.pid);
+        return end != nullptr && end->time > step.time - kNew;
+    };
     TakeProcesses();
     while (processes && !isKnown() && toldUntil <= step.time) {
         const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());

@@ -108,7 +108,8 @@ std::string WatchLines::Begin(const TraceHello& hello, const std::vector<TraceSt
         Line line{state.application, "", WordOf(state.state), StyleOf(state.state), "", ""};
         const bool isAlive = state.state != AppStateType::TERMINATED && state.pid > 0;
         line.details = isAlive ? "pid " + std::to_string(state.pid) + ", " : "";
-        line.details += "for " + Show(nanoseconds(std::max<int64_t>(hello.time - state.since, 0)));
+        line.details += "for " + ShowAge(std::chrono::duration_cast<milliseconds>(
+                                     nanoseconds(std::max<int64_t>(hello.time - state.since, 0))));
         line.details += state.lateMs > 0 ? ", " + LateWords(state.lateMs) : "";
         text += Put(state.since, line);
     }
@@ -133,8 +134,8 @@ std::string WatchLines::DetailsOf(const TraceStep& step, const StepFacts& facts)
         }
         case AppStateType::TERMINATED: {
             const auto policy = policies_.find(step.application);
-            const bool staysDown =
-                facts.isCrash && policy != policies_.end() && policy->second == "no";
+            const bool staysDown = facts.isCrash && step.from == AppStateType::RUNNING &&
+                                   policy != policies_.end() && policy->second == "no";
             return EndWords(facts) + (staysDown ? ", stays down (restart: no)" : "");
         }
         case AppStateType::TERMINATING:
@@ -252,16 +253,13 @@ std::string WatchLines::Of(const TraceStep& step, const StepFacts& facts,
 }
 
 std::string WatchLines::Of(const ProcessEvent& event) {
-    const bool isKill = event.kind == ProcessEvent::Kind::kSignal && event.text == "stop-time-out";
+    // Everything else stands in the owner's steps.
     if (!IsWanted(event.application) || event.time < hello_.time ||
-        !(isKill || event.kind == ProcessEvent::Kind::kFailed)) {
+        event.kind != ProcessEvent::Kind::kSignal || event.text != "stop-time-out") {
         return "";
     }
-    return Put(event.time,
-               isKill ? Line{event.application, "", "killed", Style::kBad,
-                             "it did not stop in time, pid " + std::to_string(event.pid), ""}
-                      : Line{event.application, "", "not started", Style::kBad,
-                             "could not " + event.text, ""});
+    return Put(event.time, {event.application, "", "killed", Style::kBad,
+                            "it did not stop in time, pid " + std::to_string(event.pid), ""});
 }
 
 std::string WatchLines::Of(const TraceGap& gap) {

@@ -67,7 +67,7 @@ struct TraceApplication {
     int32_t pid = -1;
     int64_t since = 0;        // when it came into that state
     uint64_t cause = 0;       // the transition into it
-    uint32_t lateBy = 0;      // ms behind the time-out that its last result came; 0: in time
+    uint32_t lateBy = 0;      // ms behind the time-out that the result of that came; 0: in time
     uint32_t restarts = 0;    // in the limiter's window
     int64_t windowBegin = 0;  // 0: no window is open
 };

@@ -128,12 +128,13 @@ uint64_t Report(const Message::AppStateInfo& report) {
         return 0;
     }
     Writing writing;
-    const Record& record = writing.Of(report.name);
+    Record& record = writing.Of(report.name);
     Step step{TraceKind::REPORT};
     step.what = static_cast<uint8_t>(std::min<uint32_t>(report.type, UINT8_MAX));
     step.value = report.reason;
     step.pid = static_cast<int32_t>(report.pid);
     step.cause = record.sent;
+    record.pid = step.pid;
     return writing.Append(step, &record);
 }
 
@@ -142,11 +143,12 @@ uint64_t Said(const std::string& name, int pid, AppReportState state) {
         return 0;
     }
     Writing writing;
-    const Record& record = writing.Of(name);
+    Record& record = writing.Of(name);
     Step step{TraceKind::SAID};
     step.what = What(state);
     step.pid = pid;
     step.cause = record.sent;
+    record.pid = step.pid;
     return writing.Append(step, &record);
 }
 
@@ -174,13 +176,18 @@ void Transition(const std::string& name, AppStateType from, AppStateType to, int
     Step step{TraceKind::TRANSITION};
     step.what = What(to);
     step.value = static_cast<uint32_t>(from);
-    step.pid = to == AppStateType::STARTING ? kNoProcess : pid;  // the last one's until it has one
+    // The application's own is the last one's until the process manager has told the new one, and
+    // it may say that it runs before that.
+    step.pid = to == AppStateType::STARTING                    ? kNoProcess
+               : to == AppStateType::RUNNING && record.pid > 0 ? record.pid
+                                                               : pid;
     step.cause = currentCause;
     const uint64_t sequence = writing.Append(step, &record);
     record.shown.state = to;
     record.shown.pid = step.pid;
     record.shown.since = step.when;
     record.shown.cause = sequence;
+    record.shown.lateBy = 0;  // its result has not come yet
     if (to == AppStateType::RUNNING || to == AppStateType::TERMINATED) {
         record.sent = 0;
         record.heartBeatLost = 0;

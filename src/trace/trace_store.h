@@ -22,6 +22,7 @@ struct Record {
     uint64_t result = 0;
     uint64_t sent = 0;           // the one that the process manager still owes an answer to
     uint64_t heartBeatLost = 0;  // unless it is back
+    int32_t pid = 0;             // of whom was spoken last
 };
 
 /// Nanoseconds on the monotonic clock.
