@@ -73,6 +73,10 @@ struct Options {
     bool isRecord = false;  // the bytes are the data of a record
     std::optional<uint64_t> claimedSize;
 
+    // decode
+    bool isHex = false;       // the input is digits
+    std::string recordShape;  // what the payload is; empty: as the record says
+
     std::chrono::milliseconds Timeout() const {
         return timeout.value_or(std::chrono::milliseconds(5000));
     }

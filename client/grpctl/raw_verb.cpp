@@ -2,12 +2,10 @@
 
 #include <charconv>
 #include <cstring>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 #include <limits>
 
 #include "client/grpctl/hex.h"
+#include "client/grpctl/input.h"
 #include "client/grpctl/json_output.h"
 #include "client/grpctl/session.h"
 #include "client/grpctl/verb_runs.h"
@@ -31,19 +29,6 @@ uint32_t ToCommand(const std::string& text) {
                       "9 query, or any other"};
     }
     return command;
-}
-
-Bytes ReadInput(const std::string& path) {
-    std::ifstream file;
-    if (path != "-") {
-        file.open(path, std::ios::binary);
-    }
-    std::istream& input = path == "-" ? std::cin : file;
-    Bytes bytes((std::istreambuf_iterator<char>(input)), {});
-    if (path != "-" && !file.is_open()) {
-        throw Failure{kWrongUsage, "cannot read " + path, "", ""};
-    }
-    return bytes;
 }
 
 // In the order file, text, hexadecimal digits.

@@ -35,5 +35,6 @@ int RunLimits(const Options& options);
 int RunEvents(const Options& options);
 int RunLog(const Options& options);
 int RunRaw(const Options& options);
+int RunDecode(const Options& options);
 
 }  // namespace GrpCtl

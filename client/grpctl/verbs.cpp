@@ -156,6 +156,10 @@ const std::vector<Switch> kSwitches{
      [](Options& o, Text) { o.isRecord = true; }},
     {"--size", "NUMBER", "", "raw", "The size that the record claims, whatever is true",
      [](Options& o, Text v) { o.claimedSize = ToNumber(v, "--size", UINT64_MAX); }},
+    {"--hex", "", "", "decode", "The file holds hexadecimal digits",
+     [](Options& o, Text) { o.isHex = true; }},
+    {"--as", "PAYLOAD", "change|change-answer|set-state|set-state-answer|verify|list-answer|query|query-answer|flag-answer", "decode", "What a record of 4000 bytes carries",
+     [](Options& o, Text v) { o.recordShape = v; }},
 };
 
 const std::vector<Verb> kVerbs{
@@ -231,6 +235,13 @@ const std::vector<Verb> kVerbs{
      "  grpctl raw 0 --record --text '1#camera#0#0#0#'\n"
      "  grpctl raw 9 --record 01000000 06000000 63616d657261\n"
      "  grpctl raw 2 --record --size 4000 --text 1", RunRaw},
+    {"decode", "[FILE]", 0, 1, false, "Show a record of either wire field by field",
+     "Without a file, or with -, from standard input. Exit code 1 when something in it is wrong.\n"
+     "A record of 3984 bytes says itself what it is. One of 4000 does not; it is change, change-answer,\n"
+     "set-state, set-state-answer, verify, list-answer, query, query-answer or flag-answer (of verify,\n"
+     "reload, dump and stop all).\n\n"
+     "  grpctl decode record.bin\n"
+     "  grpctl decode --as change --hex dump.txt", RunDecode},
 };
 // clang-format on
 

@@ -145,6 +145,9 @@ Player::FieldWriter Player::CarryOut(const Entry& entry) {
         const std::string name = fields.Text();
         const auto pid = fields.Get<unsigned>();
         const int status = fields.Get<int>();
+        if (const auto callback = GrpOwnerMemory::CheckCallback(name)) {
+            heartBeat_ = callback;  // a notice may cross the end of its check
+        }
         return FieldWriter()(
             heartBeat_ == nullptr ? 0 : heartBeat_(name.data(), name.size(), pid, status));
     }

@@ -51,7 +51,10 @@ std::atomic<Recorder*> Recorder::active_{nullptr};
 
 bool Recorder::Start(const std::string& path, std::string& error) {
     // What a service manager starts again must not write over what the end before has left.
-    (void)std::rename(path.c_str(), (path + ".old").c_str());  // fails when there is none
+    std::error_code none;
+    if (std::filesystem::is_regular_file(path, none)) {
+        std::filesystem::rename(path, path + ".old", none);  // else it is written over
+    }
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_APPEND, 0600);
     if (file < 0) {
         error = std::strerror(errno);
