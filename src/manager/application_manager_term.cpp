@@ -33,22 +33,46 @@ bool ApplicationManager::TermApps(const std::vector<AppInfoForServer>& apps) {
     }
     const auto dependants = Trace::IsOpen() ? DependantsAmong(apps) : Dependants{};
     FreeRecords free;
-    while (!term_.IsGraphEmpty()) {
-        GRP_INFO("TermApps ... ");
-        if (!term_.WaitForResult(deadline)) {
-            GRP_ERROR("ChangeApp failed. because TermApps failed time-out.");
-            term_.phase.TimeOut();
-            return false;
+    const Passes::Pass run = [&] {
+        RunTermPass(free, dependants);
+        return IsLeftToTerm();
+    };
+    for (bool goesOn = IsLeftToTerm(); goesOn;) {
+        switch (term_.passes.WaitForNext(run, deadline)) {
+            case Passes::Outcome::kNext:
+                goesOn = run();
+                break;
+            case Passes::Outcome::kEnded:
+                goesOn = false;
+                break;
+            case Passes::Outcome::kTimedOut:
+                GRP_ERROR("ChangeApp failed. because TermApps failed time-out.");
+                term_.phase.TimeOut();
+                return false;
         }
-        free.Refresh(term_.FreeNames(), Removals());
-        for (const auto& [name, application] : free.records) {
-            const auto others = dependants.find(name);
-            term_.phase.Release(name, others == dependants.end() ? Names{} : others->second);
-        }
-        TermNoDependsApps(free);
     }
     GRP_WARNING("TermApps end.");
     return true;
+}
+
+// Every wait for a result begins with a line.
+bool ApplicationManager::IsLeftToTerm() const {
+    if (term_.IsGraphEmpty()) {
+        return false;
+    }
+    GRP_INFO("TermApps ... ");
+    return true;
+}
+
+// On the thread of the change set, or on one that has brought a result.
+void ApplicationManager::RunTermPass(FreeRecords& free, const Dependants& dependants) {
+    free.Refresh(term_.FreeNames(), Removals());
+    for (const auto& [name, application] : free.records) {
+        const auto others = dependants.find(name);
+        term_.phase.Release(name, others == dependants.end() ? Names{} : others->second);
+    }
+    term_.SetOnTheirWay(free.records.size());
+    TermNoDependsApps(free);
 }
 
 bool ApplicationManager::MakeTermGraph(const std::vector<AppInfoForServer>& apps) {

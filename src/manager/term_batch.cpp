@@ -59,17 +59,6 @@ std::set<std::string> TermAppInfo::FreeNames() const {
     return termGraph.GetNoDependVertices();
 }
 
-bool TermAppInfo::WaitForResult(TimePoint deadline) {
-    MutexLock lock(resultMutex);
-    while (!notified) {
-        if (!condition.WaitUntil(resultMutex, deadline) && !notified) {
-            return false;
-        }
-    }
-    notified = false;
-    return true;
-}
-
 void TermAppInfo::Report(const std::string& name, AppChangeState state) {
     if (!Record(name, state)) {
         return;
@@ -84,7 +73,7 @@ void TermAppInfo::Report(const std::string& name, AppChangeState state) {
         MutexLock lock(resultMutex);
         notified = true;
     }
-    condition.NotifyOne();
+    passes.GoOn(onTheirWay_);
 }
 
 bool TermAppInfo::Record(const std::string& name, AppChangeState state) {
