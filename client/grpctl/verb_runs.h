@@ -31,6 +31,7 @@ int RunDump(const Options& options);
 int RunTimeline(const Options& options);
 int RunCriticalChain(const Options& options);
 int RunWatch(const Options& options);
+int RunWhy(const Options& options);
 int RunLimits(const Options& options);
 int RunEvents(const Options& options);
 int RunLog(const Options& options);

@@ -131,7 +131,7 @@ const std::vector<Switch> kSwitches{
     {"--format", "FORMAT", "tree|dot|mermaid|json", "graph", "tree (default), dot, mermaid or json",
      [](Options& o, Text v) { o.graphFormat = v; }},
 
-    {"--trace-file", "FILE", "", "timeline critical-chain", "Read what the owner has written with its own --trace-file",
+    {"--trace-file", "FILE", "", "timeline critical-chain why", "Read what the owner has written with its own --trace-file",
      [](Options& o, Text v) { o.traceFile = v; }},
     {"--format", "FORMAT", "svg|chrome", "timeline", "svg (default), or chrome for trace viewers",
      [](Options& o, Text v) { o.isForChrome = v == "chrome"; }},
@@ -218,6 +218,8 @@ const std::vector<Verb> kVerbs{
      "First how things stand, then one line for each change, until Ctrl-C; with --json one object\n"
      "for each step of the owner. What was missed is told. Ends with 7 when the owner ends.",
      RunWatch},
+    {"why", "NAME", 1, 1, false, "Tell why an application is in its state",
+     "The chain of causes, the newest first: what ended or started it, and who had asked.", RunWhy},
     {"limits", "[NAME...]", 0, kAnyNumber, false, "Show how many restarts are left and what the next failure will do",
      "", RunLimits},
     {"events", "[QUEUE]", 0, 1, false, "Show system events as they happen",
