@@ -23,37 +23,37 @@ EventLoop::EventLoop() : epoll_(epoll_create1(EPOLL_CLOEXEC)) {
     }
 }
 
+uint64_t EventLoop::Tag(int fd, uint32_t id) {
+    return uint64_t{id} << 32U | static_cast<uint32_t>(fd);
+}
+
 void EventLoop::Watch(int fd, uint32_t events, FdHandler handler) {
-    const uint64_t id = nextId_++;
+    const uint32_t id = ++lastFdId_;
     epoll_event event{};
     event.events = events;
-    event.data.u64 = id;
+    event.data.u64 = Tag(fd, id);
     if (epoll_ctl(epoll_.Get(), EPOLL_CTL_ADD, fd, &event) != 0) {
         Fail("epoll_ctl");
     }
-    watched_[id] = std::make_shared<Watched>(Watched{fd, std::move(handler)});
-    ids_[fd] = id;
+    watched_[fd] = {id, std::move(handler)};
 }
 
 void EventLoop::Change(int fd, uint32_t events) {
     epoll_event event{};
     event.events = events;
-    event.data.u64 = ids_.at(fd);
+    event.data.u64 = Tag(fd, watched_.at(fd).id);
     if (epoll_ctl(epoll_.Get(), EPOLL_CTL_MOD, fd, &event) != 0) {
         Fail("epoll_ctl");
     }
 }
 
 void EventLoop::Forget(int fd) {
-    const auto found = ids_.find(fd);
-    if (found == ids_.end()) {
+    if (watched_.erase(fd) == 0) {
         return;
     }
     epoll_event unused{};
     // It can only fail when the descriptor is gone already, and then it is not watched either.
     (void)epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, fd, &unused);
-    watched_.erase(found->second);
-    ids_.erase(found);
 }
 
 EventLoop::TimerId EventLoop::After(std::chrono::milliseconds delay, std::function<void()> action) {
@@ -80,6 +80,14 @@ void EventLoop::FireTimers() {
     }
 }
 
+void EventLoop::Handle(uint64_t tag, uint32_t events) {
+    const auto found = watched_.find(static_cast<int>(static_cast<uint32_t>(tag)));
+    if (found != watched_.end() && Tag(found->first, found->second.id) == tag) {
+        const FdHandler handler = found->second.handler;  // a copy: it may forget itself
+        handler(events);
+    }
+}
+
 void EventLoop::Run() {
     std::array<epoll_event, 64> events{};
     while (!stopped_) {
@@ -89,12 +97,7 @@ void EventLoop::Run() {
             Fail("epoll_wait");
         }
         for (int i = 0; i < count; ++i) {
-            const uint64_t id = events[i].data.u64;  // a copy: the event is packed
-            const auto found = watched_.find(id);
-            if (found != watched_.end()) {
-                const auto keep = found->second;  // the handler may forget itself
-                keep->handler(events[i].events);
-            }
+            Handle(events[i].data.u64, events[i].events);
         }
         FireTimers();
         if (roundEnd_) {

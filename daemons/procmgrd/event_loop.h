@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <memory>
 #include <unordered_map>
 #include <utility>
 
@@ -44,19 +43,21 @@ public:
 
 private:
     struct Watched {
-        int fd;
+        uint32_t id;
         FdHandler handler;
     };
 
+    static uint64_t Tag(int fd, uint32_t id);
+    void Handle(uint64_t tag, uint32_t events);
     int WaitMilliseconds() const;
     void FireTimers();
 
     Daemons::UniqueFd epoll_;
     uint64_t nextId_ = 1;
-    // Events name an id, not a descriptor: a number that is closed and reused within one round must
-    // not get its predecessor's events.
-    std::unordered_map<uint64_t, std::shared_ptr<Watched>> watched_;
-    std::unordered_map<int, uint64_t> ids_;
+    // By descriptor. Events name the id, too: a number that is closed and reused within one round
+    // must not get its predecessor's events.
+    std::unordered_map<int, Watched> watched_;
+    uint32_t lastFdId_ = 0;
     std::map<TimerId, std::function<void()>> timers_;
     std::function<void()> roundEnd_;
     bool stopped_ = false;

@@ -94,7 +94,7 @@ int MakeLaunchPlan(const Surroundings& surroundings, Accounts& accounts, const s
         }
     }
     SetCommand(fields, request, plan);
-    const uint32_t uid = fields.uid == kInheritedId ? geteuid() : fields.uid;
+    const uint32_t uid = fields.uid == kInheritedId ? surroundings.ownUid : fields.uid;
     const std::optional<Account> user = accounts.User(uid);
     plan.identity = FindIdentity(fields.uid, fields.gid, user, accounts);
     plan.processors = *fields.coreAffinity;

@@ -16,6 +16,8 @@
 //     has, and GRPOWNER_PARA_<index>_<n> is the text n, from 0. A parameter that was not given has
 //     no variables. Any text is possible: nothing is joined, so nothing needs to be escaped.
 
+#include <unistd.h>
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -31,6 +33,7 @@ namespace ProcMgrDaemon {
 struct Surroundings {
     std::string runDirectory;
     std::vector<std::string> passedVariables;  // names
+    uint32_t ownUid = geteuid();
 };
 
 /// Whom the process is to run as; what is not set stays as the process manager's.

@@ -152,12 +152,12 @@ int Spawner::Spawn(const LaunchPlan& plan, const OutputEnds& output, Spawned& sp
     setup.arguments = arguments.data();
     setup.environment = environment.data();
     setup.ignored = &ignoredSignals_;
-    setup.parent = getpid();
+    setup.parent = self_;
     setup.null = null_.Get();
     setup.report = report_.get();
     setup.output = {output.out >= 0 ? outPlace_.Get() : -1, output.err >= 0 ? errPlace_.Get() : -1};
     setup.firstUnneeded = firstUnneeded_;
-    setup.strict = geteuid() == 0;
+    setup.strict = isRoot_;
     setup.processors = processors.get();
     setup.openFiles = openFiles_;
     return MakeProgram(setup, spawned);

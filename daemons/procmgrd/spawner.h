@@ -2,6 +2,7 @@
 
 #include <sys/resource.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <memory>
 #include <vector>
@@ -49,6 +50,9 @@ private:
     std::unique_ptr<ChildReport, void (*)(ChildReport*)> report_;
     rlimit openFiles_{};
     std::vector<int> ignoredSignals_;
+    // They stay, and each look would be a call of the system for each start.
+    const pid_t self_ = getpid();
+    const bool isRoot_ = geteuid() == 0;
 };
 
 }  // namespace ProcMgrDaemon
