@@ -65,7 +65,8 @@ struct Options {
     // timeline
     std::optional<std::chrono::milliseconds> from;  // from the beginning of the trace
     std::optional<std::chrono::milliseconds> until;
-    bool isForChrome = false;
+    std::string timelineFormat = "svg";
+    std::optional<std::chrono::milliseconds> threshold;  // of its diff
 
     // raw
     std::string inputFile;  // "-": standard input

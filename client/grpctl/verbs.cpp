@@ -133,12 +133,14 @@ const std::vector<Switch> kSwitches{
 
     {"--trace-file", "FILE", "", "timeline critical-chain why", "Read what the owner has written with its own --trace-file",
      [](Options& o, Text v) { o.traceFile = v; }},
-    {"--format", "FORMAT", "svg|chrome", "timeline", "svg (default), or chrome for trace viewers",
-     [](Options& o, Text v) { o.isForChrome = v == "chrome"; }},
+    {"--format", "FORMAT", "svg|chrome|trace", "timeline", "svg (default), chrome for trace viewers, or the trace itself",
+     [](Options& o, Text v) { o.timelineFormat = v; }},
     {"--from", "TIME", "", "timeline", "Begin so long behind the first step",
      [](Options& o, Text v) { o.from = ToTime(v); }},
     {"--until", "TIME", "", "timeline", "End so long behind the first step",
      [](Options& o, Text v) { o.until = ToTime(v); }},
+    {"--threshold", "TIME", "", "timeline", "In a diff: what is less is noise (default: 10ms, and 10% of what it was)",
+     [](Options& o, Text v) { o.threshold = ToTime(v); }},
 
     {"--for", "STATE", "running|stopped", "wait", "running (default) or stopped",
      [](Options& o, Text v) { o.isForStopped = v == "stopped"; }},
@@ -213,7 +215,13 @@ const std::vector<Verb> kVerbs{
      "application that was ready last in the boot.\n\n"
      "  grpctl critical-chain planner\n"
      "  grpctl critical-chain --trace-file /var/log/rover.trace", RunCriticalChain},
-    {"timeline", "", 0, 0, false, "Draw what the group has done as a picture", "", RunTimeline},
+    {"timeline", "[diff BEFORE [AFTER]]", 0, 3, false, "Draw what the group has done as a picture, or compare two boots",
+     "Writes SVG: a row for each application, from the first step that was kept. A diff compares\n"
+     "trace files, or one with the running owner: exit code 1 when a start, or the boot, is slower\n"
+     "than before, has failed or is missing.\n\n"
+     "  grpctl timeline > boot.svg\n"
+     "  grpctl timeline --format trace > monday.trace\n"
+     "  grpctl timeline diff monday.trace --threshold 50ms", RunTimeline},
     {"watch", "[NAME...]", 0, kAnyNumber, false, "Show what happens, as it happens",
      "First how things stand, then one line for each change, until Ctrl-C; with --json one object\n"
      "for each step of the owner. What was missed is told. Ends with 7 when the owner ends.",

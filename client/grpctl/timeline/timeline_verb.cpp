@@ -2,16 +2,21 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <string>
 
 #include "client/grpctl/failure.h"
 #include "client/grpctl/screen.h"
 #include "client/grpctl/timeline/chain.h"
 #include "client/grpctl/timeline/chrome.h"
+#include "client/grpctl/timeline/diff_verb.h"
 #include "client/grpctl/timeline/picture.h"
 #include "client/grpctl/timeline/story.h"
+#include "client/grpctl/timeline/trace_copy.h"
 #include "client/grpctl/trace_reader.h"
 #include "client/grpctl/verb_runs.h"
+#include "platform/linux/utf8.h"
 
 namespace GrpCtl {
 
@@ -22,10 +27,12 @@ using Timeline::Story;
 
 void RefuseTerminal(const Options& options) {
     if (isatty(STDOUT_FILENO) == 1) {
-        throw Failure{kWrongUsage, "a picture is nothing for a terminal", "",
-                      options.isForChrome
-                          ? "write it to a file: grpctl timeline --format chrome > boot.json"
-                          : "write it to a file: grpctl timeline > boot.svg"};
+        const bool isPicture = options.timelineFormat == "svg";
+        throw Failure{kWrongUsage, "this is nothing to read on a terminal", "",
+                      "write it to a file: grpctl timeline " +
+                          (isPicture ? "> boot.svg"
+                                     : "--format " + options.timelineFormat + " > boot." +
+                                           (options.timelineFormat == "trace" ? "trace" : "json"))};
     }
 }
 
@@ -47,14 +54,27 @@ void Clip(Story& story, const Options& options) {
 }  // namespace
 
 int RunTimeline(const Options& options) {
+    if (!options.operands.empty()) {
+        if (options.operands.front() != "diff") {
+            throw Failure{
+                kWrongUsage,
+                GrpOwnerLinux::Quote(options.operands.front()) + " is no part of `timeline`", "",
+                "it draws the whole group, or compares: timeline diff BEFORE [AFTER]"};
+        }
+        return Timeline::RunDiff(options);
+    }
     RefuseTerminal(options);
+    if (options.timelineFormat == "trace") {
+        Timeline::CopyTrace(options);
+        return kDone;
+    }
     Story story = Timeline::Tell(ReadTrace(options));
     if (story.rows.empty()) {
         throw Failure{kFailed, "there is nothing to draw: the trace tells of no application", "",
                       ""};
     }
     Clip(story, options);
-    if (options.isForChrome) {
+    if (options.timelineFormat == "chrome") {
         PutJsonLine(Timeline::ToChrome(story));
     } else {
         Put(Timeline::Draw(story, Timeline::ChainOfBoot(story)));

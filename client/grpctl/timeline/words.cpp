@@ -60,7 +60,7 @@ std::string ShowTime(int64_t length) {
 }
 
 std::string ShowChange(int64_t length) {
-    return length < 0 ? ShowTime(length) : "+" + ShowTime(length);
+    return length <= 0 ? ShowTime(length) : "+" + ShowTime(length);
 }
 
 double ToMilliseconds(int64_t length) {

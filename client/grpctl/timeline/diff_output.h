@@ -1,0 +1,15 @@
+#pragma once
+// How a comparison is shown.
+
+#include <string>
+
+#include "client/grpctl/json_output.h"
+#include "client/grpctl/screen.h"
+#include "client/grpctl/timeline/diff.h"
+
+namespace GrpCtl::Timeline {
+
+std::string TextOf(const Comparison& comparison, const Noise& noise, const Screen& screen);
+Json JsonOf(const Comparison& comparison);
+
+}  // namespace GrpCtl::Timeline
