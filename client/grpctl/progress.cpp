@@ -34,6 +34,10 @@ bool AreOnePlace(int left, int right) {
            leftFile.st_dev == rightFile.st_dev && leftFile.st_ino == rightFile.st_ino;
 }
 
+bool IsForPeople(const Options& options) {
+    return options.format == Format::kText || options.format == Format::kWide;
+}
+
 ProgressForm FormFor(const Options& options) {
     if (options.progress != ProgressForm::kAuto) {
         return options.progress;
@@ -46,13 +50,7 @@ ProgressForm FormFor(const Options& options) {
         return ProgressForm::kTerminal;
     }
     // A program that reads the result may read standard error with it.
-    const bool isForPeople = options.format == Format::kText || options.format == Format::kWide;
-    return isForPeople ? ProgressForm::kPlain : ProgressForm::kNone;
-}
-
-bool IsReportBeside(const Options& options) {
-    const bool isText = options.format == Format::kText || options.format == Format::kWide;
-    return isText && !options.isQuiet && AreOnePlace(STDOUT_FILENO, STDERR_FILENO);
+    return IsForPeople(options) ? ProgressForm::kPlain : ProgressForm::kNone;
 }
 
 std::string TraceBeside(const std::string& ownerSocket) {
@@ -70,18 +68,19 @@ int64_t MonotonicNow() {
 }
 
 Progress::Progress(const Options& options, const std::string& ownerSocket, Subject subject)
-    : isReportBeside_(IsReportBeside(options)),
+    : isReportBeside_(IsForPeople(options) && !options.isQuiet &&
+                      AreOnePlace(STDOUT_FILENO, STDERR_FILENO)),
       model_(subject.request, std::move(subject.tasks), getpid()) {
     const ProgressForm form = FormFor(options);
     if (form == ProgressForm::kNone || !Connect(ownerSocket)) {
         return;
     }
-    const bool isKept = !isReportBeside_;
-    const bool isErased = options.format == Format::kJson && isatty(STDOUT_FILENO) == 1;
+    // A result that is no report, such as JSON, is not to stand below a picture of it.
+    const bool isPictureKept = options.isQuiet || !AreOnePlace(STDOUT_FILENO, STDERR_FILENO);
     isPlain_ = form == ProgressForm::kPlain;
     sink_ = form == ProgressForm::kTerminal
-                ? MakeTerminalSink(subject.headline, options.color, isKept && !isErased)
-            : isPlain_ ? MakePlainSink(model_, subject.headline, isKept)
+                ? MakeTerminalSink(subject.headline, options.color, isPictureKept)
+            : isPlain_ ? MakePlainSink(model_, subject.headline, !isReportBeside_)
                        : MakeJsonSink(options.verb);
     thread_ = std::thread([this] { Run(); });
 }

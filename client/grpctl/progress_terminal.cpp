@@ -96,10 +96,13 @@ public:
         }
     }
 
-    // Of a request that was refused there is nothing to see.
+    // Of a request that was refused there is nothing to see. Else the lines stay, and the echo of
+    // Ctrl-C below them goes: a message will stand there.
     void Abandon(ProgressModel& model) override {
         if (!model.HasBegun()) {
             Write(area_.Erase());
+        } else if (!area_.IsEmpty()) {
+            Write("\r\033[K");
         }
     }
 
