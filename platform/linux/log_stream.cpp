@@ -74,27 +74,53 @@ bool WritePiecesAtOnce(int fd, std::string_view head, std::string_view text) {
            static_cast<ssize_t>(head.size() + text.size());
 }
 
-// Without waiting, without a signal and without a look whether there is room: most lines need no
-// more. What the descriptor is, is asked each time: a daemon may put another one in its place.
-bool WriteAtOnce(int fd, std::string_view head, std::string_view text) {
+}  // namespace
+
+LogStream::Kind LogStream::KindOf(int fd) {
     struct stat status {};
     if (fstat(fd, &status) != 0) {
-        return false;
+        return Kind::kOther;
     }
     if (S_ISSOCK(status.st_mode)) {
-        return SendPieces(fd, MSG_DONTWAIT, head, text);
+        return Kind::kSocket;
     }
     if (S_ISFIFO(status.st_mode)) {
-        return IsPipeSignalIgnored() && WritePiecesAtOnce(fd, head, text);
+        return IsPipeSignalIgnored() ? Kind::kPipe : Kind::kOther;
     }
     const bool isNeverFull = S_ISREG(status.st_mode) ||
                              (S_ISCHR(status.st_mode) && major(status.st_rdev) == kMemoryDevices);
-    return isNeverFull && WritePieces(fd, head, text);
+    return isNeverFull ? Kind::kNeverFull : Kind::kOther;
 }
 
-}  // namespace
+// A daemon may put another one in its place, so it is asked again, but not for each of the lines
+// that come within one tick of the kernel's clock.
+LogStream::Kind LogStream::KindNow() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    const int64_t tick = now.tv_sec * int64_t{1000000000} + now.tv_nsec;
+    if (lookedAt_ != tick) {
+        kind_ = KindOf(fd_);
+        lookedAt_ = tick;
+    }
+    return kind_;
+}
 
-// Only a pipe needs its signal held.
+// Most lines need no more: no wait, no signal and no look whether there is room.
+bool LogStream::WriteAtOnce(std::string_view head, std::string_view text) {
+    switch (KindNow()) {
+        case Kind::kSocket:
+            return SendPieces(fd_, MSG_DONTWAIT, head, text);
+        case Kind::kPipe:
+            return WritePiecesAtOnce(fd_, head, text);
+        case Kind::kNeverFull:
+            return WritePieces(fd_, head, text);
+        case Kind::kOther:
+            break;
+    }
+    return false;
+}
+
+// Only a pipe needs its signal held. What the descriptor is, is asked each time.
 bool WriteWithoutSignal(int fd, std::string_view head, std::string_view text) {
     struct stat status {};
     if (fstat(fd, &status) == 0) {
@@ -120,7 +146,7 @@ bool LogStream::WriteNow(std::string_view head, std::string_view text) const {
 }
 
 void LogStream::Write(std::string_view head, std::string_view text) {
-    if (lostLines_ == 0 && WriteAtOnce(fd_, head, text)) {
+    if (lostLines_ == 0 && WriteAtOnce(head, text)) {
         return;
     }
     std::lock_guard<std::mutex> lock(mutex_);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <mutex>
 #include <string_view>
 
@@ -19,12 +20,19 @@ public:
     void Write(std::string_view head, std::string_view text);
 
 private:
+    /// What a line can be written to without a look whether there is room.
+    enum class Kind { kOther, kSocket, kPipe, kNeverFull };
+    static Kind KindOf(int fd);
+    Kind KindNow();
+    bool WriteAtOnce(std::string_view head, std::string_view text);
     bool HasRoom() const;
     bool WriteNow(std::string_view head, std::string_view text) const;
 
     const int fd_;
     std::mutex mutex_;
     std::atomic<unsigned long> lostLines_{0};  // since the last one that was written
+    std::atomic<Kind> kind_{Kind::kOther};
+    std::atomic<int64_t> lookedAt_{-1};  // on the clock of KindNow
 };
 
 /// Writes in one piece; a closed pipe fails the write and nothing else.
