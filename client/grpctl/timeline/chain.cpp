@@ -91,8 +91,17 @@ int64_t BootBegin(const Story& story) {
     return request ? story.requests[*request].begin : story.phases[*move.phase].begin;
 }
 
+std::vector<std::string> NamesOf(const Story& story, const Chain& chain) {
+    std::vector<std::string> names;
+    for (auto link = chain.rbegin(); link != chain.rend(); ++link) {
+        names.push_back(story.rows[story.moves[link->move].row].name);
+    }
+    return names;
+}
+
 int64_t LengthOf(const Story& story, const Move& move) {
-    return (move.done == 0 ? story.end : move.done) - move.begin;
+    const int64_t end = move.done != 0 ? move.done : move.failed != 0 ? move.failed : story.end;
+    return end - move.begin;
 }
 
 }  // namespace GrpCtl::Timeline

@@ -37,6 +37,9 @@ int64_t BootBegin(const Story& story);
 /// The place of the request that a move belongs to.
 std::optional<size_t> RequestOf(const Story& story, const Move& move);
 
+/// The names along a chain, in the order of their starts.
+std::vector<std::string> NamesOf(const Story& story, const Chain& chain);
+
 /// For how long it started; until now when it still does.
 int64_t LengthOf(const Story& story, const Move& move);
 

@@ -45,8 +45,8 @@ Line LineOf(const Story& story, const Link& link) {
     const Move& move = story.moves[link.move];
     Line line;
     line.head = PrintableLine(story.rows[move.row].name) + " ";
-    if (move.isFailed) {
-        line.head += "failed ";
+    if (move.failed != 0) {
+        line.head += "failed " + At(story, move.failed) + " ";
     } else if (move.done == 0) {
         line.head += "not running yet ";
     } else {
@@ -133,7 +133,7 @@ Json JsonOf(const Story& story, const Chain& chain) {
         at("runningMs", move.done);
         json["tookMs"] = ToMilliseconds(LengthOf(story, move));
         json["pid"] = move.pid > 0 ? Json(move.pid) : Json();
-        json["failed"] = move.isFailed;
+        json["failed"] = move.failed != 0;
         json["ranAlready"] = !link.isCause;
         links.push_back(std::move(json));
     }

@@ -34,17 +34,15 @@ Starts FirstStarts(const Story& story, const Chain& boot) {
     return starts;
 }
 
-std::vector<std::string> NamesOf(const Story& story, const Chain& chain) {
-    std::vector<std::string> names;
-    for (auto link = chain.rbegin(); link != chain.rend(); ++link) {
-        names.push_back(story.rows[story.moves[link->move].row].name);
-    }
-    return names;
-}
-
 std::optional<int64_t> BootLength(const Story& story, const Chain& chain) {
     return chain.empty() ? std::nullopt
                          : std::optional(story.moves[chain.front().move].done - BootBegin(story));
+}
+
+bool HasFailed(const Story& story, const Chain& boot) {
+    const auto request =
+        boot.empty() ? std::nullopt : RequestOf(story, story.moves[boot.front().move]);
+    return boot.empty() || (request && story.requests[*request].isDone == false);
 }
 
 Verdict Judge(int64_t before, int64_t after, const Noise& noise) {
@@ -101,7 +99,9 @@ Comparison Compare(const Story& before, const Story& after, const Noise& noise) 
     comparison.chainAfter = NamesOf(after, chainAfter);
     comparison.bootBefore = BootLength(before, chainBefore);
     comparison.bootAfter = BootLength(after, chainAfter);
-    if (comparison.bootBefore && comparison.bootAfter) {
+    if (HasFailed(after, chainAfter) && !HasFailed(before, chainBefore)) {
+        comparison.boot = Verdict::kFailed;
+    } else if (comparison.bootBefore && comparison.bootAfter) {
         comparison.boot = Judge(*comparison.bootBefore, *comparison.bootAfter, noise);
     }
     const Starts startsBefore = FirstStarts(before, chainBefore);

@@ -75,20 +75,9 @@ TableRow RowOf(const std::string& name, const std::optional<int64_t>& before,
             {std::string(WordOf(verdict)), StyleOf(verdict)}};
 }
 
-// A long chain is shown by its ends.
-std::string ChainLine(const std::vector<std::string>& names, const Screen& screen) {
-    constexpr size_t kEnds = 3;
-    std::string line;
-    for (size_t i = 0; i < names.size(); ++i) {
-        const bool isLong = names.size() > 2 * kEnds + 1;
-        if (isLong && i == kEnds) {
-            line += (screen.isUtf8 ? " → … " : " -> ... ") +
-                    std::to_string(names.size() - 2 * kEnds) + " more";
-            i = names.size() - kEnds;
-        }
-        line += (line.empty() ? "" : screen.isUtf8 ? " → " : " -> ") + PrintableLine(names[i]);
-    }
-    return line.empty() ? "-" : line;
+std::string ChainLine(const std::string& title, const std::vector<std::string>& names,
+                      const Screen& screen) {
+    return title + JoinChain(names, screen.isUtf8, screen.width - title.size() - 1) + "\n";
 }
 
 std::string Foot(const Comparison& comparison, const Noise& noise) {
@@ -135,11 +124,11 @@ std::string TextOf(const Comparison& comparison, const Noise& noise, const Scree
         text += "\n";
     }
     if (isMoved) {
-        text += "critical chain before: " + ChainLine(comparison.chainBefore, screen) + "\n";
+        text += ChainLine("critical chain before: ", comparison.chainBefore, screen);
     }
     if (isMoved || isCriticalShown) {
-        text += std::string("critical chain") + (isMoved ? " after:  " : ": ") +
-                ChainLine(comparison.chainAfter, screen) + "\n";
+        text += ChainLine(isMoved ? "critical chain after:  " : "critical chain: ",
+                          comparison.chainAfter, screen);
     }
     const std::string foot = Foot(comparison, noise);
     return text + (foot.empty() ? "" : "\n" + foot);

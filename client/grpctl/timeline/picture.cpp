@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
+#include <map>
 #include <set>
 #include <vector>
 
@@ -166,18 +167,9 @@ private:
         y_ += 12;
     }
 
-    // The first and the last names when there is no room for all.
     void PaintChainLine() {
         constexpr size_t kMost = 125;
-        std::string names;
-        for (auto link = chain_.rbegin(); link != chain_.rend(); ++link) {
-            names += (names.empty() ? "" : " → ") + story_.rows[story_.moves[link->move].row].name;
-        }
-        const std::string& last = story_.rows[story_.moves[chain_.front().move].row].name;
-        if (names.size() > kMost) {
-            names =
-                Cut(names, kMost - std::min(kMost / 2, last.size() + 4)) + " → " + Cut(last, 70);
-        }
+        const std::string names = JoinChain(NamesOf(story_, chain_), true, kMost);
         out_.Raw("<text x=\"" + Coordinate(kMargin) + "\" y=\"" + Coordinate(y_) +
                  "\" class=\"legend\"><tspan class=\"main\">Critical chain</tspan> " +
                  EscapeXml(names) + "</text>\n");
@@ -211,6 +203,7 @@ private:
         const Band& band = story_.requests[index];
         const bool isFailed = band.isDone.has_value() && !*band.isDone;
         const std::string title = TitleOf(story_, band);
+        const std::string words = band.words + (isFailed ? " failed" : "");
         out_.Rect(isFailed ? "failed" : "request", x, y, width, 18, title);
         for (const Band& phase : story_.phases) {
             if (phase.request == index && IsVisible(story_, phase.begin, phase.end)) {
@@ -219,10 +212,10 @@ private:
                           std::max(scale_.X(phase.end) - begin, 2.0), 3, TitleOf(story_, phase));
             }
         }
-        const double textWidth = WidthOf(band.words, kSmallFont);
+        const double textWidth = WidthOf(words, kSmallFont);
         // At the right edge it stands before what it belongs to.
         const double at = x + textWidth + 8 > right_ ? x - textWidth - 2 : x + 5;
-        out_.Text("small", at, y + 12, band.words, title);
+        out_.Text("small", at, y + 12, words, title);
     }
 
     void PaintAxis(double axis) {
@@ -355,28 +348,42 @@ private:
         }
     }
 
-    // Marks that would lie on one another are one, with a number.
+    // Marks that would lie on one another become one of each kind, with a number.
     void PaintMarks(size_t row) {
         constexpr double kRoom = 7;
         const std::vector<Mark>& marks = story_.rows[row].marks;
         for (size_t i = 0; i < marks.size();) {
+            size_t next = i + 1;
             const double x = scale_.X(marks[i].when);
-            std::string title;
-            size_t next = i;
-            for (; next < marks.size() && scale_.X(marks[next].when) - x < kRoom; ++next) {
-                constexpr size_t kMostLines = 8;
-                if (next - i < kMostLines) {
-                    title += (title.empty() ? "" : "\n") + TitleOf(story_, row, marks[next]);
-                }
+            while (next < marks.size() && scale_.X(marks[next].when) - x < kRoom) {
+                ++next;
             }
             if (IsVisible(story_, marks[i].when, marks[i].when)) {
-                shapes_.insert(marks[i].kind);
-                out_.Use(ShapeOf(marks[i].kind), x, RowMiddle(row), title);
-                if (next - i > 1 && form_.height >= kRoomForLabels) {
-                    out_.Text("small", x + 6, RowMiddle(row) - 3, std::to_string(next - i));
-                }
+                PaintMarksAt(row, x, i, next);
             }
             i = next;
+        }
+    }
+
+    void PaintMarksAt(size_t row, double x, size_t first, size_t end) {
+        constexpr size_t kMostLines = 8;
+        constexpr double kDistance = 12;
+        std::map<MarkKind, size_t> counts;
+        std::string title;
+        for (size_t i = first; i < end; ++i) {
+            const Mark& mark = story_.rows[row].marks[i];
+            ++counts[mark.kind];
+            if (i - first < kMostLines) {
+                title += (title.empty() ? "" : "\n") + TitleOf(story_, row, mark);
+            }
+        }
+        for (const auto& [kind, count] : counts) {
+            shapes_.insert(kind);
+            out_.Use(ShapeOf(kind), x, RowMiddle(row), title);
+            x += kDistance;
+            if (count > 1 && form_.height >= kRoomForLabels) {
+                out_.Text("took", x - kDistance / 2, RowMiddle(row) - 3, std::to_string(count));
+            }
         }
     }
 
@@ -407,8 +414,12 @@ private:
 
     void PaintQuiets(double axis) {
         for (const Quiet& quiet : scale_.Quiets()) {
-            const std::string words = ShowTime(quiet.end - quiet.begin);
-            const std::string title = words + " in which nothing changed, not shown at its length";
+            const int64_t length = quiet.end - quiet.begin;
+            const std::string words = ShowTime(
+                length < Milliseconds(10000) ? length / Milliseconds(10) * Milliseconds(10)
+                                             : length / Milliseconds(1000) * Milliseconds(1000));
+            const std::string title =
+                ShowTime(length) + " in which nothing changed, not shown at its length";
             out_.Rect("quiet", quiet.x, top_ - 4, quiet.width, bottom_ - top_ + 8, title);
             std::string lines;
             for (const double x : {quiet.x, quiet.x + quiet.width}) {
@@ -416,7 +427,7 @@ private:
                          Coordinate(bottom_ + 4);
             }
             out_.Path("cut", lines);
-            out_.Text("faint tick", quiet.x + quiet.width / 2, axis, words, title);
+            out_.Text("faint tick quiet-time", quiet.x + quiet.width / 2, axis, words, title);
         }
     }
 

@@ -47,6 +47,7 @@ constexpr char kShapes[] =
 .title{font-size:17px;font-weight:600}
 .faint,.legend{font-size:12px}
 .tick{font-size:11px;text-anchor:middle}
+.quiet-time{font-style:italic}
 .small,.took{font-size:10.5px}
 .took{stroke-width:3;stroke-linejoin:round;paint-order:stroke}
 .main{font-weight:600}

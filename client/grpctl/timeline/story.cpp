@@ -235,7 +235,7 @@ private:
         if (step.error == 0) {
             move->sent = step.time;
         } else {
-            move->isFailed = true;
+            move->failed = step.time;
         }
     }
 
@@ -306,7 +306,7 @@ private:
             move->done = step.time;
             move->pid = step.pid > 0 ? step.pid : move->pid;
         } else if (move != nullptr && to == AppStateType::TERMINATED) {
-            move->isFailed = true;
+            move->failed = step.time;
         }
         if (to == AppStateType::RUNNING || to == AppStateType::TERMINATED) {
             lastMove_[row] = current_[row].move ? current_[row].move : lastMove_[row];
@@ -346,8 +346,8 @@ private:
             return;
         }
         results_[step.sequence] = *move;
-        if (step.result != AppChangeState::SUCCESS) {
-            story_.moves[*move].isFailed = true;
+        if (step.result != AppChangeState::SUCCESS && story_.moves[*move].failed == 0) {
+            story_.moves[*move].failed = step.time;
         }
     }
 

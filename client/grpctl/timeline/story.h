@@ -60,7 +60,7 @@ struct Move {
     int64_t said = 0;  // by itself: it is ready
     int64_t done = 0;
     int32_t pid = -1;
-    bool isFailed = false;
+    int64_t failed = 0;  // when it was known to fail
 
     bool IsStart() const { return what != ProcMgr::OptionType::TERM; }
 };

@@ -40,8 +40,13 @@ std::string TitleOf(const Story& story, const Chain& chain) {
     }
     const Move& last = story.moves[chain.front().move];
     const auto request = RequestOf(story, last);
-    return story.owner + ": " + (request ? story.requests[*request].words : "start") + " in " +
-           ShowTime(last.done - BootBegin(story));
+    const std::string what = request ? story.requests[*request].words : "start";
+    if (request && story.requests[*request].isDone != true) {
+        const Band& band = story.requests[*request];
+        return story.owner + ": " + what + (band.isDone ? " failed after " : " goes on for ") +
+               ShowTime(band.end - band.begin);
+    }
+    return story.owner + ": " + what + " in " + ShowTime(last.done - BootBegin(story));
 }
 
 std::string TitleOf(const Story& story, const Band& band) {

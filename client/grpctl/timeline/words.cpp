@@ -8,6 +8,7 @@
 
 #include "client/grpctl/duration.h"
 #include "client/grpctl/process_ends.h"
+#include "platform/linux/utf8.h"
 
 namespace GrpCtl::Timeline {
 
@@ -64,7 +65,28 @@ std::string ShowChange(int64_t length) {
 }
 
 double ToMilliseconds(int64_t length) {
-    return static_cast<double>(length / kMicrosecond) / 1000;
+    const int64_t microseconds = length / kMicrosecond;
+    return static_cast<double>(microseconds) / 1000;
+}
+
+std::string JoinChain(const std::vector<std::string>& names, bool isUtf8, size_t most) {
+    constexpr size_t kMostEnds = 3;
+    const std::string arrow = isUtf8 ? " → " : " -> ";
+    for (size_t ends = names.size(); ends > 0; ends = std::min(ends - 1, kMostEnds)) {
+        std::string line;
+        for (size_t i = 0; i < names.size(); ++i) {
+            const size_t left = names.size() - std::min(2 * ends, names.size());
+            if (i == ends && left > 1) {
+                line += arrow + (isUtf8 ? "… " : "... ") + std::to_string(left) + " more";
+                i += left;
+            }
+            line += (line.empty() ? "" : arrow) + GrpOwnerLinux::PrintableLine(names[i]);
+        }
+        if (ends == 1 || GrpOwnerLinux::CountCharacters(line) <= most) {
+            return line;
+        }
+    }
+    return "-";
 }
 
 std::string ReasonWords(uint32_t reason) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "grpowner/enumerations.h"
 #include "grpowner/trace.h"
@@ -25,6 +26,9 @@ std::string ShowChange(int64_t length);
 
 /// Milliseconds with three digits behind the point, for JSON.
 double ToMilliseconds(int64_t length);
+
+/// "logger → clock → camera"; of a chain with more characters than that, the ends.
+std::string JoinChain(const std::vector<std::string>& names, bool isUtf8, size_t most);
 
 /// Why a process ended or did not start, by the number that the process manager gives: "SIGSEGV",
 /// "exit status 3". Empty: it means nothing.
