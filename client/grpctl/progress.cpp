@@ -155,6 +155,7 @@ bool Progress::TakeAll(milliseconds timeout, int wakeFd) {
         }
         if (const auto* const step = std::get_if<TraceStep>(&*item)) {
             model_.Take(*step);
+            (void)sink_->Update(model_);  // each stage is seen; when to come again is asked below
         } else if (const auto* const gap = std::get_if<TraceGap>(&*item)) {
             model_.TakeGap(gap->missed);
         }

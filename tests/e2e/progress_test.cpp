@@ -51,7 +51,7 @@ TEST_F(Progress, PaintsInPlaceInAnyWindow) {
          24,
          {"Starting 0/2", "late0   starting", "waiting for READY=1", "top0    waiting",
           "for late0"},
-         {"Started 2/2", "late   running", "top    running"}},
+         {"Started 2/2", "late0   running", "top0    running"}},
         {40,
          8,
          {"Starting 0/2", "late1 starting", "for READY=1", "top1  waiting  for late1"},
