@@ -11,6 +11,7 @@ namespace {
 
 namespace Seeded = ProcMgr::Seeded;
 using GrpOwnerRecording::Escape;
+using GrpOwnerRecording::FieldReader;
 using ProcMgr::AppReportState;
 using ProcMgr::ProcMgrGrpOwner;
 
@@ -82,6 +83,55 @@ constexpr Asked kAsked[] = {
     {"IAMRegisterService", "serve-file", Asked::About::kName},
 };
 
+ProcMgrGrpOwner& Owner() {
+    return ProcMgrGrpOwner::GetInstance();
+}
+
+int Configure(FieldReader& fields) {
+    ProcMgr::GrpOwnerCfg cfg;
+    cfg.startupEntry = fields.Text();
+    cfg.spareName = fields.Text();
+    cfg.ssResFileName = fields.Text();
+    cfg.enableEvent = fields.Get<int>() != 0;
+    cfg.enableSsServer = fields.Get<int>() != 0;
+    cfg.logOutput = fields.Get<uint64_t>();
+    return Owner().GrpOwnerConfig(cfg);
+}
+
+int OpenTrace(FieldReader& fields) {
+    ProcMgr::OwnerTrace::Open(fields.Get<size_t>(), {});
+    return 0;
+}
+
+int ReportState(FieldReader& fields) {
+    const std::string name = fields.Text();
+    const int pid = fields.Get<int>();
+    return Owner().ReportAppStateFromApp(name, pid,
+                                         static_cast<AppReportState>(fields.Get<uint32_t>()));
+}
+
+int ReportEvent(FieldReader& fields) {
+    const std::string bytes = fields.Bytes();
+    return Owner().ReportEventFromApp(reinterpret_cast<const unsigned char*>(bytes.data()),
+                                      static_cast<unsigned>(bytes.size()));
+}
+
+int Change(FieldReader& fields) {
+    const std::vector<std::string> term = fields.Texts();
+    const std::vector<std::string> start = fields.Texts();
+    std::map<std::string, bool> results;
+    return Owner().ChangeAppState(term, start, fields.Texts(), results);
+}
+
+int QueryInfo(FieldReader& fields) {
+    ProcMgr::ApplicationInfo info;
+    return Owner().QueryAppInfo(fields.Text(), info);
+}
+
+bool Agrees(const Entry* got) {
+    return got != nullptr && FieldReader(got->fields).Get<int>() != 0;
+}
+
 // The end of the run comes first.
 [[noreturn]] void WaitForEver() {
     for (;;) {
@@ -90,6 +140,32 @@ constexpr Asked kAsked[] = {
 }
 
 }  // namespace
+
+/// What the host has called, by its name in a recording.
+struct Player::HostCall {
+    std::string_view what;
+    int (*make)(Player& player, FieldReader& fields);
+};
+
+// clang-format off
+constexpr Player::HostCall Player::kHostCalls[] = {
+    {"instance",         [](Player&, FieldReader&) { (void)Owner(); return 0; }},
+    {"config",           [](Player&, FieldReader& fields) { return Configure(fields); }},
+    {"subscribe-system", [](Player& player, FieldReader&) { return player.SubscribeSystemState(); }},
+    {"subscribe-app",    [](Player& player, FieldReader&) { return player.SubscribeAppState(); }},
+    {"enable",           [](Player&, FieldReader&) { return Owner().GrpOwnerEnable(); }},
+    {"disable",          [](Player&, FieldReader&) { return Owner().GrpOwnerDisable(); }},
+    {"start-base",       [](Player&, FieldReader&) { return Owner().StartAutoStartApp() ? 1 : 0; }},
+    {"self-state",       [](Player&, FieldReader& fields) { return Owner().ReportSelfStateToPm(fields.Get<int>() != 0); }},
+    {"trace",            [](Player&, FieldReader& fields) { return OpenTrace(fields); }},
+    {"app-report",       [](Player&, FieldReader& fields) { return ReportState(fields); }},
+    {"app-event",        [](Player&, FieldReader& fields) { return ReportEvent(fields); }},
+    {"exists",           [](Player&, FieldReader& fields) { return Owner().CheckAppExisted(fields.Text()) ? 1 : 0; }},
+    {"info",             [](Player&, FieldReader& fields) { return QueryInfo(fields); }},
+    {"restart",          [](Player&, FieldReader& fields) { return Owner().GrpOwnerRestartApp(fields.Text()); }},
+    {"change",           [](Player&, FieldReader& fields) { return Change(fields); }},
+};
+// clang-format on
 
 Player::Player(const Recording& recording, std::function<void(const std::string& line)> tell)
     : tell_(std::move(tell)), script_(recording.entries) {
@@ -176,65 +252,26 @@ Player::FieldWriter Player::CallFile(const Entry& entry) {
 
 Player::FieldWriter Player::CallOwner(const Entry& entry) {
     FieldReader fields(entry.fields);
-    ProcMgrGrpOwner& owner = ProcMgrGrpOwner::GetInstance();
-    const std::string& what = entry.what;
-    int result = 0;
-    if (what == "config") {
-        ProcMgr::GrpOwnerCfg cfg;
-        cfg.startupEntry = fields.Text();
-        cfg.spareName = fields.Text();
-        cfg.ssResFileName = fields.Text();
-        cfg.enableEvent = fields.Get<int>() != 0;
-        cfg.enableSsServer = fields.Get<int>() != 0;
-        cfg.logOutput = fields.Get<uint64_t>();
-        result = owner.GrpOwnerConfig(cfg);
-    } else if (what == "subscribe-system") {
-        result = owner.SubscribeSystemState([this](int state, int timeout) {
-            const Entry* got = Ask("system-state", FieldWriter()(state)(timeout));
-            return got != nullptr && FieldReader(got->fields).Get<int>() != 0;
-        });
-    } else if (what == "subscribe-app") {
-        result =
-            owner.SubscribeAppState([this](const std::string& name, int pid, AppReportState state) {
-                const Entry* got =
-                    Ask("app-state", FieldWriter()(name)(pid)(static_cast<uint32_t>(state)));
-                return got != nullptr && FieldReader(got->fields).Get<int>() != 0;
-            });
-    } else if (what == "enable") {
-        result = owner.GrpOwnerEnable();
-    } else if (what == "disable") {
-        result = owner.GrpOwnerDisable();
-    } else if (what == "start-base") {
-        result = owner.StartAutoStartApp() ? 1 : 0;
-    } else if (what == "self-state") {
-        result = owner.ReportSelfStateToPm(fields.Get<int>() != 0);
-    } else if (what == "trace") {
-        ProcMgr::OwnerTrace::Open(fields.Get<size_t>(), {});
-    } else if (what == "app-report") {
-        const std::string name = fields.Text();
-        const int pid = fields.Get<int>();
-        result = owner.ReportAppStateFromApp(name, pid,
-                                             static_cast<AppReportState>(fields.Get<uint32_t>()));
-    } else if (what == "app-event") {
-        const std::string bytes = fields.Bytes();
-        result = owner.ReportEventFromApp(reinterpret_cast<const unsigned char*>(bytes.data()),
-                                          static_cast<unsigned>(bytes.size()));
-    } else if (what == "exists") {
-        result = owner.CheckAppExisted(fields.Text()) ? 1 : 0;
-    } else if (what == "info") {
-        ProcMgr::ApplicationInfo info;
-        result = owner.QueryAppInfo(fields.Text(), info);
-    } else if (what == "restart") {
-        result = owner.GrpOwnerRestartApp(fields.Text());
-    } else if (what == "change") {
-        const std::vector<std::string> term = fields.Texts();
-        const std::vector<std::string> start = fields.Texts();
-        std::map<std::string, bool> results;
-        result = owner.ChangeAppState(term, start, fields.Texts(), results);
-    } else if (what != "instance") {
-        Differ(&entry, Describe(entry), "nobody knows what that is");
+    for (const HostCall& call : kHostCalls) {
+        if (call.what == entry.what) {
+            return FieldWriter()(call.make(*this, fields));
+        }
     }
-    return FieldWriter()(result);
+    Differ(&entry, Describe(entry), "nobody knows what that is");
+    return {};
+}
+
+int Player::SubscribeSystemState() {
+    return Owner().SubscribeSystemState([this](int state, int timeout) {
+        return Agrees(Ask("system-state", FieldWriter()(state)(timeout)));
+    });
+}
+
+int Player::SubscribeAppState() {
+    return Owner().SubscribeAppState(
+        [this](const std::string& name, int pid, AppReportState state) {
+            return Agrees(Ask("app-state", FieldWriter()(name)(pid)(static_cast<uint32_t>(state))));
+        });
 }
 
 void Player::OnLine(const GrpOwnerMemory::LogLine& line) {

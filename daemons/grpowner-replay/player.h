@@ -41,10 +41,15 @@ private:
     using FieldReader = GrpOwnerRecording::FieldReader;
     using FieldWriter = GrpOwnerRecording::FieldWriter;
 
+    struct HostCall;
+    static const HostCall kHostCalls[15];
+
     void PlayThread(const std::string& thread);
     FieldWriter CarryOut(const Entry& entry);
     FieldWriter CallOwner(const Entry& entry);
     FieldWriter CallFile(const Entry& entry);
+    int SubscribeSystemState();
+    int SubscribeAppState();
 
     void OnLine(const GrpOwnerMemory::LogLine& line);
     std::optional<int> OnCall(const GrpOwnerMemory::PlatformCall& call);

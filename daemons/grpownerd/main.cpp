@@ -59,7 +59,9 @@ int RunDaemon(const Options& options) {
         *std::make_unique<GrpOwnerDaemon::Host>(options, std::filesystem::canonical(runDirectory),
                                                 configuration, std::move(states.states))
              .release();
-    return host.Run();
+    const int status = host.Run();
+    GrpOwnerDaemon::EndRecording();  // before static objects end: some of them are the library's
+    return status;
 }
 
 }  // namespace
