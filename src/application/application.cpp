@@ -117,9 +117,16 @@ bool Application::Start() {
 }
 
 bool Application::Term() {
+    AppStateType after{};
+    return TermTo(after);
+}
+
+bool Application::TermTo(AppStateType& after) {
     MutexLock lock(mutex_);
     const std::shared_ptr<ApplicationState> state = state_;
-    return state->Term();
+    const bool isAccepted = state->Term();
+    after = StateTypeLocked();
+    return isAccepted;
 }
 
 bool Application::Restart() {

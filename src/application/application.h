@@ -64,6 +64,8 @@ public:
     // before it into `before`; PROCESSING means that no batch has anything to record.
     bool Start() EXCLUDES(mutex_);
     bool Term() EXCLUDES(mutex_);
+    /// @param after the state that it has left behind
+    bool TermTo(AppStateType& after) EXCLUDES(mutex_);
     bool Restart() EXCLUDES(mutex_);
     AppChangeState ReportRunningNormalStartFromProcMgr(AppStateType& before) EXCLUDES(mutex_);
     AppChangeState ReportRunningAbnormalTermTimeoutFromProcMgr(AppStateType& before)

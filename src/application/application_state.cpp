@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "src/application/application.h"
+#include "src/common/never_destroyed.h"
 #include "src/trace/trace.h"
 
 namespace ProcMgr {
@@ -20,11 +21,16 @@ bool PrintsReason(const StateCell& cell) {
 }  // namespace
 
 std::string ApplicationState::GetApplicationName() const {
+    return Name();
+}
+
+const std::string& ApplicationState::Name() const {
+    static NeverDestroyed<std::string> none;
     if (application_ == nullptr) {
         GRP_ERROR(
             "Application_state ::GetApplicationName() : curr state does not attach to  any "
             "application");
-        return {};
+        return *none;
     }
     return application_->GetAppName();
 }
@@ -41,7 +47,7 @@ AppChangeState ApplicationState::Report(const StateRow& row, StateOperation oper
 StateResult ApplicationState::Apply(const StateRow& row, StateOperation operation,
                                     uint32_t reason) {
     const StateCell& cell = row.cells[static_cast<size_t>(operation)];
-    const std::string name = GetApplicationName();
+    const std::string& name = Name();
     GRPOWNER_LOG(cell.level, "%s appName:%s%s%s", row.className, name.c_str(), cell.text,
                  PrintsReason(cell) ? std::to_string(reason).c_str() : "");
     if (!Passes(cell.guard)) {

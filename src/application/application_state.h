@@ -49,6 +49,7 @@ protected:
     AppChangeState Report(const StateRow& row, StateOperation operation, uint32_t reason = 0);
 
 private:
+    const std::string& Name() const;
     StateResult Apply(const StateRow& row, StateOperation operation, uint32_t reason);
     bool Passes(StateGuard guard);
     void MoveTo(AppStateType next);

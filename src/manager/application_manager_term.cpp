@@ -68,8 +68,10 @@ bool ApplicationManager::IsLeftToTerm() const {
 void ApplicationManager::RunTermPass(FreeRecords& free, const Dependants& dependants) {
     free.Refresh(term_.FreeNames(), Removals());
     for (const auto& [name, application] : free.records) {
-        const auto others = dependants.find(name);
-        term_.phase.Release(name, others == dependants.end() ? Names{} : others->second);
+        if (application == nullptr) {  // not offered before
+            const auto others = dependants.find(name);
+            term_.phase.Release(name, others == dependants.end() ? Names{} : others->second);
+        }
     }
     term_.SetOnTheirWay(free.records.size());
     TermNoDependsApps(free);
@@ -146,13 +148,13 @@ ApplicationManager::TermOutcome ApplicationManager::BeginTerm(
     if (application == nullptr) {
         return TermOutcome::kMissing;
     }
-    if (!application->Term()) {
+    AppStateType state{};
+    if (!application->TermTo(state)) {
         return TermOutcome::kRefused;
     }
     if (const auto end = endBeingHandled_.find(name); end != endBeingHandled_.end()) {
         end->second = true;
     }
-    const AppStateType state = application->GetAppStateType();
     const bool isDown = state == AppStateType::TERMINATED || state == AppStateType::INITSTATE;
     if (!isDown && beingSent_.count(name) > 0) {
         overtaken_.insert(name);

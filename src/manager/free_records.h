@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <set>
@@ -23,10 +22,14 @@ struct FreeRecords {
         }
         auto entry = records.begin();
         for (const std::string& name : names) {
-            while (entry != records.end() && entry->first < name) {
+            int order = -1;  // of the record to the name; most of the time both are the same
+            while (entry != records.end() && (order = entry->first.compare(name)) < 0) {
                 entry = records.erase(entry);
             }
-            entry = std::next(records.try_emplace(entry, name));
+            if (entry == records.end() || order > 0) {
+                entry = records.emplace_hint(entry, name, nullptr);
+            }
+            ++entry;
         }
         records.erase(entry, records.end());
     }
