@@ -9,9 +9,7 @@
 
 namespace GrpCtl {
 
-using ProcMgr::AppStateType;
 using ProcMgr::OptionType;
-using ProcMgr::TraceKind;
 using ProcMgr::TraceRequest;
 
 constexpr int kOwnPid = 77;
@@ -137,6 +135,7 @@ TEST(ProgressModel, ALaterPassOfAStopOfEverythingTriesAgain) {
 
 TEST(ProgressFrame, ShowsWhatMattersInAWindowOfAnySize) {
     std::vector<Task> tasks;
+    tasks.reserve(1000);
     for (int index = 0; index < 1000; ++index) {
         tasks.push_back(Make("app" + std::to_string(index), OptionType::START, {}, true));
     }
