@@ -166,6 +166,10 @@ Candidates OperandCandidates(Line& line) {
     if (BeginsWith(operands, "FILE") || BeginsWith(operands, "[FILE")) {
         return {{":files", ""}};
     }
+    if (BeginsWith(operands, "[diff ")) {
+        return line.operands.empty() ? Candidates{{"diff", "Compare two boots"}}
+                                     : Candidates{{":files", ""}};
+    }
     const size_t equals = line.typed.find('=');
     if (BeginsWith(operands, "NAME[=OPTION]") && equals != std::string::npos) {
         line.before = line.typed.substr(0, equals + 1);

@@ -61,9 +61,7 @@ Line LineOf(const Story& story, const Link& link) {
 Line RequestLine(const Story& story, const Band& request) {
     Line line;
     line.head = PrintableLine(request.words) + " " + At(story, request.begin);
-    line.details = request.pid > 0 ? "asked for by pid " + std::to_string(request.pid) + ", uid " +
-                                         std::to_string(request.uid)
-                                   : "";
+    line.details = request.asker.empty() ? "" : "asked for by " + PrintableLine(request.asker);
     line.style = Style::kFaint;
     return line;
 }

@@ -37,7 +37,7 @@ public:
 
 private:
     double Microseconds(int64_t when) const {
-        return static_cast<double>(when - story_.begin) / 1000;
+        return static_cast<double>(when - story_.origin) / 1000;
     }
 
     static size_t ThreadOf(size_t row) { return row + 1; }
@@ -74,8 +74,8 @@ private:
                 event["cat"] = name;
                 event["id"] = id;
                 event["ts"] = Microseconds(isBegin ? band.begin : band.end);
-                if (isBegin && band.pid > 0) {
-                    event["args"] = {{"pid", band.pid}, {"uid", band.uid}};
+                if (isBegin && !band.asker.empty()) {
+                    event["args"]["asked for by"] = band.asker;
                 } else if (!isBegin && band.isDone) {
                     event["args"]["success"] = *band.isDone;
                 }

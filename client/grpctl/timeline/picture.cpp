@@ -22,6 +22,7 @@ constexpr double kMargin = 20;
 constexpr double kLineHeight = 16;
 constexpr double kLaneHeight = 22;
 constexpr double kSmallFont = 10.5;
+constexpr int64_t kSecond = Milliseconds(1000);
 
 /// What the number of rows leaves for one.
 struct RowForm {
@@ -78,7 +79,6 @@ double GutterOf(const Story& story, const std::vector<size_t>& rows, double font
 }
 
 std::string DateOf(const Story& story) {
-    constexpr int64_t kSecond = Milliseconds(1000);
     const auto seconds = static_cast<time_t>((story.begin + story.utcOffset.value_or(0)) / kSecond);
     tm parts{};
     char text[64];
@@ -415,9 +415,10 @@ private:
     void PaintQuiets(double axis) {
         for (const Quiet& quiet : scale_.Quiets()) {
             const int64_t length = quiet.end - quiet.begin;
-            const std::string words = ShowTime(
-                length < Milliseconds(10000) ? length / Milliseconds(10) * Milliseconds(10)
-                                             : length / Milliseconds(1000) * Milliseconds(1000));
+            const int64_t unit = length < kSecond        ? 1
+                                 : length < 10 * kSecond ? kSecond / 100
+                                                         : kSecond;
+            const std::string words = ShowTime(length / unit * unit);
             const std::string title =
                 ShowTime(length) + " in which nothing changed, not shown at its length";
             out_.Rect("quiet", quiet.x, top_ - 4, quiet.width, bottom_ - top_ + 8, title);
@@ -456,7 +457,9 @@ private:
         std::set<Stage> stages;
         for (const size_t row : rows_) {
             for (const Span& span : story_.rows[row].spans) {
-                stages.insert(span.stage);
+                if (IsVisible(story_, span.begin, span.end)) {
+                    stages.insert(span.stage);
+                }
             }
         }
         for (const Stage stage : stages) {

@@ -112,25 +112,23 @@ std::string TickWords(int64_t time, int64_t step) {
     if (time == 0) {
         return "0";
     }
-    if (time < kSecond || time >= 60 * kSecond) {
-        std::string text = ShowTime(time);
-        if (step % Milliseconds(1) == 0 && text.size() > 4 &&
-            text.substr(text.size() - 4) == ".0ms") {
-            text.erase(text.size() - 4, 2);
-        }
-        return text;
+    if (time >= 60 * kSecond && step >= kSecond) {
+        return ShowTime(time);
     }
     // As many digits as the step has.
+    const bool isShort = time < kSecond;
+    const int64_t unit = isShort ? Milliseconds(1) : kSecond;
     int digits = 0;
-    for (int64_t part = kSecond; digits < 3 && step % part != 0; part /= 10) {
+    for (int64_t part = unit; part > 1 && step % part != 0; part /= 10) {
         ++digits;
     }
-    return ShowFixed(static_cast<double>(time) / static_cast<double>(kSecond), digits) + "s";
+    return ShowFixed(static_cast<double>(time) / static_cast<double>(unit), digits) +
+           (isShort ? "ms" : "s");
 }
 
 }  // namespace
 
-Scale::Scale(const Story& story, double left, double width) : zero_(story.begin) {
+Scale::Scale(const Story& story, double left, double width) : zero_(story.origin) {
     const std::vector<Stretch> cuts = QuietStretches(story);
     int64_t shown = story.end - story.begin;
     for (const Stretch& cut : cuts) {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "client/grpctl/timeline/words.h"
+#include "client/grpctl/trace_words.h"
 
 namespace GrpCtl::Timeline {
 
@@ -58,12 +59,15 @@ public:
         story_.utcOffset = trace.hello.utc - trace.hello.time;
         story_.missed = trace.missed;
         if (!trace.steps.empty()) {
-            story_.begin = trace.steps.front().time;
+            story_.origin = story_.begin = trace.steps.front().time;
             story_.end = trace.steps.back().time;
         }
     }
 
     Story Tell() {
+        for (const ProcessEvent& event : trace_.processes) {
+            ends_.Add(event);
+        }
         TakeOver();
         for (const TraceStep& step : trace_.steps) {
             Take(step);
@@ -155,20 +159,19 @@ private:
             return;
         }
         Band band;
-        band.words = WordOf(step.request);
+        band.words = NameOf(step.request);
         if (!step.application.empty()) {
             band.words += " of " + step.application;
         }
         band.begin = step.time;
-        band.uid = step.uid;
-        band.pid = step.pid;
+        band.asker = Requester(step, trace_.hello.pid);
         requests_[step.sequence] = story_.requests.size();
         story_.requests.push_back(std::move(band));
     }
 
     void TakePhase(const TraceStep& step) {
         Band band;
-        band.words = std::string(WordOf(step.operation)) + " of " + std::to_string(step.count);
+        band.words = WordOf(step.operation) + " of " + std::to_string(step.count);
         band.begin = step.time;
         band.request = Find(requests_, step.cause);
         band.stage = step.operation == OptionType::START  ? Stage::kStarting
@@ -314,6 +317,13 @@ private:
         }
     }
 
+    // The process manager knows more of it than its report can hold.
+    std::string EndOf(const TraceStep& report) const {
+        const ProcessEvent* const end = ends_.Find(report.application, report.pid);
+        const auto byReason = end == nullptr ? EndByReason(report) : *end;
+        return byReason ? WordsOf(*byReason) : "";
+    }
+
     void MarkEnd(size_t row, AppStateType from, const TraceStep& step) {
         if (from == AppStateType::TERMINATING) {
             return;
@@ -328,7 +338,7 @@ private:
         mark.when = step.time;
         mark.pid = step.pid > 0 ? step.pid : current_[row].pid;
         mark.words = !wasUp ? "ended before it was ready" : isCrash ? "crashed" : "ended by itself";
-        const std::string reason = isCrash ? ReasonWords(cause->reason) : "";
+        const std::string reason = isCrash ? EndOf(*cause) : "";
         mark.words += reason.empty() ? "" : ": " + reason;
         story_.rows[row].marks.push_back(std::move(mark));
     }
@@ -358,8 +368,7 @@ private:
         Mark mark;
         mark.kind = MarkKind::kNotRestarted;
         mark.when = step.time;
-        mark.words =
-            "not restarted: too many restarts within " + ShowTime(Milliseconds(step.windowMs));
+        mark.words = "not restarted: " + RefusalWords(step);
         story_.rows[RowOf(step.application)].marks.push_back(std::move(mark));
     }
 
@@ -414,6 +423,7 @@ private:
     }
 
     const Trace& trace_;
+    ProcessEnds ends_;
     Story story_;
     std::unordered_map<std::string, size_t> rows_;
     std::vector<Current> current_;                // of the rows

@@ -39,8 +39,7 @@ struct Band {
     Stage stage = Stage::kStarting;  // of a phase: what it brings about
     int64_t begin = 0;
     int64_t end = 0;
-    uint32_t uid = 0;
-    int32_t pid = 0;  // of who asked; 0: nobody knows
+    std::string asker;  // of a request
     std::optional<bool> isDone;
     std::optional<int64_t> timeOut;  // when its time was over
     std::optional<size_t> request;   // of a phase
@@ -74,7 +73,8 @@ struct Row {
 
 struct Story {
     std::string owner;
-    int64_t begin = 0;  // of the trace, or of what of it was asked for
+    int64_t origin = 0;  // of the trace: times are told from here
+    int64_t begin = 0;   // of the part that was asked for
     int64_t end = 0;
     std::optional<int64_t> utcOffset;  // what makes a time one since 1970
     uint64_t missed = 0;               // steps that the trace lacks

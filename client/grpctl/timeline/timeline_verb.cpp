@@ -38,17 +38,24 @@ void RefuseTerminal(const Options& options) {
 
 // The part that was asked for, reckoned from the beginning.
 void Clip(Story& story, const Options& options) {
-    const int64_t begin = story.begin;
     if (options.from) {
-        story.begin = begin + nanoseconds(*options.from).count();
+        story.begin = story.origin + nanoseconds(*options.from).count();
     }
     if (options.until) {
-        story.end = std::min(story.end, begin + nanoseconds(*options.until).count());
+        story.end = std::min(story.end, story.origin + nanoseconds(*options.until).count());
     }
     if (story.begin >= story.end) {
         throw Failure{kWrongUsage, "nothing lies between these times", "",
                       "--from and --until count from the first step of the trace"};
     }
+}
+
+// A picture without the boot has nothing to do with its chain.
+Timeline::Chain VisibleChain(const Story& story) {
+    Timeline::Chain chain = Timeline::ChainOfBoot(story);
+    const bool isVisible = !chain.empty() && Timeline::BootBegin(story) <= story.end &&
+                           story.moves[chain.front().move].done >= story.begin;
+    return isVisible ? chain : Timeline::Chain();
 }
 
 }  // namespace
@@ -77,7 +84,7 @@ int RunTimeline(const Options& options) {
     if (options.timelineFormat == "chrome") {
         PutJsonLine(Timeline::ToChrome(story));
     } else {
-        Put(Timeline::Draw(story, Timeline::ChainOfBoot(story)));
+        Put(Timeline::Draw(story, VisibleChain(story)));
     }
     return kDone;
 }

@@ -10,7 +10,7 @@ namespace GrpCtl::Timeline {
 namespace {
 
 std::string At(const Story& story, int64_t when) {
-    return "@" + ShowTime(when - story.begin);
+    return "@" + ShowTime(when - story.origin);
 }
 
 std::string PidWords(int32_t pid) {
@@ -26,17 +26,12 @@ std::string ReleasedBy(const Story& story, const Move& move) {
     return request ? "\nreleased by the " + story.requests[*request].words : "";
 }
 
-std::string Asker(const Band& band) {
-    return band.pid > 0 ? "\nasked for by pid " + std::to_string(band.pid) + ", uid " +
-                              std::to_string(band.uid)
-                        : "";
-}
-
 }  // namespace
 
 std::string TitleOf(const Story& story, const Chain& chain) {
     if (chain.empty()) {
-        return story.owner + ": " + ShowTime(story.end - story.begin);
+        return story.owner + ": " + ShowTime(story.begin - story.origin) + " to " +
+               ShowTime(story.end - story.origin);
     }
     const Move& last = story.moves[chain.front().move];
     const auto request = RequestOf(story, last);
@@ -59,7 +54,7 @@ std::string TitleOf(const Story& story, const Band& band) {
            (!band.isDone   ? "\nstill going on"
             : *band.isDone ? ""
                            : "\nfailed") +
-           Asker(band);
+           (band.asker.empty() ? "" : "\nasked for by " + band.asker);
 }
 
 std::string TitleOf(const Story& story, size_t row) {

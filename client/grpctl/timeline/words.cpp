@@ -3,11 +3,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <cstring>
-#include <iterator>
 
 #include "client/grpctl/duration.h"
-#include "client/grpctl/process_ends.h"
 #include "platform/linux/utf8.h"
 
 namespace GrpCtl::Timeline {
@@ -87,36 +84,6 @@ std::string JoinChain(const std::vector<std::string>& names, bool isUtf8, size_t
         }
     }
     return "-";
-}
-
-std::string ReasonWords(uint32_t reason) {
-    constexpr uint32_t kFile = 1;
-    constexpr uint32_t kStatus = 256;
-    constexpr uint32_t kSignal = 512;
-    constexpr uint32_t kError = 1024;
-    if (reason == kFile) {
-        return "its program cannot be run";
-    }
-    if (reason >= kError) {
-        return std::strerror(static_cast<int>(std::min<uint32_t>(reason - kError, INT16_MAX)));
-    }
-    if (reason >= kSignal) {
-        return NameOfSignal(static_cast<int>(reason - kSignal));
-    }
-    return reason >= kStatus ? "exit status " + std::to_string(reason - kStatus) : "";
-}
-
-std::string_view WordOf(ProcMgr::TraceRequest request) {
-    constexpr std::string_view kWords[] = {"boot",     "change", "set-state", "reload", "dump",
-                                           "stop-all", "list",   "verify",    "query",  "restart"};
-    const auto index = static_cast<size_t>(request);
-    return index < std::size(kWords) ? kWords[index] : "request";
-}
-
-std::string_view WordOf(ProcMgr::OptionType operation) {
-    constexpr std::string_view kWords[] = {"start", "stop", "restart"};
-    const auto index = static_cast<size_t>(operation);
-    return index < std::size(kWords) ? kWords[index] : "work";
 }
 
 }  // namespace GrpCtl::Timeline

@@ -3,11 +3,7 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
-
-#include "grpowner/enumerations.h"
-#include "grpowner/trace.h"
 
 namespace GrpCtl::Timeline {
 
@@ -29,12 +25,5 @@ double ToMilliseconds(int64_t length);
 
 /// "logger → clock → camera"; of a chain with more characters than that, the ends.
 std::string JoinChain(const std::vector<std::string>& names, bool isUtf8, size_t most);
-
-/// Why a process ended or did not start, by the number that the process manager gives: "SIGSEGV",
-/// "exit status 3". Empty: it means nothing.
-std::string ReasonWords(uint32_t reason);
-
-std::string_view WordOf(ProcMgr::TraceRequest request);
-std::string_view WordOf(ProcMgr::OptionType operation);
 
 }  // namespace GrpCtl::Timeline
