@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <ctime>
 #include <map>
 #include <set>
 #include <vector>
 
+#include "client/grpctl/duration.h"
 #include "client/grpctl/timeline/picture_style.h"
 #include "client/grpctl/timeline/scale.h"
 #include "client/grpctl/timeline/svg.h"
@@ -415,10 +417,11 @@ private:
     void PaintQuiets(double axis) {
         for (const Quiet& quiet : scale_.Quiets()) {
             const int64_t length = quiet.end - quiet.begin;
-            const int64_t unit = length < kSecond        ? 1
-                                 : length < 10 * kSecond ? kSecond / 100
-                                                         : kSecond;
-            const std::string words = ShowTime(length / unit * unit);
+            const std::string words =
+                length < kSecond ? ShowTime(length)
+                : length < 10 * kSecond
+                    ? ShowFixed(static_cast<double>(length) / kSecond, 2) + "s"
+                    : ShowAge(std::chrono::milliseconds(length / Milliseconds(1)));
             const std::string title =
                 ShowTime(length) + " in which nothing changed, not shown at its length";
             out_.Rect("quiet", quiet.x, top_ - 4, quiet.width, bottom_ - top_ + 8, title);

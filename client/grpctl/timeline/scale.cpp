@@ -112,7 +112,8 @@ std::string TickWords(int64_t time, int64_t step) {
     if (time == 0) {
         return "0";
     }
-    if (time >= 60 * kSecond && step >= kSecond) {
+    constexpr int64_t kMinute = 60 * kSecond;
+    if (time >= 24 * 60 * kMinute || (time >= kMinute && step >= kSecond)) {
         return ShowTime(time);
     }
     // As many digits as the step has.
@@ -122,7 +123,11 @@ std::string TickWords(int64_t time, int64_t step) {
     for (int64_t part = unit; part > 1 && step % part != 0; part /= 10) {
         ++digits;
     }
-    return ShowFixed(static_cast<double>(time) / static_cast<double>(unit), digits) +
+    // Before the seconds, whole minutes: "1h00m0.2s".
+    const std::string minutes = time < kMinute ? "" : ShowTime(time / kMinute * kMinute);
+    const int64_t rest = isShort ? time : time % kMinute;
+    return minutes.substr(0, minutes.rfind('m') + (minutes.empty() ? 0 : 1)) +
+           ShowFixed(static_cast<double>(rest) / static_cast<double>(unit), digits) +
            (isShort ? "ms" : "s");
 }
 
