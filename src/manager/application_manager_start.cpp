@@ -57,19 +57,10 @@ bool ApplicationManager::StartApps(const std::vector<AppInfoForServer>& apps, St
     batch.SetGraph(std::move(graph));
     const TimePoint deadline = Now() + wait;
     const Passes::Pass run = [&] { return RunPass(pass, batch); };
-    for (bool goesOn = run(); goesOn;) {
-        switch (batch.passes.WaitForNext(run, deadline)) {
-            case Passes::Outcome::kNext:
-                goesOn = run();
-                break;
-            case Passes::Outcome::kEnded:
-                goesOn = false;
-                break;
-            case Passes::Outcome::kTimedOut:
-                GRP_ERROR("StartApp failed. timeout=%u(ms)", batch.timeout.load());
-                batch.phase.TimeOut();
-                return false;
-        }
+    if (!batch.passes.RunAll(run(), run, deadline)) {
+        GRP_ERROR("StartApp failed. timeout=%u(ms)", batch.timeout.load());
+        batch.phase.TimeOut();
+        return false;
     }
     if (pass.hasFailed) {
         return false;

@@ -37,19 +37,10 @@ bool ApplicationManager::TermApps(const std::vector<AppInfoForServer>& apps) {
         RunTermPass(free, dependants);
         return IsLeftToTerm();
     };
-    for (bool goesOn = IsLeftToTerm(); goesOn;) {
-        switch (term_.passes.WaitForNext(run, deadline)) {
-            case Passes::Outcome::kNext:
-                goesOn = run();
-                break;
-            case Passes::Outcome::kEnded:
-                goesOn = false;
-                break;
-            case Passes::Outcome::kTimedOut:
-                GRP_ERROR("ChangeApp failed. because TermApps failed time-out.");
-                term_.phase.TimeOut();
-                return false;
-        }
+    if (!term_.passes.RunAll(IsLeftToTerm(), run, deadline)) {
+        GRP_ERROR("ChangeApp failed. because TermApps failed time-out.");
+        term_.phase.TimeOut();
+        return false;
     }
     GRP_WARNING("TermApps end.");
     return true;

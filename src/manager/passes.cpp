@@ -10,6 +10,21 @@ constexpr size_t kFew = 4;
 
 }  // namespace
 
+bool Passes::RunAll(bool goesOn, const Pass& pass, TimePoint deadline) {
+    while (goesOn) {
+        switch (WaitForNext(pass, deadline)) {
+            case Outcome::kNext:
+                goesOn = pass();
+                break;
+            case Outcome::kEnded:
+                return true;
+            case Outcome::kTimedOut:
+                return false;
+        }
+    }
+    return true;
+}
+
 // A batch may be run twice at once: the second thread offers nothing and waits as if alone.
 Passes::Outcome Passes::WaitForNext(const Pass& pass, TimePoint deadline) {
     MutexLock lock(mutex_);

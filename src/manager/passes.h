@@ -16,7 +16,6 @@ class Passes {
 public:
     /// Does all that may be done now; whether the batch still waits for anything.
     using Pass = std::function<bool()>;
-    enum class Outcome { kNext, kEnded, kTimedOut };
 
     /// @param mutex the batch's, which guards all of this
     /// @param notified whether something has happened since the last pass began
@@ -25,15 +24,19 @@ public:
     Passes(const Passes&) = delete;
     Passes& operator=(const Passes&) = delete;
 
-    /// For the batch's thread, which holds nothing: waits until a pass is due or another thread has
-    /// run the last one. What a pass has thrown elsewhere is thrown here.
-    Outcome WaitForNext(const Pass& pass, TimePoint deadline) EXCLUDES(mutex_);
+    /// For the batch's thread, which holds nothing: runs passes as they get due, or lets others run
+    /// them, until nothing is waited for any more. What a pass has thrown elsewhere is thrown here.
+    /// @param goesOn whether anything is waited for yet
+    /// @return false at the deadline
+    bool RunAll(bool goesOn, const Pass& pass, TimePoint deadline) EXCLUDES(mutex_);
 
     /// For who has set the flag, and holds nothing: runs what is due, or wakes who waits.
     /// @param onTheirWay how many applications the batch has asked for and not heard of yet
     void GoOn(size_t onTheirWay) EXCLUDES(mutex_);
 
 private:
+    enum class Outcome { kNext, kEnded, kTimedOut };
+    Outcome WaitForNext(const Pass& pass, TimePoint deadline) EXCLUDES(mutex_);
     enum class Turn { kMine, kTaken, kOfTheBatch };
     Turn TakeTurn(size_t onTheirWay) EXCLUDES(mutex_);
     bool Run() EXCLUDES(mutex_);
