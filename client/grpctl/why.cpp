@@ -189,7 +189,7 @@ void Explanation::AddTransitions(Why& why) const {
             case AppStateType::TERMINATED:
                 if (facts.isUnasked) {
                     firstCrash = &step;
-                    why.isDown = at == all.rbegin();
+                    why.isDown |= at == all.rbegin();
                 }
                 if (!facts.isUnasked || crashes++ == 0) {
                     Add(why, step, EndedWords(step, facts));
