@@ -1,6 +1,7 @@
 #include "client/grpctl/watch_lines.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "client/grpctl/duration.h"
@@ -13,13 +14,14 @@ namespace {
 
 using ProcMgr::AppReportState;
 using ProcMgr::AppStateType;
-using ProcMgr::OptionType;
 using ProcMgr::TraceKind;
 using ProcMgr::TraceRequest;
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
+constexpr size_t kTimeWidth = sizeof("12:04:31.207  ") - 1;
 constexpr size_t kNameGap = 3;
+constexpr std::string_view kArrow = "-> ";
 constexpr size_t kWordWidth = 13;
 
 std::string Padded(const std::string& text, size_t width) {
@@ -49,25 +51,43 @@ bool IsShown(TraceRequest request) {
            request != TraceRequest::QUERY && request != TraceRequest::RESTART;
 }
 
+// What goes as it should is told by the changes of state alone.
+bool IsShown(const TraceStep& step) {
+    switch (step.kind) {
+        case TraceKind::REQUEST:
+            return IsShown(step.request);
+        case TraceKind::REQUEST_END:
+            return IsShown(step.request) && step.request != TraceRequest::DUMP;
+        case TraceKind::SENT:
+            return step.error != 0;
+        case TraceKind::RESULT:
+            return step.result != AppChangeState::SUCCESS || step.lateMs > 0;
+        case TraceKind::LIMITER:
+            return !step.isGood;
+        case TraceKind::TIME_OUT:
+        case TraceKind::TRANSITION:
+        case TraceKind::HEARTBEAT:
+            return true;
+        case TraceKind::PHASE:
+        case TraceKind::PHASE_END:
+        case TraceKind::RELEASED:
+        case TraceKind::REPORT:
+        case TraceKind::SAID:
+            break;
+    }
+    return false;
+}
+
 // Of the applications that a phase has released, those without a result.
 std::vector<std::string> OnTheirWay(uint64_t phase, const Chronicle& chronicle) {
-    std::vector<std::string> names;
     const auto& steps = chronicle.Steps();
-    for (auto step = steps.rbegin(); step != steps.rend() && step->sequence > phase; ++step) {
-        const bool isEnd = step->kind == TraceKind::RESULT;
-        if (!isEnd && step->kind != TraceKind::RELEASED) {
-            continue;
-        }
-        // Backwards: the last word on each application comes first.
-        names.push_back((isEnd ? "" : "+") + step->application);
-    }
-    std::set<std::string> done;
+    std::set<std::string> seen;  // backwards: the last word on each application comes first
     std::vector<std::string> open;
-    for (const std::string& name : names) {
-        if (name.front() != '+') {
-            done.insert(name);
-        } else if (done.insert(name.substr(1)).second) {
-            open.push_back(name.substr(1));
+    for (auto step = steps.rbegin(); step != steps.rend() && step->sequence > phase; ++step) {
+        const bool isRelease = step->kind == TraceKind::RELEASED;
+        if ((isRelease || step->kind == TraceKind::RESULT) &&
+            seen.insert(step->application).second && isRelease) {
+            open.push_back(step->application);
         }
     }
     std::sort(open.begin(), open.end());
@@ -117,7 +137,7 @@ std::string WatchLines::Begin(const TraceHello& hello, const std::vector<TraceSt
 }
 
 std::string WatchLines::DetailsOf(const TraceStep& step, const StepFacts& facts) const {
-    const std::string asked = facts.request ? AskedWords(*facts.request, hello_.pid) : "";
+    std::string asked = facts.request ? AskedWords(*facts.request, hello_.pid) : "";
     switch (step.to) {
         case AppStateType::STARTING:
             return facts.releasedBy.empty() ? asked : "released by " + facts.releasedBy;
@@ -163,84 +183,70 @@ WatchLines::Line WatchLines::TimeOut(const TraceStep& step, const Chronicle& chr
     const std::vector<std::string> names = OnTheirWay(step.cause, chronicle);
     std::string details = "after " + ShowDuration(milliseconds(step.waitMs));
     details += names.empty() ? "" : ", still on the way: " + Abridged(names, kNamesWidth);
-    return {hello_.owner, "", WordOf(step.operation) + " timed out", Style::kBad, details, ""};
+    return {"", "", WordOf(step.operation) + " timed out", Style::kBad, details, ""};
 }
 
-std::optional<WatchLines::Line> WatchLines::LineOf(const TraceStep& step, const StepFacts& facts,
-                                                   const Chronicle& chronicle) {
-    const std::string subject = step.application.empty() ? hello_.owner : step.application;
+WatchLines::Line WatchLines::Request(const TraceStep& step, const StepFacts& facts) const {
     const std::string request(NameOf(step.request));
+    if (step.kind == TraceKind::REQUEST) {
+        return {"", "", request, Style::kHead, "by " + Requester(step, hello_.pid), ""};
+    }
+    return {"",
+            "",
+            request + (step.isGood ? " done" : " failed"),
+            step.isGood ? Style::kHead : Style::kBad,
+            facts.took ? "+" + Show(*facts.took) : "",
+            ""};
+}
+
+WatchLines::Line WatchLines::Result(const TraceStep& step) {
+    const bool isGood = step.result == AppChangeState::SUCCESS;
+    return {"",
+            "",
+            WordOf(step.operation) + (isGood ? " done" : " failed"),
+            isGood ? Style::kBusy : Style::kBad,
+            step.lateMs > 0 ? LateWords(step.lateMs) : "",
+            ""};
+}
+
+WatchLines::Line WatchLines::HeartBeat(const TraceStep& step) {
+    const bool isLost = step.said == AppReportState::HEART_BEAT_LOST;
+    return {"",
+            "",
+            isLost ? "heartbeat lost" : "heartbeat back",
+            isLost ? Style::kBad : Style::kGood,
+            step.pid > 0 ? "pid " + std::to_string(step.pid) : "",
+            ""};
+}
+
+WatchLines::Line WatchLines::LineOf(const TraceStep& step, const StepFacts& facts,
+                                    const Chronicle& chronicle) {
     switch (step.kind) {
-        case TraceKind::REQUEST:
-            if (!IsShown(step.request)) {
-                break;
-            }
-            return Line{subject, "", request, Style::kHead, "by " + Requester(step, hello_.pid),
-                        ""};
-        case TraceKind::REQUEST_END:
-            if (!IsShown(step.request) || step.request == TraceRequest::DUMP) {
-                break;
-            }
-            return Line{subject,
-                        "",
-                        request + (step.isGood ? " done" : " failed"),
-                        step.isGood ? Style::kHead : Style::kBad,
-                        facts.took ? "+" + Show(*facts.took) : "",
-                        ""};
         case TraceKind::TIME_OUT:
             return TimeOut(step, chronicle);
         case TraceKind::SENT:
-            if (step.error == 0) {
-                break;
-            }
-            return Line{subject,
-                        "",
-                        WordOf(step.operation) + " not sent",
-                        Style::kBad,
-                        "error " + std::to_string(step.error),
-                        ""};
+            return {"",
+                    "",
+                    WordOf(step.operation) + " not sent",
+                    Style::kBad,
+                    "error " + std::to_string(step.error),
+                    ""};
         case TraceKind::TRANSITION:
             return Transition(step, facts);
-        case TraceKind::RESULT: {
-            const bool isGood = step.result == AppChangeState::SUCCESS;
-            if (isGood && step.lateMs == 0) {
-                break;
-            }
-            return Line{subject,
-                        "",
-                        WordOf(step.operation) + (isGood ? " done" : " failed"),
-                        isGood ? Style::kBusy : Style::kBad,
-                        step.lateMs > 0 ? LateWords(step.lateMs) : "",
-                        ""};
-        }
+        case TraceKind::RESULT:
+            return Result(step);
         case TraceKind::LIMITER:
-            if (step.isGood) {
-                break;
-            }
-            words_[step.application] = "terminated";
-            return Line{subject,
-                        "",
-                        "not restarted",
-                        Style::kBad,
-                        RefusalWords(step),
-                        "start it again with: grpctl start " + step.application};
-        case TraceKind::HEARTBEAT: {
-            const bool isLost = step.said == AppReportState::HEART_BEAT_LOST;
-            return Line{subject,
-                        "",
-                        isLost ? "heartbeat lost" : "heartbeat back",
-                        isLost ? Style::kBad : Style::kGood,
-                        step.pid > 0 ? "pid " + std::to_string(step.pid) : "",
-                        ""};
-        }
-        case TraceKind::PHASE:
-        case TraceKind::PHASE_END:
-        case TraceKind::RELEASED:
-        case TraceKind::REPORT:
-        case TraceKind::SAID:
-            break;
+            return {"",
+                    "",
+                    "not restarted",
+                    Style::kBad,
+                    RefusalWords(step),
+                    "start it again with: grpctl start " + step.application};
+        case TraceKind::HEARTBEAT:
+            return HeartBeat(step);
+        default:
+            return Request(step, facts);
     }
-    return std::nullopt;
 }
 
 std::string WatchLines::Of(const TraceStep& step, const StepFacts& facts,
@@ -248,11 +254,15 @@ std::string WatchLines::Of(const TraceStep& step, const StepFacts& facts,
     if (!names_.empty() && !IsWanted(step.application)) {
         return "";
     }
-    const std::optional<Line> line = LineOf(step, facts, chronicle);
-    return line ? Put(step.time, *line) : "";
+    if (!IsShown(step)) {
+        return "";
+    }
+    Line line = LineOf(step, facts, chronicle);
+    line.subject = step.application.empty() ? hello_.owner : step.application;
+    return Put(step.time, line);
 }
 
-std::string WatchLines::Of(const ProcessEvent& event) {
+std::string WatchLines::Of(const ProcessEvent& event) const {
     // Everything else stands in the owner's steps.
     if (!IsWanted(event.application) || event.time < hello_.time ||
         event.kind != ProcessEvent::Kind::kSignal || event.text != "stop-time-out") {
@@ -262,7 +272,7 @@ std::string WatchLines::Of(const ProcessEvent& event) {
                             "it did not stop in time, pid " + std::to_string(event.pid), ""});
 }
 
-std::string WatchLines::Of(const TraceGap& gap) {
+std::string WatchLines::Of(const TraceGap& gap) const {
     const std::string what = gap.isOfProcesses ? " events of processes were missed"
                              : gap.missed == 1 ? " step was missed"
                                                : " steps were missed";
@@ -271,26 +281,32 @@ std::string WatchLines::Of(const TraceGap& gap) {
            "\n";
 }
 
-std::string WatchLines::Put(int64_t time, const Line& line) {
+std::string WatchLines::Put(int64_t time, const Line& line) const {
     using GrpOwnerLinux::PrintableLine;
-    const std::string subject = PrintableLine(line.subject);
-    const size_t begin = 14 + std::max<size_t>(nameWidth_, hello_.owner.size()) + kNameGap;
-    const size_t column = begin + kWordWidth + 3 + kWordWidth;
+    const size_t begin = kTimeWidth + std::max(nameWidth_, hello_.owner.size()) + kNameGap;
+    const size_t column = begin + kWordWidth + kArrow.size() + kWordWidth;
     std::string text = Paint(clock_.Exact(time), Style::kFaint, screen_.isColored) + "  " +
-                       Padded(subject, begin - 14);
-    std::string words;
-    if (line.from.empty()) {
-        words = Paint(line.to, line.style, screen_.isColored) +
-                Padded("", column - begin).substr(std::min(line.to.size(), column - begin - 1));
-    } else {
-        words = Padded(line.from, kWordWidth) + "-> " +
-                Paint(line.to, line.style, screen_.isColored) +
-                Padded("", kWordWidth).substr(std::min(line.to.size(), kWordWidth - 1));
+                       Padded(PrintableLine(line.subject), begin - kTimeWidth);
+    const std::string before =
+        line.from.empty() ? "" : Padded(line.from, kWordWidth) + std::string(kArrow);
+    const std::string padded = Padded(before + line.to, column - begin);
+    text += before + Paint(line.to, line.style, screen_.isColored) +
+            padded.substr(before.size() + line.to.size());
+    text += Fold(PrintableLine(line.details), column);
+    text.erase(text.find_last_not_of(' ') + 1);
+    text += "\n";
+    if (!line.help.empty()) {
+        text += std::string(begin, ' ') + PrintableLine(line.help) + "\n";
     }
-    std::string details = PrintableLine(line.details);
-    text += words;
-    while (screen_.isTerminal && column + details.size() > screen_.width) {
-        const size_t room = screen_.width > column + 8 ? screen_.width - column : 8;
+    return text;
+}
+
+// A terminal that is too narrow gets the details in several lines below each other.
+std::string WatchLines::Fold(std::string details, size_t column) const {
+    constexpr size_t kLeast = 20;
+    const size_t room = std::max(screen_.width, column + kLeast) - column;
+    std::string text;
+    while (screen_.isTerminal && details.size() > room) {
         const size_t cut = details.rfind(' ', room);
         if (cut == std::string::npos || cut == 0) {
             break;
@@ -298,13 +314,7 @@ std::string WatchLines::Put(int64_t time, const Line& line) {
         text += details.substr(0, cut) + "\n" + std::string(column, ' ');
         details.erase(0, cut + 1);
     }
-    text += details;
-    text.erase(text.find_last_not_of(' ') + 1);
-    text += "\n";
-    if (!line.help.empty()) {
-        text += std::string(begin, ' ') + PrintableLine(line.help) + "\n";
-    }
-    return text;
+    return text + details;
 }
 
 }  // namespace GrpCtl

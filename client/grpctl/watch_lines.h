@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -26,8 +25,8 @@ public:
 
     // What has come, for people. Empty: nothing that they need to know.
     std::string Of(const TraceStep& step, const StepFacts& facts, const Chronicle& chronicle);
-    std::string Of(const ProcessEvent& event);
-    std::string Of(const TraceGap& gap);
+    std::string Of(const ProcessEvent& event) const;
+    std::string Of(const TraceGap& gap) const;
 
 private:
     // What stands between the time and the end of a line. Either a change or words.
@@ -41,12 +40,15 @@ private:
     };
 
     bool IsWanted(const std::string& application) const;
-    std::optional<Line> LineOf(const TraceStep& step, const StepFacts& facts,
-                               const Chronicle& chronicle);
+    Line LineOf(const TraceStep& step, const StepFacts& facts, const Chronicle& chronicle);
     Line Transition(const TraceStep& step, const StepFacts& facts);
-    std::string DetailsOf(const TraceStep& step, const StepFacts& facts) const;
+    Line Request(const TraceStep& step, const StepFacts& facts) const;
     Line TimeOut(const TraceStep& step, const Chronicle& chronicle) const;
-    std::string Put(int64_t time, const Line& line);
+    static Line Result(const TraceStep& step);
+    static Line HeartBeat(const TraceStep& step);
+    std::string DetailsOf(const TraceStep& step, const StepFacts& facts) const;
+    std::string Put(int64_t time, const Line& line) const;
+    std::string Fold(std::string details, size_t column) const;
 
     const Policies policies_;
     const std::set<std::string> names_;

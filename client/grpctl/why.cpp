@@ -12,7 +12,6 @@ namespace {
 
 using ProcMgr::AppReportState;
 using ProcMgr::AppStateType;
-using ProcMgr::OptionType;
 using ProcMgr::TraceKind;
 using ProcMgr::TraceRequest;
 using std::chrono::milliseconds;
