@@ -22,7 +22,7 @@ using std::chrono::nanoseconds;
 constexpr size_t kTimeWidth = sizeof("12:04:31.207  ") - 1;
 constexpr size_t kNameGap = 3;
 constexpr std::string_view kArrow = "-> ";
-constexpr size_t kWordWidth = 13;
+constexpr size_t kWordWidth = 12;
 
 std::string Padded(const std::string& text, size_t width) {
     const size_t used = GrpOwnerLinux::CountCharacters(text);
@@ -307,7 +307,8 @@ std::string WatchLines::Fold(std::string details, size_t column) const {
     const size_t room = std::max(screen_.width, column + kLeast) - column;
     std::string text;
     while (screen_.isTerminal && details.size() > room) {
-        const size_t cut = details.rfind(' ', room);
+        const size_t comma = details.rfind(", ", room - 1);
+        const size_t cut = comma < room ? comma + 1 : details.rfind(' ', room);
         if (cut == std::string::npos || cut == 0) {
             break;
         }

@@ -150,8 +150,8 @@ private:
 
     const Options& options_;
     Interrupt interrupt_;
-    WatchLines lines_;
     TraceReader reader_;
+    WatchLines lines_;
     Chronicle chronicle_;
     TraceHello hello_;
     WallClock clock_;

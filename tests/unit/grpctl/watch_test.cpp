@@ -33,16 +33,16 @@ TEST(GrpctlWatch, ShowsOneLineForEachChangeAndBelievesNone) {
     } rows[] = {
         {kHello, ""},
         {Step(1, 0, R"("kind":"request","request":"change","uid":0,"pid":99,"cause":0)"),
-         "own      change                       by root, pid 99\n"},
+         "own      change                     by root, pid 99\n"},
         {Step(2, 1, R"("kind":"request","request":"query","uid":0,"pid":99,"cause":0)"), ""},
         {Step(3, 1, R"("kind":"phase","phase":"start","count":2,"wait_ms":500,"cause":1)"), ""},
         {Step(4, 1, R"("kind":"released","application":"camera","phase":"start","cause":3)"), ""},
         {Step(
              5, 2,
              R"("kind":"transition","application":"camera","from":"INITSTATE","to":"STARTING","pid":-1,"cause":4)"),
-         "camera   not started  -> starting     asked by root, pid 99\n"},
+         "camera   not started -> starting    asked by root, pid 99\n"},
         {Step(6, 501, R"("kind":"time_out","phase":"start","wait_ms":500,"cause":3)"),
-         "own      start timed out              after 500ms, still on the way: camera\n"},
+         "own      start timed out            after 500ms, still on the way: camera\n"},
         {Step(
              7, 700,
              R"("kind":"report","application":"camera","report":"RUNNING_NORMAL_START","pid":50,"reason":0,"cause":0)"),
@@ -50,11 +50,11 @@ TEST(GrpctlWatch, ShowsOneLineForEachChangeAndBelievesNone) {
         {Step(
              8, 702,
              R"("kind":"transition","application":"camera","from":"STARTING","to":"RUNNING","pid":49,"cause":7)"),
-         "camera   starting     -> running      pid 50, +700ms\n"},
+         "camera   starting    -> running     pid 50, +700ms\n"},
         {Step(
              9, 702,
              R"("kind":"result","application":"camera","phase":"start","result":"SUCCESS","late_ms":1300,"cause":7)"),
-         "camera   start done                   1.3s after the time-out\n"},
+         "camera   start done                 1.3s after the time-out\n"},
         {R"({"seq":3,"time":101000000000,"kind":"exited","owner":"own","application":"camera","pid":50,"signal":11,"name":"SIGSEGV","core":true,"uptime_ns":134000000000})",
          ""},
         {Step(
@@ -64,7 +64,7 @@ TEST(GrpctlWatch, ShowsOneLineForEachChangeAndBelievesNone) {
         {Step(
              11, 1000,
              R"("kind":"transition","application":"camera","from":"RUNNING","to":"TERMINATED","pid":50,"cause":10)"),
-         "camera   running      -> terminated   SIGSEGV, core dumped, pid 50, up 2m14s\n"},
+         "camera   running     -> terminated  SIGSEGV, core dumped, pid 50, up 2m14s\n"},
         {Step(
              12, 1001,
              R"("kind":"limiter","application":"camera","allowed":true,"restarts":1,"window_ms":0,"cause":10)"),
@@ -72,17 +72,17 @@ TEST(GrpctlWatch, ShowsOneLineForEachChangeAndBelievesNone) {
         {Step(
              13, 1001,
              R"("kind":"transition","application":"camera","from":"TERMINATED","to":"RESTARTING","pid":50,"cause":12)"),
-         "camera   terminated   -> restarting   restart 1 of 5 in 60s (on-failure)\n"},
+         "camera   terminated  -> restarting  restart 1 of 5 in 60s (on-failure)\n"},
         {R"({"kind":"gap","missed":17,"next":31})", "-- 17 steps were missed --\n"},
         {Step(
              31, 29000,
              R"("kind":"limiter","application":"camera","allowed":false,"restarts":0,"window_ms":28000,"cause":30)"),
-         "camera   not restarted                6 crashes in 28s, limit 5 in 60s\n"
+         "camera   not restarted              6 crashes in 28s, limit 5 in 60s\n"
          "                       start it again with: grpctl start camera\n"},
         {Step(
              32, 30000,
              R"("kind":"heartbeat","application":"e\u001b[2J","heartbeat":"lost","pid":5,"cause":0)"),
-         "e?[2J    heartbeat lost               pid 5\n"},
+         "e?[2J    heartbeat lost             pid 5\n"},
         {Step(
              33, 30000,
              R"("kind":"report","application":"a","report":"SOMETHING","pid":5,"reason":0,"cause":99)"),
