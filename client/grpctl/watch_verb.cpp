@@ -44,8 +44,9 @@ class Watch {
 public:
     explicit Watch(const Options& options)
         : options_(options),
-          lines_(ReadPolicies(options), options.operands, Screen::Of(STDOUT_FILENO, options.color)),
-          reader_(TraceReader::Follow(options, -1)) {}
+          reader_(TraceReader::Follow(options, -1)),
+          lines_(ReadPolicies(options), options.operands,
+                 Screen::Of(STDOUT_FILENO, options.color)) {}
 
     [[noreturn]] void Run() {
         constexpr milliseconds kLongest = std::chrono::hours(1);
