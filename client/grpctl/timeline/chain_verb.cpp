@@ -12,8 +12,8 @@
 #include "client/grpctl/session.h"
 #include "client/grpctl/timeline/chain.h"
 #include "client/grpctl/timeline/chain_output.h"
+#include "client/grpctl/timeline/read_story.h"
 #include "client/grpctl/timeline/story.h"
-#include "client/grpctl/trace_reader.h"
 #include "client/grpctl/verb_runs.h"
 #include "platform/linux/suggestion.h"
 #include "platform/linux/utf8.h"
@@ -83,7 +83,7 @@ std::vector<Chain> ChainsOf(const Story& story, const Options& options) {
 }  // namespace
 
 int RunCriticalChain(const Options& options) {
-    const Story story = Timeline::Tell(ReadTrace(options));
+    const Story story = Timeline::ReadStory(options);
     const std::vector<Chain> chains = ChainsOf(story, options);
     if (options.format == Format::kJson) {
         Json json = NewObject();

@@ -9,8 +9,8 @@
 #include "client/grpctl/timeline/diff.h"
 #include "client/grpctl/timeline/diff_output.h"
 #include "client/grpctl/timeline/diff_verb.h"
+#include "client/grpctl/timeline/read_story.h"
 #include "client/grpctl/timeline/story.h"
-#include "client/grpctl/trace_reader.h"
 
 namespace GrpCtl::Timeline {
 
@@ -19,7 +19,7 @@ namespace {
 Story TellFile(const Options& options, size_t operand) {
     Options one = options;
     one.traceFile = operand < options.operands.size() ? options.operands[operand] : "";
-    return Tell(ReadTrace(one));
+    return ReadStory(one);
 }
 
 }  // namespace

@@ -12,9 +12,9 @@
 #include "client/grpctl/timeline/chrome.h"
 #include "client/grpctl/timeline/diff_verb.h"
 #include "client/grpctl/timeline/picture.h"
+#include "client/grpctl/timeline/read_story.h"
 #include "client/grpctl/timeline/story.h"
 #include "client/grpctl/timeline/trace_copy.h"
-#include "client/grpctl/trace_reader.h"
 #include "client/grpctl/verb_runs.h"
 #include "platform/linux/utf8.h"
 
@@ -75,7 +75,7 @@ int RunTimeline(const Options& options) {
         Timeline::CopyTrace(options);
         return kDone;
     }
-    Story story = Timeline::Tell(ReadTrace(options));
+    Story story = Timeline::ReadStory(options);
     if (story.rows.empty()) {
         throw Failure{kFailed, "there is nothing to draw: the trace tells of no application", "",
                       ""};

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "client/grpctl/options.h"
+#include "client/grpctl/timeline/story.h"
+
+namespace GrpCtl::Timeline {
+
+/// Reads the trace that the options name and says what is amiss with it.
+Story ReadStory(const Options& options);
+
+}  // namespace GrpCtl::Timeline
