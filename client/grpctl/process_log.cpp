@@ -165,10 +165,7 @@ std::string LogLines::NameOf(const Json& object) const {
 }
 
 std::string LogLines::Output(const Json& object) const {
-    const std::string stream = TextIn(object, "stream");
-    return Paint(TerminalText(stream), stream == "err" ? Style::kBad : Style::kFaint,
-                 screen_.isColored) +
-           "  " + TerminalText(TextIn(object, "text")) +
+    return TerminalText(TextIn(object, "text")) +
            (object.value("cut", false) ? Paint(" [...]", Style::kFaint, screen_.isColored) : "");
 }
 

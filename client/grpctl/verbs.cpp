@@ -234,9 +234,9 @@ const std::vector<Verb> kVerbs{
      "One line for each, until Ctrl-C; with --json one object for each. With --timeout it ends when\n"
      "none comes for so long.", RunEvents},
     {"log", "NAME...", 1, kAnyNumber, false, "Show what applications print",
-     "Their last lines, with the time and the stream, and when they were started, got a signal\n"
-     "or ended. A line that ends in [...] goes on in the next one of its stream. With --json one\n"
-     "object for each, as the process manager tells them.\n\n"
+     "Their last lines, with the time, and when they were started, got a signal or ended. A line\n"
+     "that ends in [...] goes on in the next one. With --json one object for each, as the process\n"
+     "manager tells them.\n\n"
      "  grpctl log camera\n"
      "  grpctl log -f -n 100 camera lidar", RunLog},
     {"raw", "COMMAND [HEX...]", 1, kAnyNumber, false, "Send any bytes as any command and show the answer",

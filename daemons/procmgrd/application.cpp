@@ -158,7 +158,7 @@ void Application::Launch(const LaunchRequest& request, ReportKind answer) {
     }
     Spawned spawned;
     begun_ = std::chrono::steady_clock::now();
-    const int error = workplace_.spawner.Spawn(plan, output_->WriteEnds(), spawned);
+    const int error = workplace_.spawner.Spawn(plan, output_->WriteEnd(), spawned);
     for (const LaunchStatus& shortfall : spawned.shortfalls) {
         if (!shortfall.isFatal) {
             LogWarning(Label() + ": could not " + StepText(shortfall.step) + ": " +

@@ -78,9 +78,9 @@ void LeaveDescriptors(const ChildSetup& setup) {
 
 void SetStreams(const ChildSetup& setup) {
     Must(setup, LaunchStep::kStreams, dup2(setup.null, STDIN_FILENO) >= 0);
-    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
-        const int end = stream == STDOUT_FILENO ? setup.output.out : setup.output.err;
-        Must(setup, LaunchStep::kStreams, end < 0 || dup2(end, stream) >= 0);
+    if (setup.output >= 0) {
+        Must(setup, LaunchStep::kStreams,
+             dup2(setup.output, STDOUT_FILENO) >= 0 && dup2(setup.output, STDERR_FILENO) >= 0);
     }
 }
 

@@ -9,7 +9,6 @@
 
 #include "daemons/procmgrd/launch_plan.h"
 #include "daemons/procmgrd/launch_status.h"
-#include "daemons/procmgrd/output_ends.h"
 
 namespace ProcMgrDaemon {
 
@@ -25,7 +24,7 @@ struct ChildSetup {
     int gate = -1;    // an errno arrives here once it is bound to its control group; -1: none
     int gateIn = -1;  // the parent's end of it, to be closed: its end must be seen when it dies
     ChildReport* report = nullptr;
-    OutputEnds output;
+    int output = -1;
     int firstUnneeded = 0;  // from this descriptor on nothing is wanted
     bool strict = false;    // for root whatever fails makes the start fail, else most is a warning
     const cpu_set_t* processors = nullptr;

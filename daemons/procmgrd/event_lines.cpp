@@ -109,9 +109,7 @@ void AppendLine(std::string& out, const ApplicationId& application, const Output
     JsonLine json(out);
     AddHead(json, line.sequence, line.time, "output");
     AddApplication(json, application);
-    json.Number("pid", line.pid)
-        .Text("stream", line.stream == OutputStream::kOut ? "out" : "err")
-        .Text("text", line.text);
+    json.Number("pid", line.pid).Text("text", line.text);
     if (line.isCut) {
         json.Flag("cut", true);
     }

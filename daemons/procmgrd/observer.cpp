@@ -132,7 +132,7 @@ void Observer::Begin() {
     const std::vector<OutputLog*> logs(journal_.GetLogs().begin(), journal_.GetLogs().end());
     for (OutputLog* const log : logs) {
         if (request_.lines && request_.IsAbout(log->Application())) {
-            log->EndLines(true);  // what has no line end yet is shown as well
+            log->EndLine(true);  // what has no line end yet is shown as well
             const uint64_t end = log->Ring().End();
             nextLines_[log->Id()] = end - std::min(*request_.lines, end);
         }

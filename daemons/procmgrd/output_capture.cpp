@@ -16,32 +16,28 @@ OutputCapture::OutputCapture(EventLoop& loop, const CaptureOptions& options, Jou
     if (options_.ringBytes == 0 && options_.logDirectory.empty()) {
         return;
     }
-    Open(OutputStream::kOut);
-    Open(OutputStream::kErr);
+    OpenPipe();
     ReopenFile();
 }
 
 OutputCapture::~OutputCapture() {
-    for (const Pipe& pipe : pipes_) {
-        if (pipe.readEnd) {
-            loop_.Forget(pipe.readEnd.Get());
-        }
+    if (readEnd_) {
+        loop_.Forget(readEnd_.Get());
     }
 }
 
-void OutputCapture::Open(OutputStream stream) {
+void OutputCapture::OpenPipe() {
     int ends[2] = {-1, -1};
     if (pipe2(ends, O_CLOEXEC) != 0) {
         LogWarning("cannot capture the output of `" + application_->name +
                    "`: " + ErrorText(errno));
         return;
     }
-    Pipe& pipe = pipes_[static_cast<size_t>(stream)];
-    pipe.readEnd.Reset(ends[0]);
-    pipe.writeEnd.Reset(ends[1]);
+    readEnd_.Reset(ends[0]);
+    writeEnd_.Reset(ends[1]);
     // Only our end: the application must find an ordinary, blocking stream.
-    (void)fcntl(pipe.readEnd.Get(), F_SETFL, O_NONBLOCK);
-    loop_.Watch(pipe.readEnd.Get(), EPOLLIN, [this, stream](uint32_t) { Drain(stream); });
+    (void)fcntl(readEnd_.Get(), F_SETFL, O_NONBLOCK);
+    loop_.Watch(readEnd_.Get(), EPOLLIN, [this](uint32_t) { Drain(); });
 }
 
 std::string OutputCapture::FilePath() const {
@@ -61,23 +57,21 @@ void OutputCapture::ReopenFile() {
 }
 
 void OutputCapture::Finish() {
-    Drain(OutputStream::kOut);
-    Drain(OutputStream::kErr);
+    Drain();
     if (log_) {
-        log_->EndLines(false);
+        log_->EndLine(false);
     }
 }
 
-void OutputCapture::Drain(OutputStream stream) {
-    const Daemons::UniqueFd& end = pipes_[static_cast<size_t>(stream)].readEnd;
+void OutputCapture::Drain() {
     char chunk[16 * 1024];
     // A bounded helping: a chatterbox must not keep the others waiting.
-    for (int left = 8; end && left > 0; --left) {
-        const ssize_t count = read(end.Get(), chunk, sizeof(chunk));
+    for (int left = 8; readEnd_ && left > 0; --left) {
+        const ssize_t count = read(readEnd_.Get(), chunk, sizeof(chunk));
         if (count <= 0) {
             return;
         }
-        Take(stream, {chunk, static_cast<size_t>(count)});
+        Take({chunk, static_cast<size_t>(count)});
     }
 }
 
@@ -94,7 +88,7 @@ void OutputCapture::WriteToFile(std::string_view bytes) {
     }
 }
 
-void OutputCapture::Take(OutputStream stream, std::string_view bytes) {
+void OutputCapture::Take(std::string_view bytes) {
     WriteToFile(bytes);
     if (options_.ringBytes == 0) {
         return;
@@ -102,14 +96,14 @@ void OutputCapture::Take(OutputStream stream, std::string_view bytes) {
     if (!log_) {
         log_ = std::make_unique<OutputLog>(journal_, application_, options_.ringBytes);
     }
-    log_->Take(stream, bytes, pid_);
+    log_->Take(bytes, pid_);
 }
 
 std::string OutputCapture::LastLines(size_t lines) {
     if (!log_) {
         return {};
     }
-    log_->EndLines(true);
+    log_->EndLine(true);
     return log_->LastLines(lines);
 }
 

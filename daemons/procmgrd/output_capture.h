@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -10,7 +9,6 @@
 #include "daemons/common/unique_fd.h"
 #include "daemons/procmgrd/event_loop.h"
 #include "daemons/procmgrd/journal.h"
-#include "daemons/procmgrd/output_ends.h"
 #include "daemons/procmgrd/output_log.h"
 
 namespace ProcMgrDaemon {
@@ -24,8 +22,9 @@ struct CaptureOptions {
 
 /// What one application writes to stdout and stderr: the newest lines in memory and, where a
 /// directory is given, all of it in the file "<directory>/<name>.log".
-/// The pipes stay from one process of the application to the next, and both their ends are held
-/// here, so that what a forgotten grandchild still writes neither ends a pipe nor kills the writer.
+/// Both go through one pipe, which keeps their order. It stays from one process of the application
+/// to the next, and both its ends are held here, so that what a forgotten grandchild still writes
+/// neither ends it nor kills the writer.
 class OutputCapture {
 public:
     /// Loop, options and journal outlive this object.
@@ -35,12 +34,13 @@ public:
     OutputCapture(const OutputCapture&) = delete;
     OutputCapture& operator=(const OutputCapture&) = delete;
 
-    OutputEnds WriteEnds() const { return {pipes_[0].writeEnd.Get(), pipes_[1].writeEnd.Get()}; }
+    /// What becomes stdout and stderr of a process; -1: it has the process manager's own.
+    int WriteEnd() const { return writeEnd_.Get(); }
 
     /// Whose output it is from here on.
     void SetProcess(pid_t pid) { pid_ = pid; }
 
-    /// Takes what is in the pipes now; the process has ended.
+    /// Takes what is in the pipe now; the process has ended.
     void Finish();
 
     /// The newest lines, each indented, the last one without its line end.
@@ -53,22 +53,18 @@ public:
     OutputLog* Log() { return log_ ? &*log_ : nullptr; }
 
 private:
-    struct Pipe {
-        Daemons::UniqueFd readEnd;
-        Daemons::UniqueFd writeEnd;
-    };
-
-    void Open(OutputStream stream);
-    void Drain(OutputStream stream);
+    void OpenPipe();
+    void Drain();
     std::string FilePath() const;
-    void Take(OutputStream stream, std::string_view bytes);
+    void Take(std::string_view bytes);
     void WriteToFile(std::string_view bytes);
 
     EventLoop& loop_;
     const CaptureOptions& options_;
     Journal& journal_;
     const std::shared_ptr<const ApplicationId> application_;
-    std::array<Pipe, 2> pipes_;  // by stream
+    Daemons::UniqueFd readEnd_;
+    Daemons::UniqueFd writeEnd_;
     Daemons::UniqueFd file_;
     std::unique_ptr<OutputLog> log_;  // since the first bytes
     pid_t pid_ = 0;

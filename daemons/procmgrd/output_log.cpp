@@ -35,58 +35,52 @@ OutputLog::~OutputLog() {
     journal_.Leave(entry_);
 }
 
-void OutputLog::Take(OutputStream stream, std::string_view bytes, pid_t pid) {
+void OutputLog::Take(std::string_view bytes, pid_t pid) {
     const int64_t time = Nanoseconds(std::chrono::steady_clock::now());
-    std::string& begun = begun_[static_cast<size_t>(stream)];
     for (size_t end = 0; (end = bytes.find('\n')) != std::string_view::npos;) {
         std::string_view line = bytes.substr(0, end);
-        if (!begun.empty()) {
-            begun += line;
-            line = begun;
+        if (!begun_.empty()) {
+            begun_ += line;
+            line = begun_;
         }
-        PushPieces(stream, line, time, pid);
-        Push(stream, line, false, time, pid);
-        begun.clear();
+        PushPieces(line, time, pid);
+        Push(line, false, time, pid);
+        begun_.clear();
         bytes.remove_prefix(end + 1);
     }
     if (bytes.empty()) {
         return;
     }
     begunBy_ = pid;
-    begun += bytes;
-    std::string_view rest = begun;
-    PushPieces(stream, rest, time, pid);
-    begun.erase(0, begun.size() - rest.size());
+    begun_ += bytes;
+    std::string_view rest = begun_;
+    PushPieces(rest, time, pid);
+    begun_.erase(0, begun_.size() - rest.size());
 }
 
 // What is longer than a line may be; the rest is left.
-void OutputLog::PushPieces(OutputStream stream, std::string_view& text, int64_t time, pid_t pid) {
+void OutputLog::PushPieces(std::string_view& text, int64_t time, pid_t pid) {
     while (text.size() > OutputRing::kLongestLine) {
         const size_t cut = CutOf(text);
-        Push(stream, text.substr(0, cut), true, time, pid);
+        Push(text.substr(0, cut), true, time, pid);
         text.remove_prefix(cut);
     }
 }
 
-void OutputLog::Push(OutputStream stream, std::string_view text, bool isCut, int64_t time,
-                     pid_t pid) {
+void OutputLog::Push(std::string_view text, bool isCut, int64_t time, pid_t pid) {
     OutputLine line;
     line.sequence = lastSequence_ = journal_.TakeSequence();
     line.time = time;
     line.pid = pid;
-    line.stream = stream;
     line.isCut = isCut;
     ring_.Push(line, text);
     journal_.PutFirst(entry_);
 }
 
-void OutputLog::EndLines(bool goesOn) {
-    for (const OutputStream stream : {OutputStream::kOut, OutputStream::kErr}) {
-        std::string& begun = begun_[static_cast<size_t>(stream)];
-        if (!begun.empty()) {
-            Push(stream, begun, goesOn, Nanoseconds(std::chrono::steady_clock::now()), begunBy_);
-            std::string().swap(begun);
-        }
+void OutputLog::EndLine(bool goesOn) {
+    if (!begun_.empty()) {
+        Push(begun_, goesOn, Nanoseconds(std::chrono::steady_clock::now()), begunBy_);
+        std::string().swap(begun_);
     }
 }
 

@@ -2,7 +2,6 @@
 
 #include <sys/types.h>
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -24,12 +23,12 @@ public:
     OutputLog(const OutputLog&) = delete;
     OutputLog& operator=(const OutputLog&) = delete;
 
-    /// Takes bytes that have come from a stream.
-    void Take(OutputStream stream, std::string_view bytes, pid_t pid);
+    /// Takes bytes that have come.
+    void Take(std::string_view bytes, pid_t pid);
 
-    /// Begun lines count as they are.
-    /// @param goesOn more of them may come
-    void EndLines(bool goesOn);
+    /// A begun line counts as it is.
+    /// @param goesOn more of it may come
+    void EndLine(bool goesOn);
 
     /// The newest lines, each indented, the last one without its line end; fit for a terminal.
     std::string LastLines(size_t lines) const;
@@ -40,15 +39,15 @@ public:
     uint64_t LastSequence() const { return lastSequence_; }
 
 private:
-    void Push(OutputStream stream, std::string_view text, bool isCut, int64_t time, pid_t pid);
-    void PushPieces(OutputStream stream, std::string_view& text, int64_t time, pid_t pid);
+    void Push(std::string_view text, bool isCut, int64_t time, pid_t pid);
+    void PushPieces(std::string_view& text, int64_t time, pid_t pid);
 
     Journal& journal_;
     const std::shared_ptr<const ApplicationId> application_;
     const Journal::Logs::iterator entry_;
     const uint64_t id_;  // of no other log, ever
     OutputRing ring_;
-    std::array<std::string, 2> begun_;  // by stream: what has no line end yet
+    std::string begun_;  // what has no line end yet
     pid_t begunBy_ = 0;
     uint64_t lastSequence_ = 0;
 };

@@ -11,7 +11,6 @@ struct OutputRing::Header {
     int64_t time;
     int32_t pid;
     uint32_t textSize : 24;
-    uint32_t stream : 1;
     uint32_t isCut : 1;
 
     size_t Total() const { return sizeof(Header) + textSize + sizeof(uint32_t); }
@@ -33,7 +32,6 @@ void OutputRing::Push(const OutputLine& line, std::string_view text) {
     header.time = line.time;
     header.pid = line.pid;
     header.textSize = static_cast<uint32_t>(text.size());
-    header.stream = static_cast<uint32_t>(line.stream);
     header.isCut = line.isCut ? 1 : 0;
     const auto total = static_cast<uint32_t>(header.Total());
     MakeRoom(total);
@@ -118,7 +116,6 @@ void OutputRing::Reader::Read(OutputLine& line) const {
     line.sequence = header.sequence;
     line.time = header.time;
     line.pid = header.pid;
-    line.stream = static_cast<OutputStream>(header.stream);
     line.isCut = header.isCut != 0;
     line.text.resize(header.textSize);
     ring_->CopyOut(place_ + sizeof(header), line.text.data(), line.text.size());

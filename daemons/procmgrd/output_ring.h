@@ -10,15 +10,12 @@
 
 namespace ProcMgrDaemon {
 
-enum class OutputStream : uint8_t { kOut, kErr };
-
 /// A line of output, or a piece of one.
 struct OutputLine {
     uint64_t sequence = 0;
     int64_t time = 0;  // nanoseconds of the monotonic clock
     pid_t pid = 0;
-    OutputStream stream = OutputStream::kOut;
-    bool isCut = false;  // the line goes on in the stream's next piece
+    bool isCut = false;  // the line goes on in the next piece
     std::string text;
 };
 

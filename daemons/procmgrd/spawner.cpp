@@ -112,10 +112,8 @@ rlimit RaiseOpenFileLimit() {
 Spawner::Spawner()
     : null_(Place(open("/dev/null", O_RDWR | O_CLOEXEC))),
       gatePlace_(Place(fcntl(null_.Get(), F_DUPFD_CLOEXEC, 0))),
-      outPlace_(Place(fcntl(null_.Get(), F_DUPFD_CLOEXEC, 0))),
-      errPlace_(Place(fcntl(null_.Get(), F_DUPFD_CLOEXEC, 0))),
-      firstUnneeded_(std::max({null_.Get(), gatePlace_.Get(), outPlace_.Get(), errPlace_.Get()}) +
-                     1),
+      outputPlace_(Place(fcntl(null_.Get(), F_DUPFD_CLOEXEC, 0))),
+      firstUnneeded_(std::max({null_.Get(), gatePlace_.Get(), outputPlace_.Get()}) + 1),
       stack_(std::make_unique<char[]>(kStackSize)),
       report_(MakeReport(), DropReport),
       openFiles_(RaiseOpenFileLimit()),
@@ -135,14 +133,13 @@ pid_t Spawner::MakeChild(ChildSetup& setup) {
     return pid;
 }
 
-int Spawner::Spawn(const LaunchPlan& plan, const OutputEnds& output, Spawned& spawned) {
+int Spawner::Spawn(const LaunchPlan& plan, int output, Spawned& spawned) {
     Daemons::UniqueFd gateIn;
     ChildSetup setup;
     if (const int error = plan.controlGroup.empty() ? 0 : OpenGate(setup, gateIn)) {
         return error;
     }
-    if ((output.out >= 0 && !Put(output.out, outPlace_)) ||
-        (output.err >= 0 && !Put(output.err, errPlace_))) {
+    if (output >= 0 && !Put(output, outputPlace_)) {
         return errno;
     }
     const std::vector<char*> arguments = Pointers(plan.arguments);
@@ -155,7 +152,7 @@ int Spawner::Spawn(const LaunchPlan& plan, const OutputEnds& output, Spawned& sp
     setup.parent = self_;
     setup.null = null_.Get();
     setup.report = report_.get();
-    setup.output = {output.out >= 0 ? outPlace_.Get() : -1, output.err >= 0 ? errPlace_.Get() : -1};
+    setup.output = output >= 0 ? outputPlace_.Get() : -1;
     setup.firstUnneeded = firstUnneeded_;
     setup.strict = isRoot_;
     setup.processors = processors.get();

@@ -10,7 +10,6 @@
 #include "daemons/common/unique_fd.h"
 #include "daemons/procmgrd/launch_plan.h"
 #include "daemons/procmgrd/launch_status.h"
-#include "daemons/procmgrd/output_ends.h"
 
 namespace ProcMgrDaemon {
 
@@ -33,8 +32,9 @@ public:
     /// Makes a child that becomes the program of the plan, and waits until it has. The child is
     /// killed by the kernel when this process ends, however it ends; what the child forks itself is
     /// not.
+    /// @param output what becomes stdout and stderr; -1: our own
     /// @return 0; or errno, when there could not even be a child or it could not become the program
-    int Spawn(const LaunchPlan& plan, const OutputEnds& output, Spawned& spawned);
+    int Spawn(const LaunchPlan& plan, int output, Spawned& spawned);
 
 private:
     pid_t MakeChild(ChildSetup& setup);
@@ -43,8 +43,7 @@ private:
 
     Daemons::UniqueFd null_;
     Daemons::UniqueFd gatePlace_;
-    Daemons::UniqueFd outPlace_;
-    Daemons::UniqueFd errPlace_;
+    Daemons::UniqueFd outputPlace_;
     int firstUnneeded_;
     std::unique_ptr<char[]> stack_;
     std::unique_ptr<ChildReport, void (*)(ChildReport*)> report_;

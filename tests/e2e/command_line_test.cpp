@@ -114,7 +114,7 @@ TEST_F(CommandLine, ShowsWhatApplicationsPrint) {
         "  bad: {command: [/bin/sh, -c, 'for i in 1 2 3 4 5 6; do echo line $$i; done; exit 3'],"
         " autostart: false, readiness: notify, restart: 'no'}\n");
     const auto log = Begin({"log", "-f", "-n", "5", "base"});
-    EXPECT_TRUE(log->Says("  out  \\x1b[2Jbegun\n")) << log->Output();
+    EXPECT_TRUE(log->Says("  \\x1b[2Jbegun\n")) << log->Output();
     kill(PidBehind(manager_->Output(), "own/base: runs, pid "), SIGSEGV);
     EXPECT_TRUE(log->Says("  -- killed by SIGSEGV")) << log->Output();
     EXPECT_TRUE(log->Says("  -- started, pid " +

@@ -55,7 +55,7 @@ uint64_t NumberIn(const std::string& line, const std::string& key) {
 // What is past comes first, in order and no more than was asked for, then what happens.
 TEST_F(ObserverTest, TellsThePastAndThenWhatComes) {
     BootAndKeep(
-        "  app: {command: [/bin/sh, -c, 'echo one; echo two; printf half >&2; kill -SEGV $$$$']}\n"
+        "  app: {command: [/bin/sh, -c, 'echo one; echo two >&2; printf half; kill -SEGV $$$$']}\n"
         "  other: {command: [/bin/echo, no]}\n"
         "  lost: {command: /nowhere/to/be/found}\n");
     for (const char* const name : {"app", "other"}) {
@@ -64,9 +64,9 @@ TEST_F(ObserverTest, TellsThePastAndThenWhatComes) {
         owner->Next();
     }
     const std::string request = "owner=rover application=app application=lost lines=2 events=2";
-    const std::vector<std::string> past{
-        "\"kind\":\"hello\"", "\"kind\":\"executed\"", "\"stream\":\"out\",\"text\":\"two\"}",
-        "\"stream\":\"err\",\"text\":\"half\"}", "\"signal\":11,\"name\":\"SIGSEGV\","};
+    const std::vector<std::string> past{"\"kind\":\"hello\"", "\"kind\":\"executed\"",
+                                        "\"text\":\"two\"}", "\"text\":\"half\"}",
+                                        "\"signal\":11,\"name\":\"SIGSEGV\","};
     LineStream live = Observe(request + " follow");
     ExpectNext(live, past);
     ExpectNext(live, {"{\"kind\":\"live\""});

@@ -11,18 +11,15 @@ namespace {
 using namespace std::string_literals;
 
 struct Piece {
-    OutputStream stream;
     std::string text;
     bool isCut;
 
-    bool operator==(const Piece& other) const {
-        return stream == other.stream && text == other.text && isCut == other.isCut;
-    }
+    bool operator==(const Piece& other) const { return text == other.text && isCut == other.isCut; }
 };
 
 std::ostream& operator<<(std::ostream& out, const Piece& piece) {
-    return out << (piece.stream == OutputStream::kErr ? "err " : "out ") << piece.text.size()
-               << " `" << piece.text.substr(0, 30) << "`" << (piece.isCut ? " cut" : "");
+    return out << piece.text.size() << " `" << piece.text.substr(0, 30) << "`"
+               << (piece.isCut ? " cut" : "");
 }
 
 std::vector<Piece> Read(const OutputRing& ring, uint64_t from = 0) {
@@ -30,39 +27,34 @@ std::vector<Piece> Read(const OutputRing& ring, uint64_t from = 0) {
     OutputLine line;
     for (OutputRing::Reader reader(ring, from); !reader.IsAtEnd(); reader.Advance()) {
         reader.Read(line);
-        pieces.push_back({line.stream, line.text, line.isCut});
+        pieces.push_back({line.text, line.isCut});
     }
     return pieces;
 }
-
-constexpr auto kOut = OutputStream::kOut;
-constexpr auto kErr = OutputStream::kErr;
 
 // However the bytes arrive, lines come out as they were written, and a cut is told.
 TEST(OutputLog, CutsLines) {
     const std::string most(OutputRing::kLongestLine, 'x');
     const std::string allButTwo(OutputRing::kLongestLine - 2, 'x');
     struct Case {
-        std::vector<std::pair<OutputStream, std::string>> chunks;
+        std::vector<std::string> chunks;
         std::vector<Piece> pieces;
     };
     const std::vector<Case> cases{
-        {{{kOut, "a\n\nb"}, {kErr, "e\n"}, {kOut, "c\n"}},
-         {{kOut, "a", false}, {kOut, "", false}, {kErr, "e", false}, {kOut, "bc", false}}},
-        {{{kOut, "a\0\xff\n"s}}, {{kOut, "a\0\xff"s, false}}},
-        {{{kOut, most + "\n"}}, {{kOut, most, false}}},
-        {{{kOut, most}, {kOut, "y\n"}}, {{kOut, most, true}, {kOut, "y", false}}},
-        {{{kOut, most + most}, {kOut, "z"}},
-         {{kOut, most, true}, {kOut, most, true}, {kOut, "z", false}}},
-        {{{kOut, allButTwo + "\u20ac\n"}}, {{kOut, allButTwo, true}, {kOut, "\u20ac", false}}},
+        {{"a\n\nb", "c\n"}, {{"a", false}, {"", false}, {"bc", false}}},
+        {{"a\0\xff\n"s}, {{"a\0\xff"s, false}}},
+        {{most + "\n"}, {{most, false}}},
+        {{most, "y\n"}, {{most, true}, {"y", false}}},
+        {{most + most, "z"}, {{most, true}, {most, true}, {"z", false}}},
+        {{allButTwo + "\u20ac\n"}, {{allButTwo, true}, {"\u20ac", false}}},
     };
     for (const Case& one : cases) {
         Journal journal(64 * 1024);
         OutputLog log(journal, nullptr, 64 * 1024);
-        for (const auto& [stream, bytes] : one.chunks) {
-            log.Take(stream, bytes, 1);
+        for (const std::string& bytes : one.chunks) {
+            log.Take(bytes, 1);
         }
-        log.EndLines(false);
+        log.EndLine(false);
         EXPECT_EQ(Read(log.Ring()), one.pieces);
     }
 }
