@@ -127,7 +127,7 @@ void Application::Signal(int number) {
 
 void Application::Signal(int number, SignalReason reason) {
     ProcessEvent event = NewEvent(ProcessEventKind::kSignal, std::chrono::steady_clock::now());
-    event.number = number;
+    event.number = static_cast<uint16_t>(number);
     event.reason = reason;
     workplace_.journal.Add(std::move(event));
     Signal(number);
@@ -148,7 +148,7 @@ void Application::Launch(const LaunchRequest& request, ReportKind answer) {
     termRequested_ = false;
     forGood_ = false;
     if (!output_) {
-        output_.emplace(workplace_.loop, workplace_.capture, workplace_.journal, id_);
+        output_.emplace(workplace_.outputs, id_);
     }
     LaunchPlan plan;
     if (const int error = MakeLaunchPlan(workplace_.surroundings, workplace_.accounts, id_->owner,
@@ -196,7 +196,7 @@ void Application::OnEnded(int waitStatus) {
     const auto now = std::chrono::steady_clock::now();
     ProcessEvent exited = NewEvent(ProcessEventKind::kExited, now);
     exited.duration = std::chrono::nanoseconds(now - begun_).count();
-    exited.number = waitStatus;
+    exited.number = static_cast<uint16_t>(waitStatus);
     workplace_.journal.Add(std::move(exited));
     const State before = state_;
     const auto next = std::move(next_);
@@ -231,7 +231,7 @@ void Application::TellUnaskedEnd(int waitStatus) {
 
 void Application::TellFailedStart(int error, const char* step) {
     ProcessEvent failed = NewEvent(ProcessEventKind::kFailed, std::chrono::steady_clock::now());
-    failed.number = error;
+    failed.number = static_cast<uint16_t>(error);
     failed.step = step;
     workplace_.journal.Add(std::move(failed));
     const std::string& path =

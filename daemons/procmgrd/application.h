@@ -21,7 +21,7 @@ struct Workplace {
     EventLoop& loop;
     Children& children;
     Surroundings surroundings;
-    CaptureOptions capture;
+    Outputs& outputs;
     Spawner& spawner;
     Journal& journal;
     Accounts accounts;

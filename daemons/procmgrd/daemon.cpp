@@ -58,9 +58,8 @@ Daemon::Daemon(const Options& options, const std::string& runDirectory)
       mostConnections_(MostConnections()),
       faults_(options.faults),
       journal_(options.capture.totalBytes),
-      workplace_{
-          loop_,    children_, {runDirectory, options.passedVariables}, options.capture, spawner_,
-          journal_, {}} {
+      workplace_{loop_,    children_, {runDirectory, options.passedVariables}, outputs_, spawner_,
+                 journal_, {}} {
     loop_.Watch(signals_.Get(), EPOLLIN, [this](uint32_t) { OnSignals(); });
     loop_.SetRoundEnd([this] { OnRoundEnd(); });
     const std::string path = GrpOwnerLinux::PipePath(runDirectory, kProcessName);

@@ -13,6 +13,7 @@
 #include "daemons/procmgrd/journal.h"
 #include "daemons/procmgrd/observers.h"
 #include "daemons/procmgrd/options.h"
+#include "daemons/procmgrd/outputs.h"
 #include "daemons/procmgrd/server_socket.h"
 
 namespace ProcMgrDaemon {
@@ -73,6 +74,7 @@ private:
     EventLoop loop_;
     Children children_{loop_};
     Journal journal_;
+    Outputs outputs_{loop_, options_.capture, journal_};
     Workplace workplace_;
     std::map<std::string, Owned> owned_;  // by the owner's name
     std::vector<std::unique_ptr<Connection>> connections_;

@@ -6,12 +6,11 @@ namespace ProcMgrDaemon {
 
 void Journal::Add(ProcessEvent event) {
     event.sequence = TakeSequence();
-    if (events_.size() < kMostEvents) {
-        events_.push_back(std::move(event));
-    } else {
-        events_[eventCount_ % kMostEvents] = std::move(event);
-    }
+    events_.push_back(std::move(event));
     ++eventCount_;
+    if (events_.size() > kMostEvents) {
+        events_.pop_front();
+    }
 }
 
 }  // namespace ProcMgrDaemon

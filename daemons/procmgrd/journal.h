@@ -4,8 +4,8 @@
 
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <list>
-#include <vector>
 
 #include "daemons/procmgrd/output_ring.h"
 #include "daemons/procmgrd/process_event.h"
@@ -36,7 +36,7 @@ public:
     // Events are numbered from 0.
     uint64_t FirstEvent() const { return eventCount_ - events_.size(); }
     uint64_t EndEvent() const { return eventCount_; }
-    const ProcessEvent& EventAt(uint64_t number) const { return events_[number % kMostEvents]; }
+    const ProcessEvent& EventAt(uint64_t number) const { return events_[number - FirstEvent()]; }
 
     /// The logs, the one with the newest line first.
     using Logs = std::list<OutputLog*>;
@@ -51,7 +51,7 @@ public:
 private:
     uint64_t next_ = 1;
     uint64_t eventCount_ = 0;
-    std::vector<ProcessEvent> events_;  // the event n at n modulo the most
+    std::deque<ProcessEvent> events_;
     OutputBudget budget_;
     Logs logs_;
 };

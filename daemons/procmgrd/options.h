@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "daemons/procmgrd/faults.h"
-#include "daemons/procmgrd/output_capture.h"
+#include "daemons/procmgrd/outputs.h"
 
 namespace ProcMgrDaemon {
 

@@ -1,7 +1,7 @@
 #include "daemons/procmgrd/output_capture.h"
 
 #include <fcntl.h>
-#include <sys/epoll.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <utility>
@@ -10,42 +10,45 @@
 
 namespace ProcMgrDaemon {
 
-OutputCapture::OutputCapture(EventLoop& loop, const CaptureOptions& options, Journal& journal,
-                             std::shared_ptr<const ApplicationId> application)
-    : loop_(loop), options_(options), journal_(journal), application_(std::move(application)) {
-    if (options_.ringBytes == 0 && options_.logDirectory.empty()) {
-        return;
+OutputCapture::OutputCapture(Outputs& outputs, std::shared_ptr<const ApplicationId> application)
+    : outputs_(outputs), application_(std::move(application)) {
+    const CaptureOptions& options = outputs_.Options();
+    if (options.ringBytes > 0 || !options.logDirectory.empty()) {
+        OpenPipe();
+        ReopenFile();
     }
-    OpenPipe();
-    ReopenFile();
 }
 
 OutputCapture::~OutputCapture() {
     if (readEnd_) {
-        loop_.Forget(readEnd_.Get());
+        outputs_.Forget(readEnd_.Get());
     }
 }
 
 void OutputCapture::OpenPipe() {
     int ends[2] = {-1, -1};
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-        LogWarning("cannot capture the output of `" + application_->name +
-                   "`: " + ErrorText(errno));
-        return;
-    }
+    int error = pipe2(ends, O_CLOEXEC) == 0 ? 0 : errno;
     readEnd_.Reset(ends[0]);
     writeEnd_.Reset(ends[1]);
-    // Only our end: the application must find an ordinary, blocking stream.
-    (void)fcntl(readEnd_.Get(), F_SETFL, O_NONBLOCK);
-    loop_.Watch(readEnd_.Get(), EPOLLIN, [this](uint32_t) { Drain(); });
+    if (error == 0) {
+        // Only our end: the application must find an ordinary, blocking stream.
+        (void)fcntl(readEnd_.Get(), F_SETFL, O_NONBLOCK);
+        error = outputs_.Watch(readEnd_.Get(), *this);
+    }
+    if (error != 0) {
+        LogWarning("cannot capture the output of `" + application_->name +
+                   "`: " + ErrorText(error));
+        readEnd_.Reset();
+        writeEnd_.Reset();  // what nobody takes would stop the writer
+    }
 }
 
 std::string OutputCapture::FilePath() const {
-    return options_.logDirectory + "/" + application_->name + ".log";
+    return outputs_.Options().logDirectory + "/" + application_->name + ".log";
 }
 
 void OutputCapture::ReopenFile() {
-    if (options_.logDirectory.empty()) {
+    if (outputs_.Options().logDirectory.empty()) {
         return;
     }
     // Not waiting for a reader, should somebody have put a pipe there.
@@ -90,11 +93,12 @@ void OutputCapture::WriteToFile(std::string_view bytes) {
 
 void OutputCapture::Take(std::string_view bytes) {
     WriteToFile(bytes);
-    if (options_.ringBytes == 0) {
+    if (outputs_.Options().ringBytes == 0) {
         return;
     }
     if (!log_) {
-        log_ = std::make_unique<OutputLog>(journal_, application_, options_.ringBytes);
+        log_ = std::make_unique<OutputLog>(outputs_.GetJournal(), application_,
+                                           outputs_.Options().ringBytes);
     }
     log_->Take(bytes, pid_);
 }

@@ -7,18 +7,10 @@
 #include <string_view>
 
 #include "daemons/common/unique_fd.h"
-#include "daemons/procmgrd/event_loop.h"
-#include "daemons/procmgrd/journal.h"
 #include "daemons/procmgrd/output_log.h"
+#include "daemons/procmgrd/outputs.h"
 
 namespace ProcMgrDaemon {
-
-struct CaptureOptions {
-    // Of one application; 0: applications write to the process manager's own streams.
-    size_t ringBytes = 64 * 1024;
-    size_t totalBytes = 8 * 1024 * 1024;
-    std::string logDirectory;  // empty: no files
-};
 
 /// What one application writes to stdout and stderr: the newest lines in memory and, where a
 /// directory is given, all of it in the file "<directory>/<name>.log".
@@ -27,9 +19,8 @@ struct CaptureOptions {
 /// neither ends it nor kills the writer.
 class OutputCapture {
 public:
-    /// Loop, options and journal outlive this object.
-    OutputCapture(EventLoop& loop, const CaptureOptions& options, Journal& journal,
-                  std::shared_ptr<const ApplicationId> application);
+    /// @param outputs outlive this object
+    OutputCapture(Outputs& outputs, std::shared_ptr<const ApplicationId> application);
     ~OutputCapture();
     OutputCapture(const OutputCapture&) = delete;
     OutputCapture& operator=(const OutputCapture&) = delete;
@@ -40,7 +31,10 @@ public:
     /// Whose output it is from here on.
     void SetProcess(pid_t pid) { pid_ = pid; }
 
-    /// Takes what is in the pipe now; the process has ended.
+    /// Takes what is in the pipe now, as far as others need not wait for it.
+    void Drain();
+
+    /// The same; the process has ended.
     void Finish();
 
     /// The newest lines, each indented, the last one without its line end.
@@ -54,14 +48,11 @@ public:
 
 private:
     void OpenPipe();
-    void Drain();
     std::string FilePath() const;
     void Take(std::string_view bytes);
     void WriteToFile(std::string_view bytes);
 
-    EventLoop& loop_;
-    const CaptureOptions& options_;
-    Journal& journal_;
+    Outputs& outputs_;
     const std::shared_ptr<const ApplicationId> application_;
     Daemons::UniqueFd readEnd_;
     Daemons::UniqueFd writeEnd_;

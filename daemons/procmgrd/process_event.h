@@ -20,14 +20,17 @@ enum class ProcessEventKind : uint8_t { kSpawned, kExecuted, kSignal, kExited, k
 /// Why the process manager has sent a signal.
 enum class SignalReason : uint8_t { kStop, kRestart, kGroupEnd, kStopTimeOut };
 
+/// Thousands are kept: small.
 struct ProcessEvent {
     std::shared_ptr<const ApplicationId> application;
     uint64_t sequence = 0;  // set by the journal
     int64_t time = 0;       // nanoseconds of the monotonic clock
-    int64_t duration = 0;   // executed: how long that took; exited: up-time; nanoseconds
-    const char* step = "";  // failed: what could not be done; lives for ever
-    pid_t pid = 0;          // failed: 0
-    int number = 0;         // signal: its number; exited: wait status; failed: errno
+    union {
+        int64_t duration = 0;  // executed: how long that took; exited: up-time; nanoseconds
+        const char* step;      // failed: what could not be done; lives for ever
+    };
+    pid_t pid = 0;        // failed: 0
+    uint16_t number = 0;  // signal: its number; exited: wait status; failed: errno
     ProcessEventKind kind = ProcessEventKind::kSpawned;
     SignalReason reason = SignalReason::kStop;
 };
