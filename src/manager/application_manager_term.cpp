@@ -94,7 +94,8 @@ void ApplicationManager::TermNoDependsApps(FreeRecords& free) {
     std::vector<Message::TermAppInfo> toSend;
     toSend.reserve(free.records.size());
     for (auto& [name, application] : free.records) {
-        const Trace::Cause release(Trace::ReleaseOf(name));
+        const bool isFirstOffer = application == nullptr;
+        const Trace::Cause release(isFirstOffer ? Trace::ReleaseOf(name) : 0);
         switch (BeginTerm(name, application, free.removals)) {
             case TermOutcome::kMissing:
                 GRP_ERROR(
@@ -113,6 +114,9 @@ void ApplicationManager::TermNoDependsApps(FreeRecords& free) {
                 break;
             case TermOutcome::kAccepted:
                 toSend.push_back({name});
+                if (isFirstOffer) {
+                    Trace::Sent(OptionType::TERM, name);
+                }
                 GRP_WARNING("ApplicationManager: Add to termAppList term info: name=%s ",
                             name.c_str());
                 break;
@@ -122,7 +126,6 @@ void ApplicationManager::TermNoDependsApps(FreeRecords& free) {
         return;
     }
     GRP_WARNING("ApplicationManager: TermApps emAgent TermApp begin.");
-    Trace::Sent(OptionType::TERM, toSend);
     const uint32_t result = ProcMgrAgent::GetInstance().TermApp(toSend);
     GRP_WARNING("ApplicationManager: TermApps emAgent TermApp end. (return=%u)", result);
     Trace::NotSent(OptionType::TERM, toSend, result);

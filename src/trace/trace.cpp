@@ -107,7 +107,10 @@ uint64_t ReleaseOf(const std::string& name) {
     return record == nullptr ? 0 : record->released;
 }
 
-void SentOne(OptionType what, const std::string& name, uint32_t result) {
+void Sent(OptionType what, const std::string& name, uint32_t result) {
+    if (!IsOpen()) {
+        return;
+    }
     Writing writing;
     Record& record = writing.Of(name);
     const bool isRepeated =
@@ -276,6 +279,10 @@ void Phase::Result(const std::string& name, AppChangeState state) {
     }
     Writing writing;
     Record& record = writing.Of(name);
+    const bool isRepeated = record.result > record.released && record.state == state;
+    if (isRepeated) {
+        return;  // polling and the report may both bring it
+    }
     Step step{TraceKind::RESULT};
     if (!isRunning_) {
         const bool wasOnItsWay =
@@ -288,8 +295,11 @@ void Phase::Result(const std::string& name, AppChangeState state) {
     }
     step.what = What(what_);
     step.value = static_cast<uint32_t>(state);
-    step.cause = currentCause;
+    // The transition that the report, or who asked, has brought about; polling sees nothing but
+    // that.
+    step.cause = std::max(currentCause, record.shown.cause);
     record.result = writing.Append(step, &record);
+    record.state = state;
     record.shown.lateBy = step.extra;
 }
 

@@ -87,13 +87,13 @@ uint64_t ReleaseOf(const std::string& name);
 
 /// To be told before a request to the process manager leaves, for its answer may arrive while it is
 /// being sent. A termination that is offered once more counts for nothing.
-void SentOne(OptionType what, const std::string& name, uint32_t result);
+void Sent(OptionType what, const std::string& name, uint32_t result = 0);
 
 template <typename Apps>
 void Sent(OptionType what, const Apps& apps, uint32_t result = 0) {
     if (IsOpen()) {
         for (const auto& app : apps) {
-            SentOne(what, app.name, result);
+            Sent(what, app.name, result);
         }
     }
 }

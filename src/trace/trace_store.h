@@ -20,6 +20,7 @@ struct Record {
     uint32_t index = 0;
     uint64_t released = 0;
     uint64_t result = 0;
+    AppChangeState state = AppChangeState::INIT;  // of that result
     uint64_t sent = 0;           // the one that the process manager still owes an answer to
     uint64_t heartBeatLost = 0;  // unless it is back
     int32_t pid = 0;             // of whom was spoken last

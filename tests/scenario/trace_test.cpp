@@ -53,9 +53,10 @@ SCENARIO(Trace, LeadsBackToWhoAsked) {
     Group group({App("a").Restart("on-failure"), App("b").DependsOn({"a"})});
     ASSERT_TRUE(group.EnableAndStart());
     auto events = All();
-    EXPECT_EQ(Chain(events, LastOf(events, TraceKind::RESULT, "b")),
-              "result:b < report:b < sent:b < released:b < result:a < report:a < sent:a < "
-              "released:a < phase < request");
+    EXPECT_EQ(
+        Chain(events, LastOf(events, TraceKind::RESULT, "b")),
+        "result:b < moved:b < report:b < sent:b < released:b < result:a < moved:a < report:a < "
+        "sent:a < released:a < phase < request");
     EXPECT_EQ(events.front().value, kUser);
     EXPECT_EQ(LastOf(events, TraceKind::REQUEST_END).value, 1u);
 
@@ -69,9 +70,10 @@ SCENARIO(Trace, LeadsBackToWhoAsked) {
     const std::vector<ProcMgr::AppInfoForServer> both{{"a", {}, {}}, {"b", {}, {}}};
     EXPECT_TRUE(ProcMgr::GrpOwnerServer().ChangeApp(both, {}, {}, results, 5000));
     events = All();
-    EXPECT_EQ(Chain(events, LastOf(events, TraceKind::RESULT, "a")),
-              "result:a < report:a < sent:a < released:a < result:b < report:b < sent:b < "
-              "released:b < phase < request");
+    EXPECT_EQ(
+        Chain(events, LastOf(events, TraceKind::RESULT, "a")),
+        "result:a < moved:a < report:a < sent:a < released:a < result:b < moved:b < report:b < "
+        "sent:b < released:b < phase < request");
     const ProcMgr::TraceSnapshot snapshot = OwnerTrace::Snapshot();
     ASSERT_EQ(snapshot.applications.size(), 2u);
     EXPECT_EQ(snapshot.applications[0].state, AppStateType::TERMINATED);
