@@ -179,9 +179,6 @@ Candidates OperandCandidates(Line& line) {
     if (BeginsWith(operands, "NAME") || BeginsWith(operands, "[NAME")) {
         return Applications(line.options, line.operands);
     }
-    if (BeginsWith(operands, "FILE") || BeginsWith(operands, "[FILE")) {
-        return {{":files", ""}};
-    }
     Candidates candidates;
     if (BeginsWith(operands, "STATE")) {
         for (const std::string& name : SystemStateNames()) {

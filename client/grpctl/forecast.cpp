@@ -159,7 +159,7 @@ private:
         Reason reason;
         reason.Add(plan_.addedStops.count(name) == 0
                        ? "asked for"
-                       : "stops before " + BriefWithin(dependencies_.NeedsOf(name), plan_.stops));
+                       : "stopped before " + BriefWithin(dependencies_.NeedsOf(name), plan_.stops));
         const Names left = Bereft(name);
         if (!left.empty()) {
             reason.Add("although needed by " + Brief(left));

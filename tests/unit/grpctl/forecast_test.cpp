@@ -100,7 +100,7 @@ TEST_F(RoverForecast, GivesEachNameItsReason) {
          "+[camera: needed by fusion; ][fusion: needed by planner; ]"
          "[planner: asked for, waits for READY=1; ]"},
         {with("fusion", "", "", [](Wish& wish) { wish.isWithDependents = true; }), "fusion planner",
-         "-[planner: stops before fusion, 500ms to stop; ][fusion: asked for, killed at once; ]"},
+         "-[planner: stopped before fusion, 500ms to stop; ][fusion: asked for, killed at once; ]"},
         {with("fusion lidar", "", "", [](Wish& wish) { wish.isForced = true; }), "lidar planner",
          "-[fusion: asked for, although needed by planner, does not run; ]"
          "[lidar: asked for, 4.50s to stop; ]"},
