@@ -4,12 +4,12 @@
 #include <exception>
 #include <optional>
 
-#include "client/grpctl/command_line.h"
-#include "client/grpctl/completion.h"
-#include "client/grpctl/failure.h"
-#include "client/grpctl/manual.h"
-#include "client/grpctl/screen.h"
-#include "client/grpctl/verbs.h"
+#include "client/grpctl/text/failure.h"
+#include "client/grpctl/text/screen.h"
+#include "client/grpctl/typed/command_line.h"
+#include "client/grpctl/typed/completion.h"
+#include "client/grpctl/typed/manual.h"
+#include "client/grpctl/typed/verbs.h"
 
 namespace {
 

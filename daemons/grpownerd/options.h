@@ -21,7 +21,7 @@ struct Options {
     bool showProgress = false;
     uint32_t traceSteps = 8192;  // that are kept; 0: none
     std::string traceFile;       // empty: none
-    std::string recording;  // path; empty: none
+    std::string recording;       // path; empty: none
 };
 
 /// Reads the command line.

@@ -7,14 +7,14 @@
 #include <utility>
 #include <vector>
 
-#include "client/grpctl/failure.h"
-#include "client/grpctl/group.h"
-#include "client/grpctl/session.h"
+#include "client/grpctl/group/group.h"
+#include "client/grpctl/group/session.h"
+#include "client/grpctl/text/failure.h"
 #include "client/grpctl/timeline/chain.h"
 #include "client/grpctl/timeline/chain_output.h"
 #include "client/grpctl/timeline/read_story.h"
 #include "client/grpctl/timeline/story.h"
-#include "client/grpctl/verb_runs.h"
+#include "client/grpctl/typed/verb_runs.h"
 #include "platform/linux/suggestion.h"
 #include "platform/linux/utf8.h"
 

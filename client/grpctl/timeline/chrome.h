@@ -1,7 +1,7 @@
 #pragma once
 // A story in the form that trace viewers open.
 
-#include "client/grpctl/json_output.h"
+#include "client/grpctl/text/json_output.h"
 #include "client/grpctl/timeline/story.h"
 
 namespace GrpCtl::Timeline {

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "client/grpctl/table.h"
+#include "client/grpctl/text/table.h"
 #include "client/grpctl/timeline/words.h"
 #include "platform/linux/utf8.h"
 

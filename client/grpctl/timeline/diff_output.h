@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "client/grpctl/json_output.h"
-#include "client/grpctl/screen.h"
+#include "client/grpctl/text/json_output.h"
+#include "client/grpctl/text/screen.h"
 #include "client/grpctl/timeline/diff.h"
 
 namespace GrpCtl::Timeline {

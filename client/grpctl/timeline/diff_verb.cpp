@@ -4,8 +4,8 @@
 
 #include <chrono>
 
-#include "client/grpctl/failure.h"
-#include "client/grpctl/screen.h"
+#include "client/grpctl/text/failure.h"
+#include "client/grpctl/text/screen.h"
 #include "client/grpctl/timeline/diff.h"
 #include "client/grpctl/timeline/diff_output.h"
 #include "client/grpctl/timeline/diff_verb.h"

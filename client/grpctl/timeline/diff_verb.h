@@ -1,6 +1,6 @@
 #pragma once
 
-#include "client/grpctl/options.h"
+#include "client/grpctl/typed/options.h"
 
 namespace GrpCtl::Timeline {
 

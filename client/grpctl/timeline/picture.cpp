@@ -8,7 +8,7 @@
 #include <set>
 #include <vector>
 
-#include "client/grpctl/duration.h"
+#include "client/grpctl/text/duration.h"
 #include "client/grpctl/timeline/picture_style.h"
 #include "client/grpctl/timeline/scale.h"
 #include "client/grpctl/timeline/svg.h"

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "client/grpctl/screen.h"
-#include "client/grpctl/trace_reader.h"
+#include "client/grpctl/text/screen.h"
+#include "client/grpctl/trace/trace_reader.h"
 
 namespace GrpCtl::Timeline {
 

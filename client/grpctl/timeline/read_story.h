@@ -1,7 +1,7 @@
 #pragma once
 
-#include "client/grpctl/options.h"
 #include "client/grpctl/timeline/story.h"
+#include "client/grpctl/typed/options.h"
 
 namespace GrpCtl::Timeline {
 

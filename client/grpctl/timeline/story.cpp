@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "client/grpctl/timeline/words.h"
-#include "client/grpctl/trace_words.h"
+#include "client/grpctl/trace/trace_words.h"
 
 namespace GrpCtl::Timeline {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "client/grpctl/trace_reader.h"
+#include "client/grpctl/trace/trace_reader.h"
 
 namespace GrpCtl::Timeline {
 

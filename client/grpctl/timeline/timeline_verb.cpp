@@ -6,8 +6,8 @@
 #include <chrono>
 #include <string>
 
-#include "client/grpctl/failure.h"
-#include "client/grpctl/screen.h"
+#include "client/grpctl/text/failure.h"
+#include "client/grpctl/text/screen.h"
 #include "client/grpctl/timeline/chain.h"
 #include "client/grpctl/timeline/chrome.h"
 #include "client/grpctl/timeline/diff_verb.h"
@@ -15,7 +15,7 @@
 #include "client/grpctl/timeline/read_story.h"
 #include "client/grpctl/timeline/story.h"
 #include "client/grpctl/timeline/trace_copy.h"
-#include "client/grpctl/verb_runs.h"
+#include "client/grpctl/typed/verb_runs.h"
 #include "platform/linux/utf8.h"
 
 namespace GrpCtl {

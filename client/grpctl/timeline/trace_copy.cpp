@@ -5,11 +5,11 @@
 #include <string>
 #include <variant>
 
-#include "client/grpctl/failure.h"
-#include "client/grpctl/interrupt.h"
-#include "client/grpctl/screen.h"
-#include "client/grpctl/session.h"
-#include "client/grpctl/trace_line.h"
+#include "client/grpctl/group/session.h"
+#include "client/grpctl/text/failure.h"
+#include "client/grpctl/text/interrupt.h"
+#include "client/grpctl/text/screen.h"
+#include "client/grpctl/trace/trace_line.h"
 #include "client/line_stream.h"
 #include "platform/linux/host.h"
 

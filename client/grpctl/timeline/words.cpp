@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cmath>
 
-#include "client/grpctl/duration.h"
+#include "client/grpctl/text/duration.h"
 #include "platform/linux/utf8.h"
 
 namespace GrpCtl::Timeline {

@@ -1,4 +1,4 @@
-#include "client/grpctl/change_file.h"
+#include "client/grpctl/change/change_file.h"
 
 #include <gtest/gtest.h>
 

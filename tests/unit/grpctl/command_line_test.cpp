@@ -1,10 +1,10 @@
 // The table of verbs and switches, through the parser that is made from it.
 
-#include "client/grpctl/command_line.h"
+#include "client/grpctl/typed/command_line.h"
 
 #include <gtest/gtest.h>
 
-#include "client/grpctl/verbs.h"
+#include "client/grpctl/typed/verbs.h"
 
 namespace GrpCtl {
 namespace {

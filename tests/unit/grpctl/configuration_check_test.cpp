@@ -5,9 +5,9 @@
 #include <fstream>
 #include <random>
 
-#include "client/grpctl/configuration_lints.h"
-#include "client/grpctl/graph.h"
-#include "client/grpctl/group_output.h"
+#include "client/grpctl/group/configuration_lints.h"
+#include "client/grpctl/group/graph.h"
+#include "client/grpctl/group/group_output.h"
 
 namespace GrpCtl {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <random>
 
-#include "client/grpctl/record_decoder.h"
+#include "client/grpctl/records/record_decoder.h"
 
 namespace GrpCtl {
 namespace {

@@ -1,10 +1,10 @@
 // What a change set would do: why each name is in it, and how long owner and applications may take.
 
-#include "client/grpctl/forecast.h"
+#include "client/grpctl/change/forecast.h"
 
 #include <gtest/gtest.h>
 
-#include "client/grpctl/verbs.h"
+#include "client/grpctl/typed/verbs.h"
 #include "platform/portable/manifest_fields.h"
 
 namespace GrpCtl {

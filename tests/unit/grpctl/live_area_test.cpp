@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "client/grpctl/live_area.h"
+#include "client/grpctl/progress/live_area.h"
 
 namespace GrpCtl {
 

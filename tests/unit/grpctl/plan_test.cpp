@@ -1,10 +1,10 @@
 // What a wish becomes: closure, dependants, waves, and the answer's way back to its parts.
 
-#include "client/grpctl/plan.h"
+#include "client/grpctl/change/plan.h"
 
 #include <gtest/gtest.h>
 
-#include "client/grpctl/verbs.h"
+#include "client/grpctl/typed/verbs.h"
 
 namespace GrpCtl {
 namespace {

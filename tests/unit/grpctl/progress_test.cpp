@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "client/grpctl/progress_frame.h"
-#include "client/grpctl/progress_words.h"
+#include "client/grpctl/progress/progress_frame.h"
+#include "client/grpctl/progress/progress_words.h"
 
 namespace GrpCtl {
 

@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "client/grpctl/duration.h"
-#include "client/grpctl/process_facts.h"
-#include "client/grpctl/table.h"
+#include "client/grpctl/group/process_facts.h"
+#include "client/grpctl/text/duration.h"
+#include "client/grpctl/text/table.h"
 
 namespace GrpCtl {
 namespace {

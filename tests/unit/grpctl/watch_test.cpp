@@ -7,9 +7,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "client/grpctl/limits.h"
-#include "client/grpctl/watch_lines.h"
-#include "client/grpctl/why.h"
+#include "client/grpctl/trace/limits.h"
+#include "client/grpctl/trace/watch_lines.h"
+#include "client/grpctl/trace/why.h"
 
 namespace GrpCtl {
 namespace {
