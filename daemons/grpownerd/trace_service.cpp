@@ -4,10 +4,12 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <nlohmann/json.hpp>
+#include <charconv>
 #include <optional>
 #include <string_view>
+#include <system_error>
 
 #include "daemons/common/json_line.h"
 #include "daemons/grpownerd/trace_lines.h"
@@ -19,6 +21,8 @@ namespace {
 
 constexpr size_t kLongestRequest = 4096;  // bytes
 constexpr timeval kPatience{10, 0};       // with who connects and says nothing
+
+constexpr int64_t kFromNow = -1;
 
 struct Wish {
     int64_t from = 0;
@@ -57,17 +61,35 @@ std::optional<std::string> ReadLine(int socket) {
     return std::nullopt;
 }
 
-std::optional<Wish> ReadWish(const std::string& text) {
-    const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
-    if (!json.is_object()) {
-        return std::nullopt;
+bool ReadWord(std::string_view word, Wish& wish) {
+    constexpr std::string_view kFrom = "from=";
+    if (word == "follow") {
+        wish.isFollowing = true;
+        return true;
     }
-    const nlohmann::json from = json.value("from", nlohmann::json(0));
-    const nlohmann::json follow = json.value("follow", nlohmann::json(false));
-    if (!from.is_number_integer() || !follow.is_boolean()) {
-        return std::nullopt;
+    if (word.substr(0, kFrom.size()) != kFrom) {
+        return false;
     }
-    return Wish{from.get<int64_t>(), follow.get<bool>()};
+    word.remove_prefix(kFrom.size());
+    if (word == "now") {
+        wish.from = kFromNow;
+        return true;
+    }
+    const char* const end = word.data() + word.size();
+    const auto [rest, error] = std::from_chars(word.data(), end, wish.from);
+    return error == std::errc() && rest == end && wish.from >= 0;
+}
+
+std::optional<Wish> ReadWish(std::string_view line) {
+    Wish wish;
+    while (!line.empty()) {
+        const std::string_view word = line.substr(0, line.find(' '));
+        line.remove_prefix(std::min(word.size() + 1, line.size()));
+        if (!word.empty() && !ReadWord(word, wish)) {
+            return std::nullopt;
+        }
+    }
+    return wish;
 }
 
 bool HasGone(int socket) {
@@ -85,7 +107,8 @@ void Serve(int socket, const std::string& owner) {
         std::string line;
         Daemons::JsonLine(line)
             .Text("kind", "error")
-            .Text("text", R"(this is no request; write {"from":0,"follow":true} and a line feed)");
+            .Text("text",
+                  "this is no request; it takes from=NUMBER or from=now, and follow, in one line");
         (void)Send(socket, line);
         return;
     }

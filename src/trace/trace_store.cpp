@@ -35,12 +35,11 @@ Record& Store::Writing::Of(const std::string& name) {
     if (entry != store_.byName_.end()) {
         return *entry->second;
     }
-    auto record = std::make_unique<Record>();
-    record->shown.name = name;
-    record->index = static_cast<uint32_t>(store_.records_.size());
-    store_.byName_[record->shown.name] = record.get();
-    store_.records_.push_back(std::move(record));
-    return *store_.records_.back();
+    Record& record = store_.records_.emplace_back();
+    record.shown.name = name;
+    record.index = static_cast<uint32_t>(store_.records_.size() - 1);
+    store_.byName_[record.shown.name] = &record;
+    return record;
 }
 
 const Record* Store::Writing::Find(const std::string& name) const {
@@ -76,8 +75,8 @@ TraceSnapshot Store::Snapshot() const {
     snapshot.first = FirstLocked();
     snapshot.next = next_;
     snapshot.applications.reserve(records_.size());
-    for (const auto& record : records_) {
-        snapshot.applications.push_back(record->shown);
+    for (const Record& record : records_) {
+        snapshot.applications.push_back(record.shown);
     }
     return snapshot;
 }
@@ -92,7 +91,7 @@ TraceEvent Store::EventLocked(uint64_t sequence) const {
             entry.value,
             entry.extra,
             entry.pid,
-            entry.index == kGroup ? std::string() : records_[entry.index]->shown.name};
+            entry.index == kGroup ? std::string() : records_[entry.index].shown.name};
 }
 
 std::vector<TraceEvent> Store::Read(uint64_t from, size_t most) const {

@@ -2,8 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -97,12 +97,12 @@ private:
     CondVar come_;
     std::function<TraceRequester()> requester_ GUARDED_BY(mutex_);
     size_t capacity_ GUARDED_BY(mutex_) = 1;
-    uint64_t base_ GUARDED_BY(mutex_) = 1;        // the sequence that lies at the ring's beginning
-    std::vector<Entry> ring_ GUARDED_BY(mutex_);  // grows to its capacity, then turns
+    uint64_t base_ GUARDED_BY(mutex_) = 1;       // the sequence that lies at the ring's beginning
+    std::deque<Entry> ring_ GUARDED_BY(mutex_);  // grows to its capacity, then turns
     uint64_t next_ GUARDED_BY(mutex_) = 1;
     size_t waiting_ GUARDED_BY(mutex_) = 0;
     uint64_t wakings_ GUARDED_BY(mutex_) = 0;
-    std::vector<std::unique_ptr<Record>> records_ GUARDED_BY(mutex_);
+    std::deque<Record> records_ GUARDED_BY(mutex_);
     std::unordered_map<std::string_view, Record*> byName_ GUARDED_BY(mutex_);  // of their own names
 };
 

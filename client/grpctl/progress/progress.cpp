@@ -95,7 +95,7 @@ bool Progress::Connect(const std::string& ownerSocket) {
     if (path.empty() || wake_.Get() < 0) {
         return false;
     }
-    auto stream = LineStream::Open(path, "group owner", R"({"from":-1,"follow":true})", kHello);
+    auto stream = LineStream::Open(path, "group owner", "from=now follow", kHello);
     if (!stream) {
         return false;
     }

@@ -116,7 +116,7 @@ void ProgressModel::AddRemark(const TraceStep& step) {
         remarks_.emplace_back();
     }
     remarks_[entry->second] = {step.application, step.to, step.pid, step.time};
-    changedRemarks_.push_back(entry->second);
+    changedRemarks_.insert(entry->second);
 }
 
 void ProgressModel::End(size_t index, Stage stage, const TraceStep& step) {
@@ -195,7 +195,7 @@ std::vector<size_t> ProgressModel::TakeChangedTasks() {
     return std::exchange(changedTasks_, {});
 }
 
-std::vector<size_t> ProgressModel::TakeChangedRemarks() {
+std::set<size_t> ProgressModel::TakeChangedRemarks() {
     return std::exchange(changedRemarks_, {});
 }
 

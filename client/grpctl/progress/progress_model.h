@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -84,7 +85,7 @@ public:
     /// Numbers of tasks and of remarks that have changed since the last call, oldest first; one
     /// that has changed twice is there twice.
     std::vector<size_t> TakeChangedTasks();
-    std::vector<size_t> TakeChangedRemarks();
+    std::set<size_t> TakeChangedRemarks();
 
 private:
     void TakeOurs(const TraceStep& step);
@@ -105,7 +106,7 @@ private:
     std::vector<Remark> remarks_;
     std::unordered_map<std::string, size_t> remarkOf_;
     std::vector<size_t> changedTasks_;
-    std::vector<size_t> changedRemarks_;
+    std::set<size_t> changedRemarks_;  // one that changes again is told once
     ProcMgr::OptionType phase_ = ProcMgr::OptionType::TERM;
     uint64_t sequence_ = 0;  // of the request; 0: it has not come yet
     int64_t begun_ = 0;

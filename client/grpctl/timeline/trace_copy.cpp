@@ -42,9 +42,7 @@ void CopyTrace(const Options& options) {
     const std::filesystem::path socket = FindOwnerSocket(options);
     const std::string trace = std::filesystem::path(socket).replace_extension(".trace");
     const TraceHello hello =
-        Copy(Need(LineStream::Open(trace, "group owner", R"({"from":0,"follow":false})",
-                                   options.Timeout())),
-             options);
+        Copy(Need(LineStream::Open(trace, "group owner", "from=0", options.Timeout())), options);
     auto processes = LineStream::Open(socket.parent_path() / "PROCMGR.observe", "process manager",
                                       "owner=" + hello.owner + " events=4096", options.Timeout());
     if (processes) {

@@ -43,10 +43,10 @@ std::string ProcessManagerPath(const std::string& ownerSocket) {
 
 Result<LineStream> OpenOwner(const std::string& ownerSocket, int64_t from, bool isFollowing,
                              milliseconds timeout) {
-    return LineStream::Open(TracePath(ownerSocket), "group owner",
-                            "{\"from\":" + std::to_string(from) +
-                                ",\"follow\":" + (isFollowing ? "true" : "false") + "}",
-                            timeout);
+    return LineStream::Open(
+        TracePath(ownerSocket), "group owner",
+        (from < 0 ? "from=now" : "from=" + std::to_string(from)) + (isFollowing ? " follow" : ""),
+        timeout);
 }
 
 // Nothing but a missing detail when it cannot be reached.
