@@ -43,22 +43,27 @@ void TraceFile::Run() {
         if (isEnding_) {
             return;
         }
-        (void)lines_.Wait();
+        TraceLines::Pause();
     }
     while (!isEnding_) {
-        (void)lines_.Wait();
-        WriteWhatHasCome();
+        if (WriteWhatHasCome()) {
+            (void)lines_.Wait();
+        } else {
+            TraceLines::Pause();
+        }
     }
-    WriteWhatHasCome();
+    (void)WriteWhatHasCome();  // what does not go now never will
 }
 
-void TraceFile::WriteWhatHasCome() {
+// False when the file takes no more for now.
+bool TraceFile::WriteWhatHasCome() {
     for (std::string next = lines_.Next(); !next.empty(); next = lines_.Next()) {
         if (!Write(next)) {
             lines_.TakeBack();
-            return;
+            return false;
         }
     }
+    return true;
 }
 
 // All of it or nothing: half a line would spoil the one behind it.

@@ -22,7 +22,7 @@ public:
 
 private:
     void Run();
-    void WriteWhatHasCome();
+    bool WriteWhatHasCome();
     bool Write(const std::string& text);
 
     const std::string path_;

@@ -168,6 +168,10 @@ bool TraceLines::Wait() const {
     return OwnerTrace::Wait(next_, kLongestWait);
 }
 
+void TraceLines::Pause() {
+    (void)OwnerTrace::Wait(UINT64_MAX, kLongestWait);
+}
+
 std::string TraceLines::End() const {
     std::string out;
     Daemons::JsonLine(out).Text("kind", "end").Number("next", next_);

@@ -24,6 +24,9 @@ public:
     /// Waits for a step, one second at most; false when none has come.
     bool Wait() const;
 
+    /// Waits for a second, whatever comes.
+    static void Pause();
+
     /// What ends the lines of a reader that does not follow.
     std::string End() const;
 

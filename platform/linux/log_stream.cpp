@@ -6,6 +6,7 @@
 #include <sys/sysmacros.h>
 #include <sys/uio.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
@@ -120,19 +121,22 @@ bool LogStream::WriteAtOnce(std::string_view head, std::string_view text) {
     return false;
 }
 
-// Only a pipe needs its signal held. What the descriptor is, is asked each time.
+// Only a pipe needs its signal held. What the descriptor is, is asked each time. Whoever writes
+// without our lock may have taken the room that was just there, so that nothing here may wait,
+// where the kernel knows how not to.
 bool WriteWithoutSignal(int fd, std::string_view head, std::string_view text) {
     struct stat status {};
     if (fstat(fd, &status) == 0) {
         if (S_ISSOCK(status.st_mode)) {
-            return SendPieces(fd, 0, head, text);
+            return SendPieces(fd, MSG_DONTWAIT, head, text);
         }
         if (!S_ISFIFO(status.st_mode)) {
             return WritePieces(fd, head, text);
         }
     }
     const PipeSignalHeld held;
-    return WritePieces(fd, head, text);
+    return WritePiecesAtOnce(fd, head, text) ||
+           (errno == EOPNOTSUPP && WritePieces(fd, head, text));
 }
 
 // A pipe that is ready takes PIPE_BUF bytes without waiting.

@@ -12,7 +12,8 @@ namespace {
 
 std::atomic<ScheduleObserver> theObserver{nullptr};
 
-void Tell(ScheduleStep step) {
+// What is thrown here would leave a mutex locked for good.
+void Tell(ScheduleStep step) noexcept {
     if (const ScheduleObserver observer = theObserver.load(std::memory_order_relaxed)) {
         (void)observer(step);  // the time is for who has asked
     }

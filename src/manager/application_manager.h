@@ -162,7 +162,6 @@ private:
     class BaseStart;
     struct StartPass;
     std::vector<AppInfoForServer> BaseApplicationsToStart() const EXCLUDES(mutex_);
-    bool RunPass(StartPass& pass, StartAppInfo& batch);
     bool NeedContinueStart(StartPass& pass, StartAppInfo& batch);
     static bool IsStartingLocked(StartPass& pass, StartAppInfo& batch) REQUIRES(batch.mutex);
     static bool IsAnyRunning(const StartPass& pass);
@@ -177,7 +176,7 @@ private:
     void EndSend(const std::vector<std::string>& names) EXCLUDES(mutex_);
     bool MustBeDownLocked(const std::string& name) const REQUIRES(mutex_);
     std::vector<std::string> CheckProcessCompleted(const StartPass& pass, StartAppInfo& batch);
-    void ReportRunning(const StartPass& pass, StartAppInfo& batch);
+    bool PollAndWait(const StartPass& pass, StartAppInfo& batch, TimePoint deadline);
     bool IsRunning(const std::string& name) EXCLUDES(mutex_);
     Milliseconds BatchWait(int32_t timeoutMs, uint32_t ownTimeoutMs) const;
 
@@ -193,9 +192,8 @@ private:
     bool TermApps(const std::vector<AppInfoForServer>& apps);
     using Dependants = std::map<std::string, Names>;
     Dependants DependantsAmong(const std::vector<AppInfoForServer>& apps) EXCLUDES(mutex_);
+    void ReleaseNew(const FreeRecords& free, const Dependants& dependants);
     bool MakeTermGraph(const std::vector<AppInfoForServer>& apps);
-    bool IsLeftToTerm() const;
-    void RunTermPass(FreeRecords& free, const Dependants& dependants);
     void TermNoDependsApps(FreeRecords& free);
     enum class TermOutcome { kMissing, kRefused, kDownAlready, kAccepted };
     /// @param application its record as of so many removals; looked up when it is none any more

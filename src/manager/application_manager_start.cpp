@@ -27,7 +27,6 @@ struct ApplicationManager::StartPass {
     FreeRecords free;  // with a record: asked for and begun, so that polling is all that is left
     std::vector<std::string> started;  // sent, or refused at once
     size_t lastStarting = 0;           // the place in there where one was still starting
-    bool hasFailed = false;            // for good, not one of its applications
 };
 
 bool ApplicationManager::StartApps(const std::vector<AppInfoForServer>& apps, StartAppInfo& batch,
@@ -56,29 +55,12 @@ bool ApplicationManager::StartApps(const std::vector<AppInfoForServer>& apps, St
     }
     batch.SetGraph(std::move(graph));
     const TimePoint deadline = Now() + wait;
-    const Passes::Pass run = [&] { return RunPass(pass, batch); };
-    if (!batch.passes.RunAll(run(), run, deadline)) {
-        GRP_ERROR("StartApp failed. timeout=%u(ms)", batch.timeout.load());
-        batch.phase.TimeOut();
-        return false;
-    }
-    if (pass.hasFailed) {
-        return false;
+    while (!batch.IsGraphEmpty() && NeedContinueStart(pass, batch)) {
+        if (!FillAppInfoAndStart(pass, batch) || !PollAndWait(pass, batch, deadline)) {
+            return false;
+        }
     }
     GRP_WARNING("StartApp end.");
-    return true;
-}
-
-// On the thread that starts, or on one that has brought a result.
-bool ApplicationManager::RunPass(StartPass& pass, StartAppInfo& batch) {
-    if (batch.IsGraphEmpty() || !NeedContinueStart(pass, batch)) {
-        return false;
-    }
-    if (!FillAppInfoAndStart(pass, batch)) {
-        pass.hasFailed = true;
-        return false;
-    }
-    ReportRunning(pass, batch);
     return true;
 }
 
@@ -308,11 +290,22 @@ void ApplicationManager::EndSend(const std::vector<std::string>& names) {
     }
 }
 
-// With no lock held: each report takes both batches' mutexes.
-void ApplicationManager::ReportRunning(const StartPass& pass, StartAppInfo& batch) {
+// The reports are made before the wait and with no lock held: each takes both batches' mutexes.
+bool ApplicationManager::PollAndWait(const StartPass& pass, StartAppInfo& batch,
+                                     TimePoint deadline) {
     for (const std::string& name : CheckProcessCompleted(pass, batch)) {
         ReportStartAppResult(name, AppChangeState::SUCCESS);
     }
+    MutexLock lock(batch.mutex);
+    while (!batch.notified) {
+        if (!batch.condition.WaitUntil(batch.mutex, deadline) && !batch.notified) {
+            GRP_ERROR("StartApp failed. timeout=%u(ms)", batch.timeout.load());
+            batch.phase.TimeOut();
+            return false;
+        }
+    }
+    batch.notified = false;
+    return true;
 }
 
 std::vector<std::string> ApplicationManager::CheckProcessCompleted(const StartPass& pass,

@@ -12,8 +12,9 @@ namespace ProcMgr {
 ApplicationManager::Dependants ApplicationManager::DependantsAmong(
     const std::vector<AppInfoForServer>& apps) {
     Dependants dependants;
+    MutexLock lock(mutex_);
     for (const AppInfoForServer& app : apps) {
-        if (const auto application = FindApplication(app.name, false); application != nullptr) {
+        if (const auto application = FindLocked(app.name); application != nullptr) {
             for (const std::string& needed : application->GetDepends()) {
                 dependants[needed].insert(app.name);
             }
@@ -33,39 +34,29 @@ bool ApplicationManager::TermApps(const std::vector<AppInfoForServer>& apps) {
     }
     const auto dependants = Trace::IsOpen() ? DependantsAmong(apps) : Dependants{};
     FreeRecords free;
-    const Passes::Pass run = [&] {
-        RunTermPass(free, dependants);
-        return IsLeftToTerm();
-    };
-    if (!term_.passes.RunAll(IsLeftToTerm(), run, deadline)) {
-        GRP_ERROR("ChangeApp failed. because TermApps failed time-out.");
-        term_.phase.TimeOut();
-        return false;
+    while (!term_.IsGraphEmpty()) {
+        GRP_INFO("TermApps ... ");
+        if (!term_.WaitForResult(deadline)) {
+            GRP_ERROR("ChangeApp failed. because TermApps failed time-out.");
+            term_.phase.TimeOut();
+            return false;
+        }
+        free.Refresh(term_.FreeNames(), Removals());
+        ReleaseNew(free, dependants);
+        TermNoDependsApps(free);
     }
     GRP_WARNING("TermApps end.");
     return true;
 }
 
-// Every wait for a result begins with a line.
-bool ApplicationManager::IsLeftToTerm() const {
-    if (term_.IsGraphEmpty()) {
-        return false;
-    }
-    GRP_INFO("TermApps ... ");
-    return true;
-}
-
-// On the thread of the change set, or on one that has brought a result.
-void ApplicationManager::RunTermPass(FreeRecords& free, const Dependants& dependants) {
-    free.Refresh(term_.FreeNames(), Removals());
+// What was offered before has been told.
+void ApplicationManager::ReleaseNew(const FreeRecords& free, const Dependants& dependants) {
     for (const auto& [name, application] : free.records) {
-        if (application == nullptr) {  // not offered before
+        if (application == nullptr) {
             const auto others = dependants.find(name);
             term_.phase.Release(name, others == dependants.end() ? Names{} : others->second);
         }
     }
-    term_.SetOnTheirWay(free.records.size());
-    TermNoDependsApps(free);
 }
 
 bool ApplicationManager::MakeTermGraph(const std::vector<AppInfoForServer>& apps) {

@@ -103,12 +103,12 @@ void StartAppInfo::NoteMovedOtherwise(const std::string& name) {
 }
 
 void StartAppInfo::Report(const std::string& name, AppChangeState state) {
-    if (const std::optional<size_t> left = Record(name, state)) {
-        passes.GoOn(*left);
+    if (Record(name, state)) {
+        condition.NotifyOne();  // who is woken needs the mutex
     }
 }
 
-std::optional<size_t> StartAppInfo::Record(const std::string& name, AppChangeState state) {
+bool StartAppInfo::Record(const std::string& name, AppChangeState state) {
     MutexLock lock(mutex);
     const auto entry = startAppResultMap.find(name);
     if (entry == startAppResultMap.end()) {
@@ -116,7 +116,7 @@ std::optional<size_t> StartAppInfo::Record(const std::string& name, AppChangeSta
             "ApplicationManager ReportStartAppResult appName=%s is not in "
             "appStartInfo.startAppResultMap.",
             name.c_str());
-        return std::nullopt;
+        return false;
     }
     if (entry->second != AppChangeState::INIT && entry->second != AppChangeState::PROCESSING) {
         GRP_WARNING(
@@ -131,11 +131,9 @@ std::optional<size_t> StartAppInfo::Record(const std::string& name, AppChangeSta
     }
     // Once all that was asked for has been released there is nothing left that a result could free;
     // then only the last one counts.
-    if (untouched_ == 0 && processing_ > 0) {
-        return std::nullopt;
-    }
-    notified = true;
-    return processing_;
+    const bool isAwaited = untouched_ > 0 || processing_ == 0;
+    notified = notified || isAwaited;
+    return isAwaited;
 }
 
 void StartAppInfo::MarkLeft() {

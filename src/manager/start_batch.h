@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -12,16 +11,15 @@
 #include "platform/manifest_service.h"
 #include "src/common/sync.h"
 #include "src/manager/batch_results.h"
-#include "src/manager/passes.h"
 #include "src/trace/trace.h"
 
 namespace ProcMgr {
 
 /// One start batch: what was asked for, what has become of it and what waits for what.
 ///
-/// The thread that starts fills, polls and waits; the threads of reports record, and may run a pass
-/// for it. The mutex guards everything but the time-out. The batch outlives its start: results that
-/// arrive late are still recorded, until the next reset.
+/// The thread that starts fills, polls and waits; the threads of reports record. The mutex guards
+/// everything but the time-out. The batch outlives its start: results that arrive late are still
+/// recorded, until the next reset.
 struct StartAppInfo {
     /// Empties the results and forgets what was noted.
     void Reset() EXCLUDES(mutex);
@@ -62,14 +60,12 @@ struct StartAppInfo {
     CondVar condition;
     std::atomic<uint32_t> timeout{0};  // milliseconds
     bool notified GUARDED_BY(mutex) = false;
-    Passes passes{mutex, condition, notified};           // locks the mutex by itself
     std::set<std::string> onTheirWay GUARDED_BY(mutex);  // not asked for, but coming up
     Trace::Phase phase{OptionType::START};               // synchronises itself
 
 private:
     void Set(AppChangeState& entry, AppChangeState state) REQUIRES(mutex);
-    /// @return how many are still on their way, when there is something to do
-    std::optional<size_t> Record(const std::string& name, AppChangeState state) EXCLUDES(mutex);
+    bool Record(const std::string& name, AppChangeState state) EXCLUDES(mutex);
 
     size_t untouched_ GUARDED_BY(mutex) = 0;   // INIT in the results
     size_t processing_ GUARDED_BY(mutex) = 0;  // PROCESSING there

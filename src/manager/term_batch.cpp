@@ -59,6 +59,17 @@ std::set<std::string> TermAppInfo::FreeNames() const {
     return termGraph.GetNoDependVertices();
 }
 
+bool TermAppInfo::WaitForResult(TimePoint deadline) {
+    MutexLock lock(resultMutex);
+    while (!notified) {
+        if (!condition.WaitUntil(resultMutex, deadline) && !notified) {
+            return false;
+        }
+    }
+    notified = false;
+    return true;
+}
+
 void TermAppInfo::Report(const std::string& name, AppChangeState state) {
     if (!Record(name, state)) {
         return;
@@ -73,7 +84,7 @@ void TermAppInfo::Report(const std::string& name, AppChangeState state) {
         MutexLock lock(resultMutex);
         notified = true;
     }
-    passes.GoOn(onTheirWay_);
+    condition.NotifyOne();
 }
 
 bool TermAppInfo::Record(const std::string& name, AppChangeState state) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
 #include <set>
 #include <string>
@@ -11,7 +10,6 @@
 #include "platform/manifest_service.h"
 #include "src/common/sync.h"
 #include "src/manager/batch_results.h"
-#include "src/manager/passes.h"
 #include "src/trace/trace.h"
 
 namespace ProcMgr {
@@ -19,8 +17,8 @@ namespace ProcMgr {
 /// The term batch. Results and graph have a mutex each, which are never held together, and nothing
 /// else is taken under either.
 ///
-/// The thread of the change set requests, offers and waits; the threads of reports record, and may
-/// run a pass for it. Results that arrive after its end are still recorded, until the next reset.
+/// The thread of the change set requests, offers and waits; the threads of reports record. Results
+/// that arrive after its end are still recorded, until the next reset.
 struct TermAppInfo {
     /// Empties the results; the first pass does not wait.
     void Reset() EXCLUDES(resultMutex);
@@ -33,12 +31,11 @@ struct TermAppInfo {
     /// The names that nothing in the graph depends on; those that still terminate among them.
     std::set<std::string> FreeNames() const EXCLUDES(graphMutex);
 
-    /// How many are asked to end and have not been heard of, as of the last pass.
-    void SetOnTheirWay(size_t count) { onTheirWay_ = count; }
+    /// Waits for the next result that has been taken out of the graph; false at the deadline.
+    bool WaitForResult(TimePoint deadline) EXCLUDES(resultMutex);
 
     /// Records a result, the first one, and takes the name out of the graph whatever the result: a
-    /// failed termination also frees what it depended on. To be called with nothing locked, for a
-    /// pass may be run.
+    /// failed termination also frees what it depended on.
     void Report(const std::string& name, AppChangeState state) EXCLUDES(resultMutex, graphMutex);
 
     /// Turns what is still untouched into TERM_FAILED.
@@ -52,15 +49,12 @@ struct TermAppInfo {
     DependGraph termGraph GUARDED_BY(graphMutex);
     CondVar condition;
     bool notified GUARDED_BY(resultMutex) = true;
-    Passes passes{resultMutex, condition, notified};  // locks the mutex by itself
-    std::atomic<uint32_t> timeout{0};                 // milliseconds
-    Trace::Phase phase{OptionType::TERM};             // synchronises itself
+    std::atomic<uint32_t> timeout{0};      // milliseconds
+    Trace::Phase phase{OptionType::TERM};  // synchronises itself
 
 private:
     bool Record(const std::string& name, AppChangeState state) EXCLUDES(resultMutex);
     std::vector<std::string> NamesWithResult() const EXCLUDES(resultMutex);
-
-    std::atomic<size_t> onTheirWay_{0};
 };
 
 }  // namespace ProcMgr

@@ -279,7 +279,8 @@ void Phase::Result(const std::string& name, AppChangeState state) {
     }
     Writing writing;
     Record& record = writing.Of(name);
-    const bool isRepeated = record.result > record.released && record.state == state;
+    const bool isRepeated =
+        record.result > std::max(record.released, begin_.load()) && record.state == state;
     if (isRepeated) {
         return;  // polling and the report may both bring it
     }

@@ -48,7 +48,7 @@ const Record* Store::Writing::Find(const std::string& name) const {
 }
 
 uint64_t Store::Writing::Append(const Step& step, const Record* record) {
-    const uint64_t sequence = store_.next_++;
+    const uint64_t sequence = store_.next_;
     const uint64_t back = step.cause == 0 ? 0 : sequence - step.cause;
     const Entry entry{step.when,
                       record == nullptr ? kGroup : record->index,
@@ -63,6 +63,7 @@ uint64_t Store::Writing::Append(const Step& step, const Record* record) {
     } else {
         store_.ring_[store_.PlaceLocked(sequence)] = entry;
     }
+    ++store_.next_;  // once it is kept: memory may run out
     if (store_.waiting_ > 0) {
         store_.come_.NotifyAll();
     }

@@ -18,6 +18,7 @@ TEST_F(Fault, LogsWithoutRoomStopNobody) {
     Write("logs/tall.log", std::string(1023, 'x'));
     manager_ = std::make_unique<Daemon>(
         Limited("-f 2", {PROCMGRD, "--run-dir", Path("run"), "--log-dir", Path("logs")}));
+    ASSERT_TRUE(manager_->Says("procmgrd: ready on ")) << manager_->Output();
     const auto owner = Boot("  base: {command: probe}\n  tall: {command: probe}\n",
                             {"GRPOWNER_LOG_LEVEL=debug", "GRPOWNER_LOG_FILE=/dev/full"});
     EXPECT_TRUE(manager_->Says("cannot write " + Path("logs/base.log") +

@@ -60,25 +60,19 @@ void Watch::Line(std::string line) {
     constexpr char kOffer[] = "Add to termAppList term info: name=";
     if (has("StartApps begin.")) {
         starts_[ThreadName()] = batch();
-    } else if (line == "StartApp end." || has("StartApp failed. timeout")) {
-        starts_.erase(ThreadName());
     } else if (has("TermApps begin.")) {
-        term_ = batch();
+        terms_[ThreadName()] = batch();
     } else if (has("TermApps failed time-out.")) {
-        CheckTimeOut(*term_);
-        term_.reset();
+        CheckTimeOut(terms_[ThreadName()]);
+        terms_.erase(ThreadName());
     } else if (has("TermApps end.")) {
-        term_.reset();
-    } else if (has("TermApps emAgent TermApp begin.")) {
-        offering_.insert(ThreadName());
-    } else if (has("TermApps emAgent TermApp end.")) {
-        offering_.erase(ThreadName());
+        terms_.erase(ThreadName());
     } else if (has("is not in this group.")) {
         foreign_.insert(ThreadName());
     } else if (has(kRestarting) && has("ReportTerminated")) {
         crossed_.insert(nameBehind(kRestarting));
     } else if (has(kOffer)) {
-        term_->offered.insert(nameBehind(kOffer));
+        terms_[ThreadName()].offered.insert(nameBehind(kOffer));
     } else if (has(kResult)) {
         Told& told = told_[nameBehind(kResult)];
         told.termResult = events_;
@@ -96,41 +90,24 @@ void Watch::Request(const GrpOwnerTest::PmRequest& request) {
     Note(text);
     if (request.type == GrpOwnerTest::kStart) {
         std::for_each(names.begin(), names.end(), [this](const auto& name) { CheckStart(name); });
-    } else if (request.type == GrpOwnerTest::kTerm && offering_.count(ThreadName()) > 0) {
+    } else if (request.type == GrpOwnerTest::kTerm && terms_.count(ThreadName()) > 0) {
         CheckTerm(names);
     }
 }
 
-/// Empty: the batch may send it.
-std::string Watch::WhyNotStarted(const std::string& name, const Batch& batch) {
-    const auto entry = batch.depends.find(name);
-    if (entry == batch.depends.end() || batch.sent.count(name) > 0) {
-        return name + " is sent for start twice by a batch, or is unknown to it";
-    }
-    for (const std::string& dependency : entry->second) {
+void Watch::CheckStart(const std::string& name) {
+    Batch& batch = starts_[ThreadName()];
+    Check(batch.sent.insert(name).second, name + " is sent for start twice by a batch");
+    for (const std::string& dependency : batch.depends[name]) {
         const Told& told = told_[dependency];
         // Until the report of its end has been taken in whole, it may still count as running.
         const bool isUp = told.running > told.endBegan || told.endWasTold < told.endBegan;
         const bool ran = told.running > 0 && (isUp || told.endWasTold >= batch.began);
-        if (!ran && batch.depends.count(dependency) > 0) {
-            return std::string(name)
-                .append(" is sent for start, but not seen running was ")
-                .append(dependency);
-        }
+        Check(ran || batch.depends.count(dependency) == 0,
+              std::string(name)
+                  .append(" is sent for start, but not seen running was ")
+                  .append(dependency));
     }
-    return {};
-}
-
-void Watch::CheckStart(const std::string& name) {
-    std::string why = name + " is sent for start by no batch";
-    for (auto& [thread, batch] : starts_) {
-        why = WhyNotStarted(name, batch);
-        if (why.empty()) {
-            batch.sent.insert(name);
-            return;
-        }
-    }
-    Check(false, why);
 }
 
 bool Watch::HasResult(const std::string& name, const Batch& batch) {
@@ -148,7 +125,7 @@ bool Watch::Needs(const std::string& who, const std::string& what, const Batch& 
 }
 
 void Watch::CheckTerm(const std::set<std::string>& names) {
-    Batch& batch = *term_;
+    Batch& batch = terms_[ThreadName()];
     const std::set<std::string> before = batch.sent;
     batch.sent.insert(names.begin(), names.end());
     for (const std::string& name : names) {

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <random>
 #include <set>
 #include <string>
@@ -68,7 +67,7 @@ private:
         uint64_t running = 0, endBegan = 0, endWasTold = 0, termResult = 0;
         ProcMgr::TimePoint termResultTime{};
     };
-    /// The batch that a thread has begun. Who brings it a result may work on it too.
+    /// The batch that a thread is working on.
     struct Batch {
         uint64_t began = 0;
         ParseAndDepend::DependsMap depends;
@@ -77,7 +76,6 @@ private:
     };
 
     void Note(const std::string& text);
-    std::string WhyNotStarted(const std::string& name, const Batch& batch);
     void CheckStart(const std::string& name);
     bool HasResult(const std::string& name, const Batch& batch);
     bool Needs(const std::string& who, const std::string& what, const Batch& batch);
@@ -88,12 +86,11 @@ private:
     uint64_t events_ = 0;
     uint64_t digest_ = 14695981039346656037U;
     std::map<std::string, Told> told_;
-    std::map<std::string, Batch> starts_;   // by thread, while they run
-    std::optional<Batch> term_;             // never two at once
-    std::set<std::string> offering_;        // threads that send for it
-    std::map<std::string, Names> notices_;  // by thread
-    std::set<std::string> foreign_;         // threads whose report was of nobody's application
-    std::set<std::string> crossed_;         // names of applications
+    std::map<std::string, Batch> starts_;  // by thread, as all below
+    std::map<std::string, Batch> terms_;
+    std::map<std::string, Names> notices_;
+    std::set<std::string> foreign_;  // whose report was of nobody's application
+    std::set<std::string> crossed_;  // names of applications
 };
 
 }  // namespace Schedules
