@@ -2,7 +2,7 @@
 # interface and not with the version; nothing leaves but what the script next to the sources names;
 # nothing is missing. The interface is compared with packaging/abi.
 
-set(GRPOWNER_ABI 1.0) # the second number moves when something is added
+set(GRPOWNER_ABI 1.1) # the second number moves when something is added
 
 function(grpowner_shared_library target script)
     string(REGEX MATCH "^[0-9]+" soname_number ${GRPOWNER_ABI})
