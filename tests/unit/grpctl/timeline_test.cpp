@@ -151,8 +151,8 @@ TEST(Timeline, TellsWhoWasWhereWhen) {
     const char* const rows[] = {
         "logger starting 0-40 running 40-",
         "lidar waiting 0-40 starting 40-140 running 140-",
-        "camera waiting 0-40 starting 40-340 running 340-840 restarting 840-890 "
-        "running 890-3600020 stopping 3600020-3600050 (crashed: SIGSEGV 840)",
+        ("camera waiting 0-40 starting 40-340 running 340-840 restarting 840-890 "
+         "running 890-3600020 stopping 3600020-3600050 (crashed: SIGSEGV 840)"),
         "fusion waiting 0-340 starting 340-400 running 400-3600000 stopping 3600000-3600020",
     };
     ASSERT_EQ(story.rows.size(), std::size(rows));
