@@ -14,9 +14,6 @@ namespace GrpOwnerDaemon {
 
 namespace {
 
-using ProcMgr::AppReportState;
-using ProcMgr::AppStateType;
-using ProcMgr::OptionType;
 using ProcMgr::OwnerTrace;
 using ProcMgr::TraceEvent;
 using ProcMgr::TraceKind;
