@@ -48,6 +48,7 @@ std::string_view NameOf(RecordedKind kind) {
 }  // namespace
 
 std::atomic<Recorder*> Recorder::active_{nullptr};
+std::atomic<Recorder*> Recorder::latest_{nullptr};
 
 bool Recorder::Start(const std::string& path, std::string& error) {
     // What a service manager starts again must not write over what the end before has left.
@@ -62,6 +63,7 @@ bool Recorder::Start(const std::string& path, std::string& error) {
     }
     // Never destroyed: threads of the services may be in it until the process is gone.
     auto* const recorder = std::unique_ptr<Recorder>(new Recorder(file, path)).release();
+    latest_ = recorder;
     recorder->text_.append(GrpOwnerRecording::kHead).push_back('\n');
     for (const char* name : kVariables) {
         if (const char* value = std::getenv(name)) {

@@ -41,6 +41,7 @@ private:
     void FlushLocked();
 
     static std::atomic<Recorder*> active_;
+    static std::atomic<Recorder*> latest_;  // not lost when it has ended
 
     std::mutex mutex_;
     const int file_;
