@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "tests/e2e/group.h"
+#include "tests/e2e/fault.h"
 
 namespace EndToEnd {
 
@@ -46,6 +46,17 @@ protected:
     }
 };
 
+// The crashes that the process manager tells of.
+uint64_t Ends(const std::string& log) {
+    uint64_t ends = 0;
+    std::istringstream lines(log);
+    for (std::string line; std::getline(lines, line);) {
+        ends += line.find("warning: own/") != std::string::npos &&
+                line.find(" ended, ") != std::string::npos;
+    }
+    return ends;
+}
+
 TEST_F(Watch, MissesNoneOfAThousandCrashesOrSaysHowMany) {
     Manage();
     const auto owner = Boot(
@@ -59,7 +70,7 @@ TEST_F(Watch, MissesNoneOfAThousandCrashesOrSaysHowMany) {
     ASSERT_TRUE(fast->Says("\"snapshot\"") && slow->Says("\"snapshot\""));
     slow->Signal(SIGSTOP);
     (void)Begin({"start", "a", "b", "c"})->Wait();  // whether one is seen to run is chance
-    ASSERT_TRUE(fast->Says("\"seq\":12000,")) << fast->Output().substr(0, 4000);
+    ASSERT_TRUE(Eventually([&] { return Ends(manager_->Output()) >= 2000; }));
     (void)Begin({"stop-all", "--quiet"})->Wait();
     slow->Signal(SIGCONT);
     const std::string end = R"("request":"stop-all","success":true)";
@@ -70,17 +81,13 @@ TEST_F(Watch, MissesNoneOfAThousandCrashesOrSaysHowMany) {
     EndAll(*owner);
     EXPECT_EQ(slow->Wait(), 7);
 
-    uint64_t ends = 0;
-    std::istringstream log(manager);
-    for (std::string line; std::getline(log, line);) {
-        ends += line.find("warning: own/") != std::string::npos &&
-                line.find(" ended, ") != std::string::npos;
-    }
-    EXPECT_GE(ends, 1000u);
+    const uint64_t ends = Ends(manager);
     const Told all = Read(*fast);
-    EXPECT_EQ(all.missed, 0u);
     EXPECT_TRUE(all.isInOrder);
-    EXPECT_EQ(all.crashes, ends);
+    EXPECT_EQ(all.steps + all.missed, all.last - all.first + 1);
+    // On a machine that is too busy it is a slow one as well, and says so.
+    EXPECT_TRUE(all.missed == 0 ? all.crashes == ends : all.crashes < ends)
+        << all.crashes << " of " << ends << ", " << all.missed << " steps missed";
     const Told some = Read(*slow);
     EXPECT_GT(some.missed, 0u);
     EXPECT_TRUE(some.isInOrder) << "what is missing stands where it is missing";
