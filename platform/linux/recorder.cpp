@@ -80,8 +80,8 @@ bool Recorder::Start(const std::string& path, std::string& error) {
 }
 
 void Recorder::End() {
-    Place("end", {});
     const std::lock_guard<std::mutex> lock(mutex_);
+    PlaceLocked("end", {});  // nothing comes behind it
     hasEnded_ = true;
     active_ = nullptr;
 }
@@ -135,6 +135,10 @@ void Recorder::Entry(RecordedKind kind, std::string_view what,
 
 void Recorder::Place(std::string_view what, const std::vector<std::string>& fields) {
     const std::lock_guard<std::mutex> lock(mutex_);
+    PlaceLocked(what, fields);
+}
+
+void Recorder::PlaceLocked(std::string_view what, const std::vector<std::string>& fields) {
     (void)BeginLocked(what);
     for (const std::string& field : fields) {
         text_.append(" ").append(Escape(field));

@@ -35,6 +35,7 @@ private:
     Recorder(int file, std::string path) : file_(file), path_(std::move(path)) {}
 
     void Place(std::string_view what, const std::vector<std::string>& fields);
+    void PlaceLocked(std::string_view what, const std::vector<std::string>& fields);
     void PlacePath(const char* path);
     Time BeginLocked(std::string_view kind);
     void EndStepsLocked();
